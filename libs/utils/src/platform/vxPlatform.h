@@ -1,0 +1,49 @@
+// The library's only door to the operating system.
+//
+// Library logic calls these functions and nothing of the system directly; posix/ implements
+// them for Linux and other POSIX systems. Everything here is internal to libvxUtils.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace vx::platform {
+
+// --- text -----------------------------------------------------------------------------------
+
+// Wide text to the active narrow code page and back (UTF-8 on POSIX systems). Units that are
+// not characters, and byte sequences that are not valid, become U+FFFD.
+std::string wideToActiveCodePage(const wchar_t* text, std::size_t length);
+std::wstring activeCodePageToWide(const char* text, std::size_t length);
+
+// Narrow text in the encoding of the C locale's LC_CTYPE to wide text, as mbstowcs does. A byte
+// that does not start a valid character is taken as the character of the same value.
+std::wstring localeMultiByteToWide(const char* text);
+
+// --- threads ----------------------------------------------------------------------------------
+
+// The system's id of the calling thread.
+std::uint64_t currentThreadId();
+
+// Lets other threads run; used by spin loops that wait long.
+void yieldThread();
+
+// --- recursive timed mutex --------------------------------------------------------------------
+
+struct recursiveMutex;
+
+recursiveMutex* createRecursiveMutex();
+void destroyRecursiveMutex(recursiveMutex* m);
+bool lockRecursiveMutex(recursiveMutex* m);
+// Waits at most the given time; 0 only tries.
+bool lockRecursiveMutexFor(recursiveMutex* m, unsigned int milliseconds);
+// False when the calling thread does not hold the mutex.
+bool unlockRecursiveMutex(recursiveMutex* m);
+
+// --- presentation -------------------------------------------------------------------------------
+
+// Presents an assertion text to a person: here, on standard error.
+void presentAssertion(const wchar_t* caption, const wchar_t* text);
+
+} // namespace vx::platform

@@ -1,0 +1,99 @@
+#include "vxUnicode.h"
+
+#include <cstdint>
+
+namespace vx::unicode {
+
+namespace {
+
+bool isCharacter(std::uint32_t c) {
+    return c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF);
+}
+
+// The range the byte after a lead byte may take (the later ones are always 0x80 to 0xBF).
+struct leadInfo {
+    int length; // 0: not a lead byte
+    unsigned char secondLow, secondHigh;
+};
+
+leadInfo infoOf(unsigned char lead) {
+    if (lead < 0x80) return {1, 0, 0};
+    if (lead < 0xC2) return {0, 0, 0};
+    if (lead < 0xE0) return {2, 0x80, 0xBF};
+    if (lead == 0xE0) return {3, 0xA0, 0xBF};
+    if (lead == 0xED) return {3, 0x80, 0x9F};
+    if (lead < 0xF0) return {3, 0x80, 0xBF};
+    if (lead == 0xF0) return {4, 0x90, 0xBF};
+    if (lead < 0xF4) return {4, 0x80, 0xBF};
+    if (lead == 0xF4) return {4, 0x80, 0x8F};
+    return {0, 0, 0};
+}
+
+} // namespace
+
+void appendUtf8(std::string& out, const wchar_t* text, std::size_t length) {
+    out.reserve(out.size() + length);
+    for (std::size_t i = 0; i < length; ++i) {
+        std::uint32_t c = static_cast<std::uint32_t>(text[i]);
+        if (!isCharacter(c))
+            c = replacementCharacter;
+        if (c < 0x80) {
+            out.push_back(static_cast<char>(c));
+        } else if (c < 0x800) {
+            out.push_back(static_cast<char>(0xC0 | (c >> 6)));
+            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+        } else if (c < 0x10000) {
+            out.push_back(static_cast<char>(0xE0 | (c >> 12)));
+            out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+        } else {
+            out.push_back(static_cast<char>(0xF0 | (c >> 18)));
+            out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+        }
+    }
+}
+
+void appendFromUtf8(std::wstring& out, const char* text, std::size_t length) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+    out.reserve(out.size() + length);
+    std::size_t i = 0;
+    while (i < length) {
+        const unsigned char lead = bytes[i];
+        if (lead < 0x80) { // the common case first
+            out.push_back(static_cast<wchar_t>(lead));
+            ++i;
+            continue;
+        }
+        const leadInfo info = infoOf(lead);
+        if (info.length == 0) {
+            out.push_back(replacementCharacter);
+            ++i;
+            continue;
+        }
+        std::uint32_t c = lead & (0xFF >> (info.length + 1));
+        std::size_t taken = 1;
+        bool complete = true;
+        for (int k = 1; k < info.length; ++k) {
+            if (i + taken >= length) {
+                complete = false;
+                break;
+            }
+            const unsigned char b = bytes[i + taken];
+            const unsigned char low = k == 1 ? info.secondLow : 0x80;
+            const unsigned char high = k == 1 ? info.secondHigh : 0xBF;
+            if (b < low || b > high) {
+                complete = false;
+                break;
+            }
+            c = (c << 6) | (b & 0x3F);
+            ++taken;
+        }
+        // A broken sequence is replaced as a whole, and decoding resumes at the byte that broke it.
+        out.push_back(complete ? static_cast<wchar_t>(c) : replacementCharacter);
+        i += taken;
+    }
+}
+
+} // namespace vx::unicode

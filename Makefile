@@ -1,0 +1,84 @@
+# The two commands of a fresh Debian machine: `make demo` and `make test`.
+# Each first installs what is missing (as root), then configures, builds and runs.
+
+SHELL := /bin/bash
+.DEFAULT_GOAL := help
+
+# Debian packages the build, the tests and the benchmarks need.
+PACKAGES := cmake ninja-build g++ pkg-config zlib1g-dev libqrcodegencpp-dev \
+            googletest libgtest-dev libgmock-dev libbenchmark-dev
+# The fuzz targets need clang with libFuzzer in addition.
+FUZZ_PACKAGES := clang libclang-rt-14-dev
+FUZZ_SECONDS ?= 30
+
+.PHONY: help deps deps-fuzz demo test asan tsan sanitize bench fuzz clean
+
+help:
+	@echo "make demo      install what is missing, build, run the tour of vxutil"
+	@echo "make test      install what is missing, build, run every test"
+	@echo "make asan      all tests under AddressSanitizer and UndefinedBehaviorSanitizer"
+	@echo "make tsan      the concurrency tests under ThreadSanitizer"
+	@echo "make bench     build and run the benchmarks"
+	@echo "make fuzz      build the fuzz targets with clang and run each for FUZZ_SECONDS"
+	@echo "make clean     remove build/"
+
+# Installs missing packages when run as root; otherwise names the command and stops.
+define install_missing
+	@missing=""; \
+	for p in $(1); do \
+	  dpkg-query -W -f='$${Status}\n' $$p 2>/dev/null | grep -q '^install ok installed' || missing="$$missing $$p"; \
+	done; \
+	if [ -n "$$missing" ]; then \
+	  if [ "$$(id -u)" = 0 ]; then \
+	    echo "installing:$$missing"; \
+	    apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $$missing; \
+	  else \
+	    echo "missing Debian packages; run: sudo apt-get install -y$$missing" >&2; exit 1; \
+	  fi; \
+	fi
+endef
+
+deps:
+	$(call install_missing,$(PACKAGES))
+
+deps-fuzz: deps
+	$(call install_missing,$(FUZZ_PACKAGES))
+
+# Configures a preset once, then builds it.
+define build_preset
+	@[ -f build/$(1)/build.ninja ] || cmake --preset $(1)
+	cmake --build --preset $(1)
+endef
+
+demo: deps
+	$(call build_preset,release)
+	bash tools/vxutil/tour.sh build/release/tools/vxutil/vxutil
+
+test: deps
+	$(call build_preset,release)
+	ctest --preset release
+
+asan: deps
+	$(call build_preset,asan)
+	ctest --preset asan
+
+tsan: deps
+	$(call build_preset,tsan)
+	ctest --preset tsan
+
+sanitize: asan tsan
+
+bench: deps
+	$(call build_preset,release)
+	cmake --build --preset release --target run-benchmarks
+
+fuzz: deps-fuzz
+	$(call build_preset,fuzz)
+	@for f in build/fuzz/fuzz/fuzz*; do \
+	  [ -x "$$f" ] || continue; \
+	  echo "== $$f ($(FUZZ_SECONDS) s)"; \
+	  "$$f" -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 || exit 1; \
+	done
+
+clean:
+	rm -rf build

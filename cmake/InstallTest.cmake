@@ -29,7 +29,6 @@ endforeach()
 run(${CMAKE_COMMAND} -S ${VX_EXAMPLE_DIR} -B ${VX_WORK_DIR}/cmake-build -G ${VX_GENERATOR}
     -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Release)
 run(${CMAKE_COMMAND} --build ${VX_WORK_DIR}/cmake-build)
-file(GLOB libdirs ${prefix}/lib*)
 set(ENV{LD_LIBRARY_PATH} "${prefix}/lib:${prefix}/lib64:${prefix}/lib/x86_64-linux-gnu")
 run(${VX_WORK_DIR}/cmake-build/hello)
 if(NOT LAST_OUTPUT MATCHES "hello from vxUtils")

@@ -23,7 +23,7 @@ unsigned long refObj::release() {
 
 referencePtrLocker::referencePtrLocker() : mHeld(false) {
     if (!gReferencePtrLock.acquire())
-        assertionFailed(L"referencePtrLocker is not held by this thread", __FILE__, __LINE__);
+        assertionFailed(L"referencePtrLocker not held by the calling thread", __FILE__, __LINE__);
     mHeld = true;
 }
 

@@ -18,7 +18,7 @@ void shptr::releaseCounter(unsigned long volatile* counter) {
 
 sharedPtrLocker::sharedPtrLocker() : mHeld(false) {
     if (!gSharedPtrLock.acquire())
-        assertionFailed(L"sharedPtrLocker is not held by this thread", __FILE__, __LINE__);
+        assertionFailed(L"sharedPtrLocker not held by the calling thread", __FILE__, __LINE__);
     mHeld = true;
 }
 

@@ -1,0 +1,116 @@
+// vxutil: the library's text operations on the command line.
+//
+// Exit status: 0 done, 1 a negative answer (a text that does not match, nothing to split),
+// 2 bad usage, reported on one line on standard error, 3 the output could not be written.
+#include "command.h"
+
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <langinfo.h>
+#include <string>
+
+namespace {
+
+using vxutil::command;
+
+void useUtf8Locale() {
+    std::setlocale(LC_ALL, "");
+    // Arguments arrive in UTF-8 whatever the environment says; they are decoded under LC_CTYPE.
+    const char* codeset = nl_langinfo(CODESET);
+    if (std::strcmp(codeset, "UTF-8") != 0 && std::strcmp(codeset, "utf8") != 0)
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
+int usageFailure(std::string what, const std::string& helpCommand) {
+    for (char& c : what)
+        if (c == '\n' || c == '\r')
+            c = ' ';
+    const std::string help = helpCommand.empty() ? "vxutil --help" : "vxutil " + helpCommand + " --help";
+    std::fprintf(stderr, "vxutil: %s (try '%s')\n", what.c_str(), help.c_str());
+    return 2;
+}
+
+void printToolHelp() {
+    std::printf("vxutil %s: the text operations of the vxUtils library.\n\n"
+                "usage: vxutil COMMAND ARGUMENT...\n"
+                "       vxutil help COMMAND      (or: vxutil COMMAND --help)\n"
+                "       vxutil --version\n\n"
+                "commands:\n",
+                VXUTIL_VERSION);
+    for (const command& c : vxutil::allCommands())
+        std::printf("  %-9s %s\n", c.name, c.summary);
+    std::printf("\nArguments such as \"--first\" are options; a lone \"--\" ends the options.\n"
+                "Exit status: 0 done, 1 a negative answer, 2 bad usage, 3 the output could not be written.\n");
+}
+
+void printCommandHelp(const command& c) {
+    std::printf("usage: vxutil %s %s\n", c.name, c.usage);
+}
+
+bool asksForHelp(const vxutil::arguments& args) {
+    for (const vx::string& a : args) {
+        if (a == L"--")
+            return false;
+        if (a == L"--help" || a == L"-h")
+            return true;
+    }
+    return false;
+}
+
+int run(int argc, char** argv) {
+    if (argc < 2)
+        return usageFailure("no command given", "");
+    const std::string name = argv[1];
+    if (name == "--help" || name == "-h") {
+        printToolHelp();
+        return 0;
+    }
+    if (name == "--version") {
+        std::printf("vxutil %s\n", VXUTIL_VERSION);
+        return 0;
+    }
+    if (name == "help") {
+        if (argc == 2) {
+            printToolHelp();
+            return 0;
+        }
+        const command* c = argc == 3 ? vxutil::findCommand(argv[2]) : nullptr;
+        if (!c)
+            return usageFailure(argc == 3 ? "unknown command '" + std::string(argv[2]) + "'"
+                                          : "help takes one command",
+                                "");
+        printCommandHelp(*c);
+        return 0;
+    }
+    const command* c = vxutil::findCommand(name);
+    if (!c)
+        return usageFailure((name.compare(0, 1, "-") == 0 ? "unknown option '" : "unknown command '") +
+                                name + "'",
+                            "");
+
+    vxutil::arguments args;
+    for (int i = 2; i < argc; ++i)
+        args.push_back(vx::string::fromMBCtoWC(argv[i]));
+    if (asksForHelp(args)) {
+        printCommandHelp(*c);
+        return 0;
+    }
+    try {
+        return c->run(std::move(args));
+    } catch (const vxutil::usageError& e) {
+        return usageFailure(e.what(), name);
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    useUtf8Locale();
+    const int status = run(argc, argv);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        std::fprintf(stderr, "vxutil: cannot write the output\n");
+        return 3;
+    }
+    return status;
+}

@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# A short tour of what vxUtils does with text, through the vxutil tool.
+#
+# usage: tour.sh PATH-TO-VXUTIL
+#
+# Each step prints a heading and runs a few commands, showing each command and its output. The
+# tour exits with 1 if any command ends with another status than the one it should.
+set -u
+vxutil=${1:?usage: tour.sh PATH-TO-VXUTIL}
+failures=0
+
+step() {
+    printf '\n== %s\n' "$1"
+}
+
+# The command line as one would type it.
+show() {
+    local line='$ vxutil' arg
+    for arg in "$@"; do
+        if [[ $arg =~ ^[A-Za-z0-9_./:=,+-]+$ ]]; then
+            line+=" $arg"
+        else
+            line+=" '${arg//\'/\'\\\'\'}'"
+        fi
+    done
+    printf '%s\n' "$line"
+}
+
+# Checks the status of the last command against the expected one.
+expect() {
+    if (($1 != $2)); then
+        printf '!! exit status %d, expected %d\n' "$1" "$2"
+        failures=$((failures + 1))
+    fi
+}
+
+# run [--status N] ARG...: runs vxutil with the arguments; it should exit with N (default 0).
+run() {
+    local expected=0
+    if [[ $1 == --status ]]; then
+        expected=$2
+        shift 2
+    fi
+    show "$@"
+    "$vxutil" "$@" 2>&1
+    expect $? "$expected"
+}
+
+# run_counting ARG...: like run, but shows only the length and the end of the output.
+run_counting() {
+    show "$@"
+    local out status
+    out=$("$vxutil" "$@")
+    status=$?
+    printf '%d characters, ending in [%s]\n' "${#out}" "${out: -10}"
+    expect "$status" 0
+}
+
+step "Version"
+run --version
+
+step "Wildcards: * is any run of characters, ? one character, case counts"
+run match 'a*c' abc ac aXYZc
+run --status 1 match 'a?c' abc ac ABC
+step "Wildcards: where the rest does not fit, * takes one more character and tries again"
+run match '*ab' aab xabab
+run match 'a*b*c' abXbXc aXcbc
+run --status 1 match '*x?' abxc abcx
+
+step "Split: empty parts stay, shown in brackets"
+run split X aXbXXc
+run split , ',a,,'
+step "Split: only at the first separator"
+run split --first X aXbXXc
+step "Split: an empty text has no parts"
+run --status 1 split X ''
+
+step "Field by index, from 0; a field beyond the last is empty"
+run field ';' 1 'a;b;c'
+run field ';' 3 'a;b;c'
+
+step "Trim one character: a text made only of it stays as it is"
+run trim - --a--
+run trim --leading - --a--
+run trim - ---
+step "Trim a set of characters: a text made only of them becomes empty"
+run trim --set ' -' ' - a - '
+run trim --set - ---
+
+step "Replace: inserted text is not scanned again"
+run replace a aa aba
+run replace '{name}' world 'hello, {name}!'
+
+step "Case"
+run lower 'ÄÖÜ STRASSE'
+run upper 'grüße'
+
+step "Format: each argument converted to the type its conversion reads"
+run format '%-6s|%6.2f|%04d|%#x|%c' name 3.14159 42 255 xyz
+run --status 2 format '%d %d' 1
+step "Format: the text is cut at 1023 characters (here before the final |)"
+run_counting format '%-2000s|' x
+
+step "Bytes: the multi-byte form of text is UTF-8"
+run bytes 'A é € 😀'
+
+step "Bad usage: one line on standard error and exit status 2"
+run --status 2 split '' abc
+
+printf '\n'
+if ((failures > 0)); then
+    printf 'tour: %d command(s) ended with an unexpected status\n' "$failures"
+    exit 1
+fi
+printf 'tour: every command ended as it should\n'

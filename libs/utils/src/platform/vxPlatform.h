@@ -47,3 +47,41 @@ bool unlockRecursiveMutex(recursiveMutex* m);
 void presentAssertion(const wchar_t* caption, const wchar_t* text);
 
 } // namespace vx::platform
+
+// --- identity of this process and computer (guid creation) --------------------------------------
+
+namespace vx::platform {
+
+// The system's id of the calling process; it changes in the child of a fork.
+std::uint32_t currentProcessId();
+
+// The 6-byte hardware address of a network card of this computer, for time-based guids. The
+// loopback device and addresses that are zero or multicast do not count. Among several cards
+// the choice is stable: a globally assigned address before a locally assigned one, a card
+// that is up before one that is down, then the smaller device name. False when there is none.
+bool networkCardAddress(std::uint8_t (&address)[6]);
+
+} // namespace vx::platform
+
+// --- numeric locale (type conversions) ------------------------------------------------------------
+
+namespace vx::platform {
+
+// Switches the number conventions of the calling thread, until the scope ends, to those of the
+// "C" locale or to those of the user's locale (as the environment names it, read once on first
+// use; "C" if it cannot be loaded). Only the calling thread is affected.
+class scopedNumericLocale {
+public:
+    explicit scopedNumericLocale(bool userLocale);
+    ~scopedNumericLocale();
+    scopedNumericLocale(const scopedNumericLocale&) = delete;
+    scopedNumericLocale& operator=(const scopedNumericLocale&) = delete;
+
+private:
+    void* mpPrevious; // the thread's locale before the switch; null when nothing was switched
+};
+
+// The decimal separator of the user's locale, at most 16 characters; "." if it is unknown.
+std::wstring systemDecimalSeparator();
+
+} // namespace vx::platform

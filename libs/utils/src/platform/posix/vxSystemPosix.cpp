@@ -1,0 +1,59 @@
+// Identity of the process and of the computer on POSIX systems.
+#include "platform/vxPlatform.h"
+
+#include <cstring>
+#include <string>
+#include <unistd.h>
+
+#if defined(__linux__)
+#  include <ifaddrs.h>
+#  include <net/if.h>
+#  include <netpacket/packet.h>
+#  include <sys/socket.h>
+#endif
+
+namespace vx::platform {
+
+std::uint32_t currentProcessId() {
+    return static_cast<std::uint32_t>(::getpid());
+}
+
+bool networkCardAddress(std::uint8_t (&address)[6]) {
+#if defined(__linux__)
+    ifaddrs* pList = nullptr;
+    if (::getifaddrs(&pList) != 0)
+        return false;
+
+    // The best card so far by: globally assigned address, up, smaller name.
+    bool found = false;
+    int bestRank = 0;
+    std::string bestName;
+    for (const ifaddrs* p = pList; p; p = p->ifa_next) {
+        if (!p->ifa_addr || p->ifa_addr->sa_family != AF_PACKET || (p->ifa_flags & IFF_LOOPBACK))
+            continue;
+        const auto* link = reinterpret_cast<const sockaddr_ll*>(p->ifa_addr);
+        if (link->sll_halen != 6)
+            continue;
+        const unsigned char* mac = link->sll_addr;
+        static const unsigned char kZero[6] = {};
+        if (std::memcmp(mac, kZero, 6) == 0 || (mac[0] & 0x01) != 0)
+            continue;
+        const int rank = ((mac[0] & 0x02) == 0 ? 2 : 0) + ((p->ifa_flags & IFF_UP) ? 1 : 0);
+        const std::string name = p->ifa_name ? p->ifa_name : "";
+        if (!found || rank > bestRank || (rank == bestRank && name < bestName)) {
+            found = true;
+            bestRank = rank;
+            bestName = name;
+            std::memcpy(address, mac, 6);
+        }
+    }
+    ::freeifaddrs(pList);
+    return found;
+#else
+    // No portable way to read hardware addresses: guids get a random node.
+    (void)address;
+    return false;
+#endif
+}
+
+} // namespace vx::platform

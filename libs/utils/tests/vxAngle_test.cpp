@@ -1,0 +1,92 @@
+#include <vxAngle.h>
+#include <vxMath.h>
+
+#include "testSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+using vx::angle;
+
+TEST(angle, unitsUseTheFixedFactors) {
+    EXPECT_EQ(angle::degreeToRadians(), 0.017453292519943295);
+    EXPECT_EQ(angle::radiansToDegree(), 57.29577951308232);
+    EXPECT_EQ(angle::fromDegree(180).radians(), angle::kPi);
+    EXPECT_EQ(angle::fromRadians(angle::kPi).degree(), 180.0);
+    EXPECT_EQ(angle::fromDegree(90).radians(), 90 * 0.017453292519943295);
+    EXPECT_EQ(angle::kZero.radians(), 0.0);
+    EXPECT_EQ(angle(), angle::kZero);
+}
+
+TEST(angle, normalisationKeepsBothBoundsAndWrapsBeyond) {
+    const struct {
+        double degrees, minusPiToPi, zeroToTwoPi;
+    } cases[] = {
+        {180, 180, 180}, {-180, -180, 180}, {190, -170, 190},  {-190, 170, 170},
+        {540, 180, 180}, {-540, -180, 180}, {360, 0, 0},       {-90, -90, 270},
+        {720.5, 0.5, 0.5}, {0, 0, 0},       {-1e-15, -1e-15, 0},
+    };
+    for (const auto& c : cases) {
+        const angle a = angle::fromDegree(c.degrees);
+        EXPECT_TRUE(vx::dblEq(a.degreeBetweenMinusPiAndPi(), c.minusPiToPi, 1e-9)) << c.degrees;
+        EXPECT_TRUE(vx::dblEq(a.degreeBetweenZeroAndTwoPi(), c.zeroToTwoPi, 1e-9)) << c.degrees;
+        EXPECT_GE(a.radiansBetweenZeroAndTwoPi(), 0.0) << c.degrees;
+        EXPECT_LT(a.radiansBetweenZeroAndTwoPi(), 2 * angle::kPi) << c.degrees;
+        angle n = a;
+        EXPECT_EQ(n.normIt().radians(), a.radiansBetweenMinusPiAndPi()) << c.degrees;
+    }
+    EXPECT_TRUE(vx::dblEq(angle::fromDegree(190).normIt().degree(), -170, 1e-9));
+    EXPECT_EQ(angle::fromRadians(-angle::kPi).normIt().radians(), -angle::kPi);
+}
+
+TEST(angle, isEqualToIsStrictUnlikeDblEq) {
+    const angle one = angle::fromRadians(1.0);
+    EXPECT_TRUE(vx::dblEq(1, 1, 0));
+    EXPECT_FALSE(one.isEqualTo(one, 0.0, true));
+    EXPECT_FALSE(one.isEqualTo(one, 0.0, false));
+    EXPECT_TRUE(vx::dblEq(1.0, 1.5, 0.5));
+    EXPECT_FALSE(one.isEqualTo(angle::fromRadians(1.5), 0.5, true));
+    EXPECT_TRUE(one.isEqualTo(angle::fromRadians(1.5), 0.50001, true));
+    // Only the inexact comparison normalises.
+    EXPECT_TRUE(angle::fromDegree(370).isEqualTo(angle::fromDegree(10), 1e-9, false));
+    EXPECT_FALSE(angle::fromDegree(370).isEqualTo(angle::fromDegree(10), 1e-9, true));
+    EXPECT_FALSE(angle::fromDegree(180).isEqualTo(angle::fromDegree(-180), 1e-9, false));
+}
+
+TEST(angle, isBetweenFollowsTheArcCounterClockwise) {
+    const struct {
+        double degrees, from, to, tolerance;
+        bool inside;
+    } cases[] = {
+        {0, 350, 10, 0, true},     {355, -10, 10, 0, true},  {180, 350, 10, 0, false},
+        {180, 10, 350, 0, true},   {0, 10, 350, 0, false},   {10, 10, 350, 0, true},
+        {350, 10, 350, 0, true},   {730, 0, 20, 0, true},    {-350, 0, 20, 0, true},
+        {45, 45, 45, 0, true},     {46, 45, 45, 0, false},   {9, 10, 20, 0, false},
+        {9, 10, 20, 0.02, true},   {21, 10, 20, 0.02, true}, {15, 10, 20, -0.1, false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(angle::fromDegree(c.degrees)
+                      .isBetween(angle::fromDegree(c.from), angle::fromDegree(c.to), c.tolerance),
+                  c.inside)
+            << c.degrees << " on " << c.from << ".." << c.to << " +- " << c.tolerance;
+}
+
+TEST(angle, comparisonAndDivision) {
+    EXPECT_TRUE(angle::fromDegree(10) < angle::fromDegree(20));
+    EXPECT_FALSE(angle::fromDegree(360) == angle::fromDegree(0)); // by stored value
+    angle a = angle::fromDegree(90);
+    a /= 2;
+    EXPECT_EQ(a.radians(), angle::fromDegree(90).radians() / 2);
+
+    vxtest::assertionCapture capture;
+    bool thrown = true;
+    try {
+        a /= 0.0;
+    } catch (bool value) {
+        thrown = value;
+    }
+    EXPECT_FALSE(thrown);
+    EXPECT_EQ(capture.texts().size(), 1u);
+    EXPECT_EQ(a.radians(), angle::fromDegree(90).radians() / 2);
+}

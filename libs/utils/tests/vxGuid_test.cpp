@@ -1,0 +1,179 @@
+#include <vxGuid.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <set>
+#include <thread>
+#include <vector>
+
+#if !defined(_WIN32)
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
+using vx::guid;
+
+namespace {
+
+guid parsed(const wchar_t* text) {
+    guid g;
+    g.fromString(text);
+    return g;
+}
+
+// The 60-bit time count of a time-based guid.
+std::uint64_t timeCount(const guid& g) {
+    return (static_cast<std::uint64_t>(g.data3 & 0x0FFF) << 48) |
+           (static_cast<std::uint64_t>(g.data2) << 32) | g.data1;
+}
+
+// b was made after a: greater, unless the low 32 bits of the time count wrapped in between.
+void expectFollows(const guid& a, const guid& b) {
+    ASSERT_LT(timeCount(a), timeCount(b));
+    if (timeCount(a) >> 32 == timeCount(b) >> 32) {
+        ASSERT_TRUE(a < b) << a.toString().getMBCS() << " " << b.toString().getMBCS();
+    }
+}
+
+} // namespace
+
+TEST(guid, zeroTextsGiveTheDefaultWhichIsNotInitialised) {
+    guid g = parsed(L"01234567-89ab-cdef-0123-456789abcdef");
+    EXPECT_EQ(g.fromString(L"0"), guid());
+    EXPECT_FALSE(guid().isInitialized());
+    EXPECT_EQ(parsed(L""), guid());
+    EXPECT_EQ(guid().toString(), L"00000000-0000-0000-0000-000000000000");
+    // One zero among the three numbers is enough; the eight bytes do not count.
+    EXPECT_TRUE(parsed(L"00000001-0001-0001-0000-000000000000").isInitialized());
+    for (const wchar_t* text : {L"00000000-0001-0001-ffff-ffffffffffff", L"00000001-0000-0001-ffff-ffffffffffff",
+                                L"00000001-0001-0000-ffff-ffffffffffff"})
+        EXPECT_FALSE(parsed(text).isInitialized()) << text;
+}
+
+TEST(guid, textFormIsLowerCaseWithNumericFirstFieldsAndParsesInEitherCase) {
+    const guid g = parsed(L"01234567-89AB-CDEF-0123-456789ABCDEF");
+    EXPECT_EQ(g.data1, 0x01234567u);
+    EXPECT_EQ(g.data2, 0x89ab);
+    EXPECT_EQ(g.data3, 0xcdef);
+    EXPECT_EQ(g.data4[0], 0x01);
+    EXPECT_EQ(g.data4[7], 0xef);
+    EXPECT_EQ(g.toString(), L"01234567-89ab-cdef-0123-456789abcdef");
+    EXPECT_EQ(guid::toString(g), g.toString());
+    EXPECT_EQ(parsed(L"01234567-89ab-cdef-0123-456789abcdef"), g);
+}
+
+TEST(guid, malformedTextThrowsFalseAndLeavesTheGuid) {
+    const guid before = parsed(L"11111111-2222-3333-4444-555555555555");
+    for (const wchar_t* text :
+         {L"{01234567-89ab-cdef-0123-456789abcdef}", L"01234567-89ab-cdef-0123-456789abcde",
+          L"01234567-89ab-cdef-0123-456789abcdef0", L"0123456789ab-cdef-0123-456789abcdef-",
+          L"01234567-89ab-cdef-0123+456789abcdef", L"0123456g-89ab-cdef-0123-456789abcdef",
+          L" 1234567-89ab-cdef-0123-456789abcdef", L"01234567-89ab-cdef-0123-456789abcde ",
+          L"0x234567-89ab-cdef-0123-456789abcdef", L"00", L" 0", L"-"}) {
+        guid g = before;
+        bool thrown = true;
+        try {
+            g.fromString(text);
+        } catch (bool value) {
+            thrown = value;
+        }
+        EXPECT_FALSE(thrown) << text;
+        EXPECT_EQ(g, before) << text;
+    }
+}
+
+TEST(guid, orderIsFieldByFieldAsUnsigned) {
+    const std::vector<const wchar_t*> ascending = {
+        L"00000000-0000-0000-0000-000000000000", L"00000000-0000-0000-0000-0000000000ff",
+        L"00000000-0000-0000-7f00-000000000000", L"00000000-0000-0000-8000-000000000000",
+        L"00000000-0000-0001-0000-000000000000", L"00000000-0000-ffff-0000-000000000000",
+        L"00000000-0001-0000-0000-000000000000", L"00000000-8000-0000-0000-000000000000",
+        L"7fffffff-ffff-ffff-ffff-ffffffffffff", L"80000000-0000-0000-0000-000000000000"};
+    for (std::size_t i = 0; i + 1 < ascending.size(); ++i) {
+        EXPECT_TRUE(parsed(ascending[i]) < parsed(ascending[i + 1])) << ascending[i];
+        EXPECT_FALSE(parsed(ascending[i + 1]) < parsed(ascending[i])) << ascending[i];
+        EXPECT_FALSE(parsed(ascending[i]) < parsed(ascending[i])) << ascending[i];
+    }
+}
+
+TEST(guid, createMakesTimeBasedGuidsOfThisComputer) {
+    guid a, b;
+    a.create();
+    b.create();
+    EXPECT_TRUE(a.isInitialized());
+    EXPECT_EQ(a.data3 >> 12, 1);          // version 1
+    EXPECT_EQ(a.data4[0] & 0xC0, 0x80);   // variant 10
+    EXPECT_EQ(std::memcmp(a.data4 + 1, b.data4 + 1, 7), 0); // same clock sequence and node
+    EXPECT_EQ(parsed(a.toString().c_str()), a);
+    // The time count is now: 100 ns steps since 15 October 1582.
+    const auto unixSeconds = static_cast<std::int64_t>((timeCount(a) - 0x01B21DD213814000ULL) / 10000000);
+    const auto now = std::chrono::duration_cast<std::chrono::seconds>(
+                         std::chrono::system_clock::now().time_since_epoch()).count();
+    EXPECT_LE(std::abs(now - unixSeconds), 60);
+}
+
+TEST(guid, createdGuidsGrowWithinOneTickAndAcrossThreads) {
+    std::vector<guid> made(20000);
+    for (guid& g : made)
+        g.create(); // far more than one per 100 ns step
+    for (std::size_t i = 1; i < made.size(); ++i)
+        expectFollows(made[i - 1], made[i]);
+
+    // Concurrent creation: each thread sees growing guids, and all are distinct.
+    constexpr int kThreads = 4, kEach = 5000;
+    std::vector<std::vector<guid>> perThread(kThreads, std::vector<guid>(kEach));
+    std::vector<guid> inOrder;
+    std::mutex order;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([&, t] {
+            for (guid& g : perThread[t])
+                g.create();
+            for (int i = 0; i < 200; ++i) { // creation order across threads, made visible by a lock
+                std::lock_guard<std::mutex> lock(order);
+                inOrder.emplace_back().create();
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    std::set<guid> distinct;
+    for (const std::vector<guid>& list : perThread) {
+        for (std::size_t i = 1; i < list.size(); ++i)
+            expectFollows(list[i - 1], list[i]);
+        distinct.insert(list.begin(), list.end());
+    }
+    for (std::size_t i = 1; i < inOrder.size(); ++i)
+        expectFollows(inOrder[i - 1], inOrder[i]);
+    EXPECT_EQ(distinct.size(), static_cast<std::size_t>(kThreads * kEach));
+}
+
+#if !defined(_WIN32)
+TEST(guid, aForkedChildUsesAnotherClockSequence) {
+    guid parent;
+    parent.create();
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        guid g;
+        g.create();
+        const ssize_t written = write(fds[1], &g, sizeof g);
+        _exit(written == sizeof g ? 0 : 1);
+    }
+    guid fromChild;
+    EXPECT_EQ(read(fds[0], &fromChild, sizeof fromChild), static_cast<ssize_t>(sizeof fromChild));
+    waitpid(child, nullptr, 0);
+    close(fds[0]);
+    close(fds[1]);
+    // Same computer, so the same node; parent and child must not share a clock sequence,
+    // or they could make equal guids from equal time counts.
+    EXPECT_EQ(std::memcmp(fromChild.data4 + 2, parent.data4 + 2, 6), 0);
+    EXPECT_NE(std::memcmp(fromChild.data4, parent.data4, 2), 0);
+}
+#endif

@@ -1,0 +1,32 @@
+#include <vxRgbColor.h>
+
+#include "testSupport.h"
+
+#include <gtest/gtest.h>
+
+using vx::rgbColor;
+
+TEST(rgbColor, valueKeepsRedInTheLowestByte) {
+    rgbColor c;
+    EXPECT_EQ(c.colorValue(), 0u);
+    c.setRGB(0x12, 0x34, 0x56);
+    EXPECT_EQ(c.colorValue(), 0x00563412u);
+    EXPECT_EQ(c, rgbColor(0x00563412u));
+    EXPECT_EQ(c.blue(), 0x56);
+    unsigned char triple[4] = {0, 0, 0, 0xEE};
+    c.asRgbTriple(triple);
+    EXPECT_EQ(triple[0], 0x12);
+    EXPECT_EQ(triple[1], 0x34);
+    EXPECT_EQ(triple[2], 0x56);
+    EXPECT_EQ(triple[3], 0xEE); // three bytes only
+
+    rgbColor marked(0xFF000000u); // a value taken as it is keeps its high byte
+    EXPECT_EQ(marked.colorValue(), 0xFF000000u);
+    marked.setRGB(1, 2, 3);
+    EXPECT_EQ(marked.colorValue(), 0x00030201u);
+    EXPECT_LT(rgbColor(0xFF, 0, 0), rgbColor(0, 0, 1)); // by value: blue weighs most
+
+    vxtest::assertionCapture capture;
+    EXPECT_THROW(c.asRgbTriple(nullptr), bool);
+    EXPECT_EQ(capture.texts().size(), 1u);
+}

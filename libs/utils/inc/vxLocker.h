@@ -12,6 +12,8 @@ VX_API long interlockedIncrement(long volatile* value);
 VX_API long interlockedDecrement(long volatile* value);
 VX_API unsigned long interlockedIncrement(unsigned long volatile* value);
 VX_API unsigned long interlockedDecrement(unsigned long volatile* value);
+// Atomic read with full ordering, for a counter that other threads may be changing.
+VX_API unsigned long interlockedRead(const unsigned long volatile* value);
 
 // A lock that the owning thread may take again; it is free once every acquisition is released.
 // Layout: the flag (0 or 1), the owner value of the holding thread, the recursion depth.

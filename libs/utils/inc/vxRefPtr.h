@@ -46,7 +46,7 @@ public:
     virtual void deleteThis() = 0;
 
     // The current count, read without a lock.
-    unsigned long getRefCount() const noexcept { return mRefCount; }
+    unsigned long getRefCount() const noexcept { return interlockedRead(&mRefCount); }
 
 private:
     unsigned long volatile mRefCount;

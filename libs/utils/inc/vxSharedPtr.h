@@ -178,7 +178,7 @@ public:
     bool isNull() const noexcept { return m_p == nullptr; }
     explicit operator bool() const noexcept { return m_p != nullptr; }
     // The number of sharedPtr objects that share the counter; 0 without one.
-    unsigned long getRefCount() const noexcept { return m_count ? *m_count : 0; }
+    unsigned long getRefCount() const noexcept { return m_count ? interlockedRead(m_count) : 0; }
 
     // Exchanges the pairs of two pointers this thread owns.
     void swap(sharedPtr& other) noexcept {
@@ -272,7 +272,7 @@ public:
     const T* get() const noexcept { return m_p; }
     bool isNull() const noexcept { return m_p == nullptr; }
     explicit operator bool() const noexcept { return m_p != nullptr; }
-    unsigned long getRefCount() const override { return m_count ? *m_count : 0; }
+    unsigned long getRefCount() const override { return m_count ? interlockedRead(m_count) : 0; }
 
 private:
     const T* m_p;

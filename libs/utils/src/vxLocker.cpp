@@ -21,6 +21,10 @@ unsigned long interlockedDecrement(unsigned long volatile* value) {
     return __atomic_sub_fetch(value, 1UL, __ATOMIC_SEQ_CST);
 }
 
+unsigned long interlockedRead(const unsigned long volatile* value) {
+    return __atomic_load_n(value, __ATOMIC_SEQ_CST);
+}
+
 // --- spinLockerRecursive -------------------------------------------------------------------------
 
 std::uint64_t spinLockerRecursive::ownerValueOf(std::uint64_t threadId) {

@@ -1,6 +1,7 @@
 // Thread identity and the recursive timed mutex on POSIX systems.
 #include "platform/vxPlatform.h"
 
+#include <atomic>
 #include <cerrno>
 #include <ctime>
 #include <new>
@@ -38,9 +39,23 @@ void yieldThread() {
     ::sched_yield();
 }
 
+// The holder is remembered so that a release by any other thread is refused before it reaches
+// pthread_mutex_unlock, which must only be called by the holder.
 struct recursiveMutex {
     pthread_mutex_t handle;
+    std::atomic<std::uint64_t> holder{0}; // written by the holder only
+    unsigned long depth = 0;               // touched by the holder only
 };
+
+namespace {
+bool taken(recursiveMutex* m, int rc) {
+    if (rc != 0)
+        return false;
+    if (m->depth++ == 0)
+        m->holder.store(currentThreadId(), std::memory_order_relaxed);
+    return true;
+}
+} // namespace
 
 recursiveMutex* createRecursiveMutex() {
     auto* m = new recursiveMutex;
@@ -64,12 +79,12 @@ void destroyRecursiveMutex(recursiveMutex* m) {
 }
 
 bool lockRecursiveMutex(recursiveMutex* m) {
-    return pthread_mutex_lock(&m->handle) == 0;
+    return taken(m, pthread_mutex_lock(&m->handle));
 }
 
 bool lockRecursiveMutexFor(recursiveMutex* m, unsigned int milliseconds) {
     if (milliseconds == 0)
-        return pthread_mutex_trylock(&m->handle) == 0;
+        return taken(m, pthread_mutex_trylock(&m->handle));
     // pthread_mutex_timedlock measures against the real-time clock; the deadline is computed
     // once, so a wait interrupted by a signal resumes towards the same end.
     timespec deadline{};
@@ -84,10 +99,15 @@ bool lockRecursiveMutexFor(recursiveMutex* m, unsigned int milliseconds) {
     do {
         rc = pthread_mutex_timedlock(&m->handle, &deadline);
     } while (rc == EINTR);
-    return rc == 0;
+    return taken(m, rc);
 }
 
 bool unlockRecursiveMutex(recursiveMutex* m) {
+    // Only the holder can have stored its own id, and it clears it before it lets go.
+    if (m->holder.load(std::memory_order_relaxed) != currentThreadId())
+        return false;
+    if (--m->depth == 0)
+        m->holder.store(0, std::memory_order_relaxed);
     return pthread_mutex_unlock(&m->handle) == 0;
 }
 

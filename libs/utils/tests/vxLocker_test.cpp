@@ -1,0 +1,167 @@
+#include <vxLocker.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <limits>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#if defined(__linux__)
+#include <sys/syscall.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+using namespace std::chrono_literals;
+using vx::genericValueHolderLocker;
+using vx::spinLockerRecursive;
+
+#if defined(__SANITIZE_THREAD__)
+constexpr int kRounds = 5000;
+#else
+constexpr int kRounds = 20000;
+#endif
+
+// The flag and the owner are read atomically: other threads may be spinning on them.
+unsigned flagOf(spinLockerRecursive* lock) { return __atomic_load_n(&lock->flag, __ATOMIC_SEQ_CST); }
+std::uint64_t ownerOf(spinLockerRecursive* lock) { return __atomic_load_n(&lock->owner, __ATOMIC_SEQ_CST); }
+
+void expectHeldByMe(spinLockerRecursive* lock, std::uint64_t depth) {
+    EXPECT_EQ(flagOf(lock), 1u);
+    EXPECT_EQ(ownerOf(lock), spinLockerRecursive::currentOwnerValue());
+    EXPECT_EQ(lock->depth, depth);
+}
+void expectFree(spinLockerRecursive* lock) {
+    EXPECT_EQ(flagOf(lock), 0u);
+    EXPECT_EQ(ownerOf(lock), 0u);
+    EXPECT_EQ(lock->depth, 0u);
+}
+
+TEST(Interlocked, ReturnsTheNewValue) {
+    long volatile s = 0;
+    unsigned long volatile u = 0;
+    EXPECT_EQ(vx::interlockedDecrement(&s), -1L);
+    EXPECT_EQ(vx::interlockedIncrement(&s), 0L);
+    EXPECT_EQ(vx::interlockedDecrement(&u), std::numeric_limits<unsigned long>::max());
+    EXPECT_EQ(vx::interlockedIncrement(&u), 0UL);
+    EXPECT_EQ(vx::interlockedRead(&u), 0UL);
+}
+
+// Every new value is handed out exactly once, however the threads interleave.
+TEST(Interlocked, ConcurrentChangesHandOutEveryValueOnce) {
+    constexpr int kThreads = 4;
+    constexpr long kTotal = kThreads * static_cast<long>(kRounds);
+    unsigned long volatile up = 0;
+    long volatile down = kTotal;
+    std::vector<char> seenUp(kTotal + 1, 0), seenDown(kTotal + 1, 0); // one writer per element
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([&] {
+            for (int i = 0; i < kRounds; ++i) {
+                ++seenUp.at(vx::interlockedIncrement(&up));
+                ++seenDown.at(vx::interlockedDecrement(&down));
+            }
+        });
+    for (auto& t : threads)
+        t.join();
+    EXPECT_EQ(up, static_cast<unsigned long>(kTotal));
+    EXPECT_EQ(down, 0L);
+    for (long v = 0; v <= kTotal; ++v) {
+        ASSERT_EQ(seenUp[v], v == 0 ? 0 : 1) << v;
+        ASSERT_EQ(seenDown[v], v == kTotal ? 0 : 1) << v;
+    }
+}
+
+TEST(SpinLockerRecursive, OwnerValueIsFnv1aOfTheFourLowBytesOfTheThreadId) {
+    // Reference values computed independently.
+    EXPECT_EQ(spinLockerRecursive::ownerValueOf(0), 5558979605539197941ULL);
+    EXPECT_EQ(spinLockerRecursive::ownerValueOf(1), 12478008331234465636ULL);
+    EXPECT_EQ(spinLockerRecursive::ownerValueOf(0x12345678), 14758243562650612581ULL);
+    EXPECT_EQ(spinLockerRecursive::ownerValueOf(0xABCDEF0123456789ULL), 10064956810098138709ULL);
+#if defined(__linux__)
+    EXPECT_EQ(spinLockerRecursive::currentOwnerValue(),
+              spinLockerRecursive::ownerValueOf(static_cast<std::uint64_t>(::syscall(SYS_gettid))));
+#endif
+    std::uint64_t other = 0;
+    std::thread([&] { other = spinLockerRecursive::currentOwnerValue(); }).join();
+    EXPECT_NE(other, spinLockerRecursive::currentOwnerValue());
+}
+
+TEST(GenericValueHolderLocker, NestsOnOneThreadAndFreesAfterTheOutermostGuard) {
+    spinLockerRecursive* lock = genericValueHolderLocker::createLocker();
+    expectFree(lock);
+    std::atomic<bool> taken{false};
+    std::thread other;
+    {
+        genericValueHolderLocker outer(lock);
+        other = std::thread([&] { genericValueHolderLocker guard(lock); taken = true; });
+        {
+            std::vector<std::unique_ptr<genericValueHolderLocker>> inner;
+            for (int i = 0; i < 100; ++i)
+                inner.push_back(std::make_unique<genericValueHolderLocker>(lock));
+            lock->acquire();
+            expectHeldByMe(lock, 102);
+            lock->release();
+        }
+        expectHeldByMe(lock, 1);
+        std::this_thread::sleep_for(50ms);
+        EXPECT_FALSE(taken);
+    }
+    other.join(); // free after the outermost guard
+    EXPECT_TRUE(taken);
+    expectFree(lock);
+    genericValueHolderLocker::destroyLocker(lock);
+}
+
+TEST(GenericValueHolderLocker, OnlyTheGuardThatAcquiredReleases) {
+    genericValueHolderLocker none(nullptr), noneCopy(none); // a null lock: nothing happens
+    noneCopy = none;
+    spinLockerRecursive* a = genericValueHolderLocker::createLocker();
+    spinLockerRecursive* b = genericValueHolderLocker::createLocker();
+    a->release(); // held by nobody: nothing changes
+    expectFree(a);
+    {
+        genericValueHolderLocker guardA(a);
+        {
+            genericValueHolderLocker copy(guardA), guardB(b);
+            guardB = guardA; // takes the pointer over, touches no lock
+            EXPECT_TRUE(copy.locker() == a && guardB.locker() == a);
+            std::thread([&] { a->release(); }).join(); // not the holder: nothing changes
+            expectHeldByMe(a, 1);
+            expectHeldByMe(b, 1);
+        } // guardB gives back b, which its constructor took; the copy gives back nothing
+        expectHeldByMe(a, 1);
+        expectFree(b);
+    }
+    expectFree(a);
+    genericValueHolderLocker::destroyLocker(a);
+    genericValueHolderLocker::destroyLocker(b);
+}
+
+TEST(SpinLockerRecursive, ExcludesOtherThreadsWhileTheHolderRecurses) {
+    spinLockerRecursive* lock = genericValueHolderLocker::createLocker();
+    long plain = 0;
+    std::atomic<int> bad{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&] {
+            const std::uint64_t me = spinLockerRecursive::currentOwnerValue();
+            for (int i = 0; i < kRounds; ++i) {
+                genericValueHolderLocker outer(lock), inner(lock);
+                bad += lock->depth != 2 || ownerOf(lock) != me;
+                ++plain;
+            }
+        });
+    for (auto& t : threads)
+        t.join();
+    EXPECT_EQ(bad, 0);
+    EXPECT_EQ(plain, 4L * kRounds);
+    expectFree(lock);
+    genericValueHolderLocker::destroyLocker(lock);
+}
+
+} // namespace

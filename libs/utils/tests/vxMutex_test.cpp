@@ -1,0 +1,120 @@
+#include <vxMutex.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+#if defined(__SANITIZE_THREAD__)
+constexpr int kRounds = 2000;
+#else
+constexpr int kRounds = 10000;
+#endif
+
+// Another thread that holds the mutex until it is told to let go.
+struct holder {
+    explicit holder(vx::mutex& m) : thread([this, &m] {
+        locked = m.lock();
+        for (ready = true; !go;)
+            std::this_thread::yield();
+        m.release();
+    }) {
+        while (!ready)
+            std::this_thread::yield();
+    }
+    ~holder() { letGo(); }
+    void letGo() {
+        go = true;
+        if (thread.joinable())
+            thread.join();
+    }
+    std::atomic<bool> locked{false}, ready{false}, go{false};
+    std::thread thread;
+};
+
+bool lockedElsewhere(vx::mutex& m) {
+    bool locked = false;
+    std::thread([&] {
+        if ((locked = m.lock(0)))
+            m.release();
+    }).join();
+    return locked;
+}
+
+TEST(Mutex, TheHolderLocksAgainAndReleasesEveryLevel) {
+    vx::mutex m;
+    m.release(); // nobody holds it: nothing changes
+    EXPECT_TRUE(m.lock() && m.lock(0) && m.lock(vx::mutex::infinite));
+    for (int i = 0; i < 2; ++i) {
+        m.release();
+        EXPECT_FALSE(lockedElsewhere(m));
+    }
+    m.release();
+    EXPECT_TRUE(lockedElsewhere(m));
+}
+
+TEST(Mutex, HeldByAnotherThread) {
+    vx::mutex m;
+    holder h(m);
+    ASSERT_TRUE(h.locked);
+    EXPECT_FALSE(m.lock(0));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(m.lock(30));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
+    m.release(); // not the holder: nothing changes
+    EXPECT_FALSE(m.lock(0));
+    h.letGo();
+    EXPECT_TRUE(m.lock(0));
+    m.release();
+}
+
+TEST(Mutex, WaitsUntilTheHolderReleases) {
+    vx::mutex m;
+    for (unsigned int timeout : {vx::mutex::infinite, 60000u}) {
+        holder h(m);
+        std::atomic<int> result{-1};
+        std::thread waiter([&] {
+            if ((result = m.lock(timeout)) == 1)
+                m.release();
+        });
+        std::this_thread::sleep_for(30ms);
+        EXPECT_EQ(result, -1);
+        h.letGo();
+        waiter.join(); // returns once the holder has let go, long before the time-out
+        EXPECT_EQ(result, 1);
+    }
+}
+
+TEST(Mutex, ExcludesOtherThreads) {
+    vx::mutex m;
+    long plain = 0;
+    std::atomic<int> bad{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < kRounds; ++i) {
+                if (t % 2 == 0)
+                    bad += !m.lock();
+                else
+                    while (!m.lock(1)) {
+                    }
+                bad += !m.lock(0); // recursion never waits
+                ++plain;
+                m.release();
+                m.release();
+            }
+        });
+    for (auto& t : threads)
+        t.join();
+    EXPECT_EQ(bad, 0);
+    EXPECT_EQ(plain, 4L * kRounds);
+    EXPECT_TRUE(lockedElsewhere(m));
+}
+
+} // namespace

@@ -1,0 +1,201 @@
+#include "testSupport.h"
+
+#include <vxRefPtr.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Runs f, which must fail an assertion: a bool false that passes std::exception handlers.
+template <class F>
+std::wstring failedAssertion(F&& f) {
+    vxtest::assertionCapture capture;
+    try {
+        try { f(); } catch (const std::exception&) { ADD_FAILURE() << "caught as std::exception"; }
+        ADD_FAILURE() << "nothing thrown";
+    } catch (bool value) { EXPECT_FALSE(value); }
+    EXPECT_EQ(capture.texts().size(), 1u);
+    return capture.last();
+}
+
+struct node : vx::refObj {
+    explicit node(int v = 0) : value(v) { ++alive; }
+    ~node() override { --alive; }
+    void deleteThis() override { ++deletes; delete this; }
+    int value;
+    vx::refPtr<node> child;
+    static inline std::atomic<int> alive{0}, deletes{0};
+};
+
+// A counted interface implemented with iRefObj first and refObj second.
+struct iShape : vx::iRefObj {
+    virtual int sides() const = 0;
+};
+struct square : iShape, vx::refObj {
+    unsigned long getRefCount() const override { return refObj::getRefCount(); }
+    unsigned long addRef() override { return refObj::addRef(); }
+    unsigned long release() override { return refObj::release(); }
+    void deleteThis() override { delete this; }
+    int sides() const override { return 4; }
+};
+
+class RefPtrTest : public testing::Test {
+protected:
+    void SetUp() override { node::alive = node::deletes = 0; }
+    void TearDown() override { EXPECT_EQ(node::alive, 0) << "leaked nodes"; }
+};
+
+TEST_F(RefPtrTest, RefObjCountsAndCallsDeleteThisOnceAtZero) {
+    struct probe : vx::refObj {
+        int deleted = 0;
+        void deleteThis() override { ++deleted; }
+    } object;
+    EXPECT_EQ(object.getRefCount(), 0u);
+    EXPECT_EQ(object.addRef(), 1u);
+    EXPECT_EQ(object.addRef(), 2u);
+    probe copy(object); // a new object, owned by nobody
+    EXPECT_EQ(copy.getRefCount(), 0u);
+    EXPECT_EQ(object.release(), 1u);
+    EXPECT_EQ(object.deleted, 0);
+    EXPECT_EQ(object.release(), 0u);
+    EXPECT_EQ(object.deleted, 1);
+}
+
+TEST_F(RefPtrTest, EachPointerHoldsOneReference) {
+    node* raw = new node(7);
+    {
+        vx::refPtr<node> a(raw), b(a);
+        vx::refPtr<vx::refObj> base(a);
+        vx::const_refPtr<node> constant(a);
+        EXPECT_EQ(raw->getRefCount(), 4u);
+        EXPECT_EQ(constant->value + (*b).value, 14);
+        vx::refPtr<node> moved(std::move(b));
+        vx::const_refPtr<node> constMoved(std::move(constant));
+        EXPECT_TRUE(b.isNull() && constant.isNull() && constMoved.get() == raw);
+        EXPECT_EQ(raw->getRefCount(), 4u);
+        moved.reset();
+        node* detached = a.detach(); // keeps its reference
+        EXPECT_TRUE(a.isNull());
+        EXPECT_EQ(raw->getRefCount(), 3u);
+        detached->release();
+    }
+    EXPECT_EQ(node::deletes, 1);
+
+    vx::refPtr<iShape> shape(new square), copy(shape); // an abstract pointee
+    const vx::iRefCount& counted = *shape;
+    EXPECT_EQ(counted.getRefCount(), 2u);
+    EXPECT_EQ(copy->sides(), 4);
+}
+
+TEST_F(RefPtrTest, AssignmentTakesTheNewReferenceBeforeDroppingTheOld) {
+    vx::refPtr<node> p(new node(1));
+    const vx::refPtr<node>& same = p;
+    p = same;
+    p = p.get();
+    vx::const_refPtr<node> c(p);
+    const vx::const_refPtr<node>& sameConst = c;
+    c = sameConst;
+    EXPECT_EQ(p->getRefCount(), 2u);
+    c.reset();
+    // The only owner of a parent takes its child: the parent dies inside the assignment.
+    p->child = new node(2);
+    p = p->child;
+    EXPECT_EQ(node::deletes, 1);
+    EXPECT_EQ(p->value, 2);
+    EXPECT_EQ(p->getRefCount(), 1u);
+}
+
+TEST_F(RefPtrTest, NullAccessReportsTheHeaderLineAndThrowsFalse) {
+    auto expectText = [](const std::wstring& text, int line) {
+        const std::wstring prefix = L"Assertion failed:\nm_p != NULL\n\nFile: ",
+                           suffix = L"vxRefPtr.h\nLine: " + std::to_wstring(line);
+        EXPECT_EQ(text.rfind(prefix, 0), 0u) << text;
+        EXPECT_TRUE(text.size() > prefix.size() + suffix.size() &&
+                    text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0) << text;
+    };
+    vx::refPtr<node> empty;
+    vx::const_refPtr<node> constEmpty;
+    expectText(failedAssertion([&] { (void)empty->value; }), 156);
+    expectText(failedAssertion([&] { (void)(*empty).value; }), 156);
+    expectText(failedAssertion([&] { (void)constEmpty->value; }), 348);
+    expectText(failedAssertion([&] { (void)(*constEmpty).value; }), 348);
+}
+
+TEST(ReferencePtrLocker, IsNotRecursiveAndCopiesHoldNothing) {
+    std::optional<vx::referencePtrLocker> outer(std::in_place);
+    EXPECT_EQ(failedAssertion([] { vx::referencePtrLocker inner; }).rfind(L"Assertion failed:\n", 0), 0u);
+    {
+        vx::referencePtrLocker copy(*outer);
+        copy = *outer;
+    }
+    failedAssertion([] { vx::referencePtrLocker inner; }); // still held by the outer guard
+
+    std::atomic<bool> taken{false};
+    std::thread other([&] { vx::referencePtrLocker guard; taken = true; });
+    std::this_thread::sleep_for(50ms);
+    EXPECT_FALSE(taken);
+    outer.reset(); // released once: the other thread gets it
+    other.join();
+    EXPECT_TRUE(taken);
+    vx::referencePtrLocker again;
+}
+
+TEST_F(RefPtrTest, CountsStayExactUnderConcurrentCopies) {
+    const vx::refPtr<node> shared(new node(5));
+    std::atomic<bool> stop{false};
+    std::atomic<int> bad{0};
+    std::thread watcher([&] {
+        while (!stop)
+            bad += shared->getRefCount() < 1;
+    });
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&] {
+            for (int i = 0; i < 20000; ++i) {
+                vx::refPtr<node> copy(shared);
+                vx::const_refPtr<node> constant(copy);
+                bad += constant->value != 5;
+                shared->addRef();
+                shared->release();
+            }
+        });
+    for (auto& t : threads)
+        t.join();
+    stop = true;
+    watcher.join();
+    EXPECT_EQ(bad, 0);
+    EXPECT_EQ(shared->getRefCount(), 1u);
+}
+
+TEST_F(RefPtrTest, TheLastOfConcurrentReleasesDeletesExactlyOnce) {
+    constexpr int kObjects = 3000, kThreads = 4;
+    std::vector<std::vector<vx::refPtr<node>>> held(kThreads);
+    for (int i = 0; i < kObjects; ++i) {
+        vx::refPtr<node> object(new node(i));
+        for (auto& mine : held)
+            mine.push_back(object);
+    }
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (auto& mine : held)
+        threads.emplace_back([&ready, &mine] {
+            for (++ready; ready < kThreads;)
+                std::this_thread::yield();
+            for (auto& p : mine)
+                p.reset();
+        });
+    for (auto& t : threads)
+        t.join();
+    EXPECT_EQ(node::deletes, kObjects);
+}
+
+} // namespace

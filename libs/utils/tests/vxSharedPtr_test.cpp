@@ -1,0 +1,229 @@
+#include "testSupport.h"
+
+#include <vxSharedPtr.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+#if defined(__SANITIZE_THREAD__)
+constexpr int kWriterRounds = 50000;
+#else
+constexpr int kWriterRounds = 400000; // a torn copy is a narrow window: many rounds make it likely
+#endif
+
+// Runs f, which must fail an assertion: a bool false that passes std::exception handlers.
+template <class F>
+std::wstring failedAssertion(F&& f) {
+    vxtest::assertionCapture capture;
+    try {
+        try { f(); } catch (const std::exception&) { ADD_FAILURE() << "caught as std::exception"; }
+        ADD_FAILURE() << "nothing thrown";
+    } catch (bool value) { EXPECT_FALSE(value); }
+    EXPECT_EQ(capture.texts().size(), 1u);
+    return capture.last();
+}
+
+// Counts its lives and tells whether it is still whole.
+struct tracked {
+    explicit tracked(int v) : value(v), check(~v) { ++constructed; }
+    virtual ~tracked() { check = value; ++destroyed; }
+    bool consistent() const { return check == ~value; }
+    int value, check;
+    static inline std::atomic<long> constructed{0}, destroyed{0};
+};
+struct derived : tracked {
+    using tracked::tracked;
+};
+
+class SharedPtrTest : public testing::Test {
+protected:
+    void SetUp() override { tracked::constructed = tracked::destroyed = 0; }
+    void TearDown() override { EXPECT_EQ(tracked::constructed, tracked::destroyed) << "leak"; }
+};
+
+TEST_F(SharedPtrTest, CopiesShareOneCounterAndTheLastDeletes) {
+    vx::sharedPtr<tracked> empty;
+    EXPECT_EQ(empty.getRefCount(), 0u);
+    {
+        vx::sharedPtr<tracked> a(new tracked(1)), b(a), c;
+        c = b;
+        EXPECT_EQ(a.getRefCount(), 3u);
+        EXPECT_TRUE(a == c && a != empty && c != nullptr && empty == nullptr);
+        vx::sharedPtr<tracked> moved(std::move(b));
+        EXPECT_TRUE(b.isNull());
+        EXPECT_EQ(a.getRefCount(), 3u);
+        c = nullptr;
+        moved.reset(new tracked(2));
+        EXPECT_EQ(a.getRefCount(), 1u);
+        a = moved; // drops the last reference to the first object
+        EXPECT_EQ(tracked::destroyed, 1);
+        EXPECT_EQ(moved.getRefCount(), 2u);
+        EXPECT_EQ((*a).value, 2);
+    }
+    EXPECT_EQ(tracked::destroyed, 2);
+
+    // A null raw pointer gets no counter, and neither do its copies.
+    vx::sharedPtr<tracked> fromNull(static_cast<tracked*>(nullptr)), copy(fromNull), assigned(new tracked(3));
+    assigned = copy;
+    vx::const_sharedPtr<tracked> constant(fromNull), constFromNull(static_cast<const tracked*>(nullptr));
+    for (unsigned long count : {fromNull.getRefCount(), copy.getRefCount(), assigned.getRefCount(),
+                                constant.getRefCount(), constFromNull.getRefCount()})
+        EXPECT_EQ(count, 0u);
+}
+
+TEST_F(SharedPtrTest, ConstPointersAndConversionsShareTheCounter) {
+    vx::sharedPtr<derived> object(new derived(4));
+    vx::sharedPtr<tracked> base(object);
+    vx::const_sharedPtr<tracked> constant(base), constCopy(constant);
+    const vx::iRefCount& counted = constCopy;
+    EXPECT_EQ(counted.getRefCount(), 4u);
+    EXPECT_EQ(constant->value, 4);
+    constCopy.reset();
+    constant = object;
+    EXPECT_EQ(object.getRefCount(), 3u);
+    EXPECT_EQ(vx::const_sharedPtr<tracked>().getRefCount(), 0u);
+    EXPECT_EQ(vx::const_sharedPtr<tracked>(new tracked(5)).getRefCount(), 1u);
+}
+
+TEST_F(SharedPtrTest, DynamicCastSharesTheCounterOrGivesAnEmptyPointer) {
+    vx::sharedPtr<tracked> isDerived(new derived(1)), isBase(new tracked(2));
+    vx::sharedPtr<derived> cast = vx::sharedPtrDynamicCast<derived>(isDerived);
+    EXPECT_EQ(cast.get(), isDerived.get());
+    EXPECT_EQ(isDerived.getRefCount(), 2u);
+    vx::sharedPtr<derived> failed = vx::sharedPtrDynamicCast<derived>(isBase);
+    EXPECT_TRUE(failed.isNull());
+    EXPECT_EQ(failed.getRefCount(), 0u);
+    EXPECT_EQ(isBase.getRefCount(), 1u);
+    EXPECT_TRUE(vx::sharedPtrDynamicCast<derived>(vx::sharedPtr<tracked>()).isNull());
+}
+
+TEST_F(SharedPtrTest, NullAccessReportsTheHeaderLineAndThrowsFalse) {
+    const std::wstring prefix = L"Assertion failed:\nm_p != nullptr\n\nFile: ";
+    auto expectText = [&](const std::wstring& text, int line) {
+        const std::wstring suffix = L"vxSharedPtr.h\nLine: " + std::to_wstring(line);
+        EXPECT_EQ(text.rfind(prefix, 0), 0u) << text;
+        EXPECT_TRUE(text.size() > prefix.size() + suffix.size() &&
+                    text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0) << text;
+    };
+    vx::sharedPtr<tracked> empty;
+    vx::const_sharedPtr<tracked> constEmpty;
+    expectText(failedAssertion([&] { (void)empty->value; }), 127);
+    expectText(failedAssertion([&] { (void)(*empty).value; }), 132);
+    expectText(failedAssertion([&] { (void)constEmpty->value; }), 138);
+    expectText(failedAssertion([&] { (void)(*constEmpty).value; }), 143);
+}
+
+TEST_F(SharedPtrTest, LockerIsNotRecursiveAndCopiesOfItHoldNothing) {
+    vx::sharedPtr<tracked> source(new tracked(1)), target;
+    std::optional<vx::sharedPtrLocker> outer(std::in_place);
+    EXPECT_EQ(failedAssertion([] { vx::sharedPtrLocker inner; }).rfind(L"Assertion failed:\n", 0), 0u);
+    failedAssertion([&] { vx::sharedPtr<tracked> copy(source); });
+    failedAssertion([&] { target = source; });
+    EXPECT_TRUE(target.isNull());
+    EXPECT_EQ(source.getRefCount(), 1u);
+    {
+        vx::sharedPtrLocker copy(*outer);
+        copy = *outer;
+    }
+    failedAssertion([] { vx::sharedPtrLocker inner; }); // still held by the outer guard
+
+    std::atomic<bool> copied{false};
+    std::thread other([&] { vx::sharedPtr<tracked> copy(source); copied = true; });
+    std::this_thread::sleep_for(50ms);
+    EXPECT_FALSE(copied);
+    EXPECT_EQ(source.getRefCount(), 1u);
+    outer.reset(); // released once: the other thread copies
+    other.join();
+    target = source;
+    EXPECT_EQ(source.getRefCount(), 2u);
+}
+
+// Deletion never runs under the global lock, so a destructor may copy sharedPtr objects.
+vx::sharedPtr<int> gGlobal(new int(42));
+struct copiesWhenDestroyed {
+    ~copiesWhenDestroyed() {
+        vx::sharedPtr<int> copy(gGlobal), assigned;
+        assigned = copy;
+        seen += *assigned;
+    }
+    static inline int seen = 0;
+};
+
+TEST(SharedPtrRelease, DeletesOutsideTheLock) {
+    vxtest::assertionCapture capture;
+    using ptr = vx::sharedPtr<copiesWhenDestroyed>;
+    { ptr last(new copiesWhenDestroyed); }
+    ptr p(new copiesWhenDestroyed), other(new copiesWhenDestroyed);
+    p = other;                        // copy assignment
+    p = ptr(new copiesWhenDestroyed); // move assignment (not the last reference)
+    p.reset(new copiesWhenDestroyed);
+    p.reset();
+    other = nullptr;
+    vx::const_sharedPtr<copiesWhenDestroyed> constant(new copiesWhenDestroyed);
+    constant = vx::const_sharedPtr<copiesWhenDestroyed>();
+    EXPECT_EQ(copiesWhenDestroyed::seen, 6 * 42);
+    EXPECT_TRUE(capture.texts().empty());
+    EXPECT_EQ(gGlobal.getRefCount(), 1u);
+}
+
+// Writers assign one shared variable in every way while readers copy it, until the writers end.
+TEST_F(SharedPtrTest, OneVariableAssignedAndReadByManyThreads) {
+    constexpr int kWriters = 3, kReaders = 3;
+    vx::sharedPtr<tracked> shared(new tracked(0));
+    std::atomic<int> running{kWriters}, started{0}, bad{0};
+    std::atomic<long> seen{0};
+    auto startTogether = [&] {
+        for (++started; started < kWriters + kReaders;)
+            std::this_thread::yield();
+    };
+    std::vector<std::thread> threads;
+    for (int w = 0; w < kWriters; ++w)
+        threads.emplace_back([&, w] {
+            vx::sharedPtr<tracked> mine(new derived(w));
+            startTogether();
+            for (int i = 0; i < kWriterRounds; ++i) {
+                switch (i % 5) {
+                case 0: shared = vx::sharedPtr<tracked>(new tracked(i)); break;
+                case 1: shared = mine; break;
+                case 2: mine = shared; break;
+                case 3: shared.reset(new derived(-i)); break;
+                default: shared.reset(); break;
+                }
+            }
+            --running;
+        });
+    for (int r = 0; r < kReaders; ++r)
+        threads.emplace_back([&] {
+            vx::sharedPtr<tracked> kept;
+            startTogether();
+            while (running > 0) {
+                vx::sharedPtr<tracked> copy(shared);
+                bad += copy && (!copy->consistent() || copy.getRefCount() < 1);
+                vx::const_sharedPtr<tracked> constant(shared);
+                bad += constant && !constant->consistent();
+                vx::sharedPtr<derived> cast = vx::sharedPtrDynamicCast<derived>(shared);
+                bad += cast && !cast->consistent();
+                kept = shared;
+                seen += copy ? 1 : 0;
+            }
+        });
+    for (auto& t : threads)
+        t.join();
+    EXPECT_EQ(bad, 0);
+    EXPECT_GT(seen, 0);
+    shared.reset();
+    EXPECT_EQ(tracked::constructed, 1 + kWriters + kWriters * (kWriterRounds / 5) * 2);
+    EXPECT_EQ(tracked::constructed, tracked::destroyed);
+}
+
+} // namespace

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# A short tour of what vxUtils does with text, through the vxutil tool.
+# A short tour of what vxUtils does, through the vxutil tool.
 #
 # usage: tour.sh PATH-TO-VXUTIL
 #
@@ -103,6 +103,13 @@ run_counting format '%-2000s|' x
 
 step "Bytes: the multi-byte form of text is UTF-8"
 run bytes 'A é € 😀'
+
+step "Guids: time-based, so those made one after the other share most of their digits"
+run guid new 3
+step "Guids: read in either case, written in lower case; initialized means the first three fields are non-zero"
+run guid parse 6BA7B810-9DAD-11D1-80B4-00C04FD430C8
+run guid parse 0
+run guid compare 00000002-0000-0000-0000-000000000000 00000001-ffff-ffff-ffff-ffffffffffff
 
 step "Bad usage: one line on standard error and exit status 2"
 run --status 2 split '' abc

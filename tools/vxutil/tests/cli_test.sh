@@ -5,7 +5,7 @@
 set -u
 vxutil=${1:?usage: cli_test.sh PATH-TO-VXUTIL VERSION}
 version=${2:?usage: cli_test.sh PATH-TO-VXUTIL VERSION}
-commands=(bytes field format lower match replace split trim upper)
+commands=(bytes field format guid lower match replace split trim upper)
 passed=0
 failed=0
 scratch=$(mktemp -d)
@@ -247,6 +247,25 @@ bad format '%hhs' x
 bad format '%c' ''
 bad format 'abc%' 1
 bad format '%d%d%d%d%d%d%d%d%d' 1 2 3 4 5 6 7 8 9
+
+# --- guid -----------------------------------------------------------------------------------------
+t 0 guid parse 6BA7B810-9DAD-11D1-80B4-00C04FD430C8 '=>' 6ba7b810-9dad-11d1-80b4-00c04fd430c8 initialized
+t 0 guid parse 0 '=>' 00000000-0000-0000-0000-000000000000 'not initialized'
+t 0 guid parse 00000001-0000-0001-0000-000000000000 '=>' 00000001-0000-0001-0000-000000000000 'not initialized'
+t 0 guid compare 0 6ba7b810-9dad-11d1-80b4-00c04fd430c8 '=>' less
+t 0 guid compare 00000002-0000-0000-0000-000000000000 00000001-ffff-ffff-ffff-ffffffffffff '=>' greater
+t 0 guid compare 6ba7b810-9dad-11d1-80b4-00c04fd430c8 6BA7B810-9DAD-11D1-80B4-00C04FD430C8 '=>' equal
+# New guids: well formed, version 1, all different.
+invoke guid new 5
+if ((status == 0)) && [[ $(grep -cE '^[0-9a-f]{8}-[0-9a-f]{4}-1[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}$' "$scratch/out") == 5 ]] \
+    && [[ $(sort -u "$scratch/out" | wc -l) == 5 ]]; then pass; else fail "five new guids: $(cat "$scratch/out")" guid new 5; fi
+bad guid
+bad guid frob
+bad guid parse
+bad guid parse '{6ba7b810-9dad-11d1-80b4-00c04fd430c8}'
+bad guid parse 6ba7b810-9dad-11d1-80b4-00c04fd430c
+bad guid compare 0
+bad guid new 1001
 
 # --- the environment ----------------------------------------------------------------------------
 # Arguments decode as UTF-8 whatever the locale of the environment says.

@@ -1,0 +1,112 @@
+#include "testSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+std::wstring gCaption;
+void recordCaption(const wchar_t* caption, const wchar_t*) { gCaption = caption; }
+
+// Runs a failing assertion and returns the text it presented; fails the test unless it threw false.
+template <class F>
+std::wstring failedText(F&& fail) {
+    vxtest::assertionCapture capture;
+    try {
+        fail();
+        ADD_FAILURE() << "no exception";
+    } catch (bool value) {
+        EXPECT_FALSE(value);
+    }
+    EXPECT_EQ(capture.texts().size(), 1u);
+    return capture.last();
+}
+
+} // namespace
+
+TEST(Assert, AssertMsgFormatsAndPresentsWithCaption) {
+    vxtest::assertionCapture capture;
+    vx::assertMsg(L"%s=%d, %S %c %%", L"x", 5, "n\xC3\xA4", L'\u00e9');
+    ASSERT_EQ(capture.texts().size(), 1u);
+    EXPECT_EQ(capture.last(), L"x=5, n\u00e4 \u00e9 %");
+    vx::assertMsg(nullptr);
+    EXPECT_EQ(capture.last(), L"");
+
+    const auto previous = vx::setAssertPresenter(&recordCaption);
+    vx::assertMsg(L"t");
+    EXPECT_EQ(gCaption, L"Velmora");
+    EXPECT_EQ(std::wstring(vx::assertCaption()), L"Velmora");
+    EXPECT_EQ(vx::setAssertPresenter(previous), &recordCaption);
+}
+
+TEST(Assert, AssertMsgCutsAt511Characters) {
+    vxtest::assertionCapture capture;
+    const std::wstring x2000(2000, L'x'), x509(509, L'x');
+    vx::assertMsg(L"%s", x2000.c_str());
+    EXPECT_EQ(capture.last(), std::wstring(511, L'x'));
+    vx::assertMsg(x2000.c_str());
+    EXPECT_EQ(capture.last(), std::wstring(511, L'x'));
+    vx::assertMsg(L"%s%05d", x509.c_str(), 42);
+    EXPECT_EQ(capture.last(), x509 + L"00");
+    vx::assertMsg(L"%*d|", 100000, 1);
+    EXPECT_EQ(capture.last(), std::wstring(511, L' '));
+    vx::assertMsg(L"ab%cde", 0);
+    EXPECT_EQ(capture.last(), L"ab");
+}
+
+TEST(Assert, AssertionFailedFormatsItsTextASecondTime) {
+    EXPECT_EQ(failedText([] { vx::assertionFailed(L"pObj", "src/a.cpp", 12); }),
+              L"Assertion failed:\npObj\n\nFile: src/a.cpp\nLine: 12");
+    // "%%" collapses, conversions without arguments stay as they are.
+    EXPECT_EQ(failedText([] { vx::assertionFailed(L"a %% b %d %s %5.2f %", "dir%%x/%n.cpp", -3); }),
+              L"Assertion failed:\na % b %d %s %5.2f %\n\nFile: dir%x/%n.cpp\nLine: -3");
+    EXPECT_EQ(failedText([] { vx::assertionFailed(L"x", "/tmp/d\xC3\xA9j\xC3\xA0.cpp", 1); }),
+              L"Assertion failed:\nx\n\nFile: /tmp/d\u00e9j\u00e0.cpp\nLine: 1");
+
+    // The shown text is cut at 511 characters.
+    const std::wstring longExpression(600, L'e');
+    const std::wstring shown =
+        failedText([&] { vx::assertionFailed(longExpression.c_str(), "f.cpp", 1); });
+    EXPECT_EQ(shown, L"Assertion failed:\n" + std::wstring(511 - 18, L'e'));
+    // The cut applies to the text after "%%" has collapsed.
+    const std::wstring percents(600, L'%');
+    EXPECT_EQ(failedText([&] { vx::assertionFailed(percents.c_str(), "f.cpp", 1); }),
+              L"Assertion failed:\n" + std::wstring(300, L'%') + L"\n\nFile: f.cpp\nLine: 1");
+}
+
+TEST(Assert, MacroChecksItsCondition) {
+    vxtest::assertionCapture capture;
+    int n = 4;
+    VX_ASSERT(n % 2 == 0);
+    VX_ASSERT(n > 0 && "positive");
+    EXPECT_TRUE(capture.texts().empty());
+
+    int line = 0;
+    const std::wstring text = failedText([&] {
+        line = __LINE__ + 1;
+        VX_ASSERT(n % 3 == 0);
+    });
+    const std::wstring file = vx::string::fromMBCtoWC(__FILE__);
+    EXPECT_EQ(text, L"Assertion failed:\nn % 3 == 0\n\nFile: " + file + L"\nLine: " + std::to_wstring(line));
+
+    // The thrown bool passes by handlers for other types.
+    EXPECT_THROW(
+        {
+            try {
+                VX_ASSERT(n == 5);
+            } catch (const std::exception&) {
+                ADD_FAILURE() << "caught as a standard exception";
+            }
+        },
+        bool);
+}
+
+TEST(Assert, NullPresenterRestoresStandardError) {
+    const auto previous = vx::setAssertPresenter(nullptr);
+    testing::internal::CaptureStderr();
+    vx::assertMsg(L"to %s \u00e9", L"stderr");
+    const std::string written = testing::internal::GetCapturedStderr();
+    vx::setAssertPresenter(previous);
+    EXPECT_EQ(written, "Velmora\nto stderr \xC3\xA9\n");
+}

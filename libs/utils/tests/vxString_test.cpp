@@ -1,0 +1,430 @@
+#include "testSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <clocale>
+#include <cstdarg>
+#include <cstdint>
+#include <ostream>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace vx {
+// Readable failure messages: print as text, not as a container of units.
+void PrintTo(const string& s, std::ostream* os) {
+    *os << testing::PrintToString(static_cast<const std::wstring&>(s));
+}
+} // namespace vx
+
+using vx::string;
+
+namespace {
+
+const wchar_t kReplacement = 0xFFFD;
+
+string viaList(string& target, const wchar_t* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    target.format(fmt, args);
+    va_end(args);
+    return target;
+}
+
+string staticViaList(const wchar_t* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    string result = string::sformat(fmt, args);
+    va_end(args);
+    return result;
+}
+
+// Switches LC_CTYPE for the lifetime of the object; ok() is false if the locale is missing.
+class ctypeLocale {
+public:
+    explicit ctypeLocale(const char* name) : mSaved(std::setlocale(LC_CTYPE, nullptr)) {
+        mOk = std::setlocale(LC_CTYPE, name) != nullptr;
+    }
+    ~ctypeLocale() { std::setlocale(LC_CTYPE, mSaved.c_str()); }
+    bool ok() const { return mOk; }
+
+private:
+    std::string mSaved;
+    bool mOk = false;
+};
+
+// Independent wildcard matcher for comparison: ok[i][j] says text from i matches pattern from j.
+bool referenceMatch(const std::wstring& text, const std::wstring& pattern) {
+    const std::size_t n = text.size(), m = pattern.size();
+    std::vector<std::vector<char>> ok(n + 2, std::vector<char>(m + 1, 0));
+    ok[n][m] = 1;
+    for (std::size_t i = n + 1; i-- > 0;)
+        for (std::size_t j = m; j-- > 0;) {
+            if (pattern[j] == L'*')
+                ok[i][j] = ok[i][j + 1] || (i < n && ok[i + 1][j]);
+            else
+                ok[i][j] = i < n && (pattern[j] == L'?' || pattern[j] == text[i]) && ok[i + 1][j + 1];
+        }
+    return ok[0][0];
+}
+
+std::vector<std::wstring> allWords(const std::wstring& alphabet, std::size_t maxLength) {
+    std::vector<std::wstring> words{L""};
+    for (std::size_t start = 0; start < words.size(); ++start)
+        if (words[start].size() < maxLength)
+            for (wchar_t c : alphabet)
+                words.push_back(words[start] + c);
+    return words;
+}
+
+} // namespace
+
+TEST(String, ConstructionAndAssignmentFromNullDiffer) {
+    const wchar_t* none = nullptr;
+    EXPECT_TRUE(string(none).empty());
+    EXPECT_TRUE(string(none, 5).empty());
+    string s(L"x");
+    s = none;
+    EXPECT_EQ(s, L"x");
+    s = L"abc";
+    EXPECT_EQ(s, L"abc");
+
+    EXPECT_EQ(string(L'\0').size(), 1u);
+    EXPECT_EQ(string(L"ab\0cd").size(), 2u);
+    EXPECT_EQ(string(L"ab\0cd", 5).size(), 5u);
+
+    string& alias = s;
+    s = alias;
+    EXPECT_EQ(s, L"abc");
+    s = std::wstring(L"base");
+    EXPECT_EQ(s, L"base");
+    s = L'z';
+    EXPECT_EQ(s, L"z");
+
+    EXPECT_TRUE(string::emptyString().empty());
+    EXPECT_EQ(&string::emptyString(), &string::emptyString());
+}
+
+TEST(String, FormatConversions) {
+    int untouched = -7;
+    const wchar_t* noWide = nullptr;
+    const char* noNarrow = nullptr;
+    const struct {
+        const wchar_t* expected;
+        string actual;
+    } cases[] = {
+        {L"5|  -42|42   |00042|+3| 3", string::sformat(L"%d|%5d|%-5d|%05d|%+d|% d", 5, -42, 42, 42, 3, 3)},
+        {L"ff|0XFF|10|4294967295|1|1",
+         string::sformat(L"%x|%#X|%o|%u|%hd|%hhu", 255, 255, 8, -1, 65537, 257)},
+        // long crosses a format as 32 bits.
+        {L"5", string::sformat(L"%ld", 0x100000005L)},
+        {L"4294967295|-5|34567890", string::sformat(L"%lu|%ld|%lx", -1L, -5L, 0x1234567890L)},
+        {L"-9223372036854775808", string::sformat(L"%lld", LLONG_MIN)},
+        {L"18446744073709551615|-1|7|-3|9",
+         string::sformat(L"%I64u|%I64d|%I32d|%Id|%zu", UINT64_MAX, std::int64_t(-1), 7, std::ptrdiff_t(-3),
+                         std::size_t(9))},
+        {L"3.14|1.500000e+00|0.0001|  -1.000|1.500000",
+         string::sformat(L"%.2f|%e|%g|%8.3f|%Lf", 3.14159, 1.5, 0.0001, -1.0, 1.5L)},
+        {L"   7|7   |ab", string::sformat(L"%*d|%*d|%.*s", 4, 7, -4, 7, 2, L"abc")},
+        // %s, %ls, %ws are wide; %S and %hs narrow UTF-8.
+        {L"wide|l|w|n\u00e4|h", string::sformat(L"%s|%ls|%ws|%S|%hs", L"wide", L"l", L"w", "n\xC3\xA4", "h")},
+        {L"ab|   ab|ab   |000ab", string::sformat(L"%.2s|%5s|%-5s|%05s", L"abcdef", L"ab", L"ab", L"ab")},
+        {L"(null)|(null)|(nu|(n", string::sformat(L"%s|%S|%.3s|%.2S", noWide, noNarrow, noWide, noNarrow)},
+        {L"\u00e9|\U0001F600|A|B|x|y|  x",
+         string::sformat(L"%c|%c|%C|%hc|%lc|%wc|%3c", L'\u00e9', 0x1F600, 'A', 'B', L'x', L'y', L'x')},
+        {L"\uFFFD", string::sformat(L"%C", 0xE9)},
+        {L"000000001234ABCD|    00000000000000FF",
+         string::sformat(L"%p|%20p", reinterpret_cast<void*>(0x1234ABCD), reinterpret_cast<void*>(0xFF))},
+        {L"ab5", string::sformat(L"a%nb%d", &untouched, 5)},
+        // Unknown conversions are copied and read nothing; so are a lone and an unfinished '%'.
+        {L"%y%*k3|%d|100%", string::sformat(L"%y%*k%d|%%d|100%", 3)},
+        {L"%5", string::sformat(L"%5")},
+        {L"ab", string::sformat(L"ab%cde", 0)},
+        {L"", string::sformat(nullptr)},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c.actual, c.expected);
+    EXPECT_EQ(untouched, -7);
+}
+
+TEST(String, FormatReplacesContentAndTakesStartedLists) {
+    string s(L"old");
+    EXPECT_EQ(&s.format(L"%d-%s", 1, L"x"), &s);
+    EXPECT_EQ(s, L"1-x");
+    EXPECT_EQ(s.format(nullptr), L"");
+    // A literal 0 or nullptr is an argument, not an argument list.
+    EXPECT_EQ(s.format(L"%d", 0), L"0");
+    EXPECT_EQ(s.format(L"%s", nullptr), L"(null)");
+    EXPECT_EQ(string::sformat(L"%d", 0), L"0");
+    // The format and the arguments may be the string itself.
+    s = L"<%d>";
+    EXPECT_EQ(s.format(s.c_str(), 7), L"<7>");
+    EXPECT_EQ(s.format(L"%s%s", s.c_str(), s.c_str()), L"<7><7>");
+
+    EXPECT_EQ(viaList(s, L"%s=%d", L"a", 42), L"a=42");
+    EXPECT_EQ(s, L"a=42");
+    EXPECT_EQ(staticViaList(L"%S/%c/%.1f", "n", L'w', 2.25), L"n/w/2.2");
+}
+
+TEST(String, FormatCutsAt1023Characters) {
+    const std::wstring x2000(2000, L'x');
+    EXPECT_EQ(string::sformat(L"%s", x2000.c_str()), std::wstring(1023, L'x'));
+    EXPECT_EQ(string::sformat(L"%s", std::wstring(2000, L'\u00e9').c_str()), std::wstring(1023, L'\u00e9'));
+    std::string narrowAccents;
+    for (int i = 0; i < 2000; ++i)
+        narrowAccents += "\xC3\xA9";
+    EXPECT_EQ(string::sformat(L"%S", narrowAccents.c_str()), std::wstring(1023, L'\u00e9'));
+    EXPECT_EQ(string(L"").format(x2000.c_str()), std::wstring(1023, L'x'));
+
+    // Cut in the middle of a conversion: padding, zeros, digits.
+    const std::wstring x1020(1020, L'x'), x1021(1021, L'x');
+    EXPECT_EQ(string::sformat(L"%s%5d", x1020.c_str(), 42), x1020 + L"   ");
+    EXPECT_EQ(string::sformat(L"%s%05d", x1021.c_str(), 42), x1021 + L"00");
+    EXPECT_EQ(string::sformat(L"%s%d", x1021.c_str(), 12345), x1021 + L"12");
+    EXPECT_EQ(string::sformat(L"%s%-6s|", x1020.c_str(), L"ab"), x1020 + L"ab ");
+    EXPECT_EQ(string::sformat(L"%s%p", x1020.c_str(), nullptr), x1020 + L"000");
+
+    // Huge widths and precisions give the cut text.
+    EXPECT_EQ(string::sformat(L"%*d", 100000, 7), std::wstring(1023, L' '));
+    EXPECT_EQ(string::sformat(L"%-*d", 100000, 7), L"7" + std::wstring(1022, L' '));
+    EXPECT_EQ(string::sformat(L"%.100000f", 1.0), L"1." + std::wstring(1021, L'0'));
+    EXPECT_EQ(string::sformat(L"%.5000d", 7), std::wstring(1023, L'0'));
+    EXPECT_EQ(string::sformat(L"%99999999999s", L"a"), std::wstring(1023, L' '));
+    EXPECT_EQ(string::sformat(L"%099999999999d", 1), std::wstring(1023, L'0'));
+}
+
+TEST(String, MatchesExamples) {
+    const struct {
+        const wchar_t* text;
+        const wchar_t* pattern;
+        bool expected;
+    } cases[] = {
+        {L"abc", L"a*c", true},   {L"abc", L"a?c", true},     {L"abc", L"***", true},
+        {L"abc", L"a?", false},   {L"abc", L"ABC", false},    {L"", L"", true},
+        {L"", L"*", true},        {L"", L"?", false},         {L"abc", L"", false},
+        {L"axbxb", L"*a*b", true}, {L"abab", L"*a*b", true},  {L"abba", L"*a*b", false},
+        {L"aaab", L"*a*b", true}, {L"ba", L"*a*b", false},    {L"xaybzb", L"*a*b", true},
+        {L"mississippi", L"m*iss*ppi", true}, {L"mississippi", L"m*iss*pi?", false},
+        {L"ab\0cd", L"ab", true}, {L"ab", L"ab\0zz", true},  // both sides end at their first null
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(string(c.text).matches(c.pattern), c.expected) << c.text << L" ~ " << c.pattern;
+    // Embedded nulls in a string object also end the text.
+    EXPECT_TRUE(string(L"ab\0cd", 5).matches(std::wstring(L"ab")));
+    EXPECT_TRUE(string(L"ab").matches(std::wstring(L"a?\0x", 4)));
+    // Backtracking stays bounded on long texts.
+    EXPECT_FALSE(string(std::wstring(5000, L'a')).matches(L"*a*a*a*a*b"));
+}
+
+TEST(String, MatchesAgreesWithReferenceMatcher) {
+    const auto patterns = allWords(L"ab*?", 5);
+    const auto texts = allWords(L"ab", 5);
+    for (const auto& p : patterns)
+        for (const auto& t : texts)
+            ASSERT_EQ(string(t).matches(p), referenceMatch(t, p)) << t << L" ~ " << p;
+
+    std::mt19937 random(12345);
+    const auto word = [&](const wchar_t* alphabet, int alphabetSize, int maxLength) {
+        std::wstring w(random() % (maxLength + 1), L' ');
+        for (auto& c : w)
+            c = alphabet[random() % alphabetSize];
+        return w;
+    };
+    for (int i = 0; i < 4000; ++i) {
+        const std::wstring p = word(L"abc*?", 5, 10), t = word(L"abc", 3, 16);
+        ASSERT_EQ(string(t).matches(p), referenceMatch(t, p)) << t << L" ~ " << p;
+    }
+}
+
+TEST(String, SplitAt) {
+    using parts = std::vector<string>;
+    const struct {
+        const wchar_t* text;
+        const wchar_t* separator;
+        bool onlyFirst;
+        bool result;
+        parts expected;
+    } cases[] = {
+        {L"aXbXXc", L"X", false, true, {L"a", L"b", L"", L"c"}},
+        {L"aXbXXc", L"X", true, true, {L"a", L"bXXc"}},
+        {L"", L"X", false, false, {}},
+        {L"", L"", true, false, {}},
+        {L"abc", L"X", false, true, {L"abc"}},
+        {L"abc", L"X", true, true, {L"abc"}},
+        {L"XabX", L"X", false, true, {L"", L"ab", L""}},
+        {L"X", L"X", true, true, {L"", L""}},
+        {L"a--b--", L"--", false, true, {L"a", L"b", L""}},
+        {L"aaa", L"aa", false, true, {L"", L"a"}},
+        {L"abc", L"", false, true, {L"", L"abc"}},
+        {L"abc", L"", true, true, {L"", L"abc"}},
+    };
+    for (const auto& c : cases) {
+        parts actual{L"stale"};
+        EXPECT_EQ(string(c.text).splitAt(c.separator, actual, c.onlyFirst), c.result) << c.text;
+        EXPECT_EQ(actual, c.expected) << c.text << L" at " << c.separator << L" onlyFirst " << c.onlyFirst;
+    }
+}
+
+TEST(String, SubstrBetween) {
+    const struct {
+        const wchar_t* text;
+        unsigned index;
+        const wchar_t* expected;
+    } cases[] = {
+        {L"a;b;c", 0, L"a"}, {L"a;b;c", 1, L"b"}, {L"a;b;c", 2, L"c"}, {L"a;b;c", 3, L""},
+        {L"a;b", 2, L""},    {L"a;b;", 2, L""},   {L";a", 0, L""},     {L";a", 1, L"a"},
+        {L"a;;b", 1, L""},   {L"a;;b", 2, L"b"},  {L"abc", 0, L"abc"}, {L"", 0, L""},
+        {L"a;b", 4000000000u, L""},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(string(c.text).substrBetween(L';', c.index), c.expected) << c.text << L" #" << c.index;
+}
+
+TEST(String, RemovalBySingleCharacterAndBySet) {
+    EXPECT_EQ(string(L"---").deleteLeading(L'-'), L"---");
+    EXPECT_EQ(string(L"---").deleteTrailing(L'-'), L"---");
+    EXPECT_EQ(string(L"---").deleteLeading(L"-"), L"");
+    EXPECT_EQ(string(L"---").deleteTrailing(L"-"), L"");
+    EXPECT_EQ(string(L"   ").deleteLeading(L' '), L"   ");
+    EXPECT_EQ(string(L"   ").deleteLeading(L" \t"), L"");
+    EXPECT_EQ(string(L"--a--").deleteLeading(L'-'), L"a--");
+    EXPECT_EQ(string(L"--a--").deleteLeading(L"-"), L"a--");
+    EXPECT_EQ(string(L"--a--").deleteTrailing(L'-'), L"--a");
+    EXPECT_EQ(string(L"--a--").deleteTrailing(L"-"), L"--a");
+    EXPECT_EQ(string(L" \t-a- \t").deleteLeading(L" \t-").deleteTrailing(L"\t "), L"a-");
+    EXPECT_EQ(string(L"--a").deleteLeading(L""), L"--a");
+    EXPECT_EQ(string(L"a--").deleteTrailing(L""), L"a--");
+    EXPECT_EQ(string(L"").deleteLeading(L'-'), L"");
+    EXPECT_EQ(string(L"").deleteTrailing(L"-"), L"");
+
+    EXPECT_EQ(string(L"abcab").deleteAll(L"ab"), L"c");
+    EXPECT_EQ(string(L"abcab").deleteAll(L"ba"), L"c");
+    EXPECT_EQ(string(L"abcab").deleteAll(L'a'), L"bcb");
+    EXPECT_EQ(string(L"abc").deleteAll(L""), L"abc");
+    EXPECT_EQ(string(L"a\0b\0", 4).deleteAll(L'\0'), L"ab");
+}
+
+TEST(String, ReplaceDoesNotRescanInsertedText) {
+    string s(L"aba");
+    EXPECT_EQ(&s.replace(L"a", L"aa"), &s);
+    EXPECT_EQ(s, L"aabaa");
+    EXPECT_EQ(string(L"aaa").replace(L"aa", L"a"), L"aa");
+    EXPECT_EQ(string(L"abab").replace(L"ab", L""), L"");
+    EXPECT_EQ(string(L"abc").replace(L"", L"x"), L"abc");
+    EXPECT_EQ(string(L"abc").replace(L"q", L"x"), L"abc");
+    EXPECT_EQ(string(L"x.y.z").replace(L".", L"::"), L"x::y::z");
+    EXPECT_EQ(string(L"banana").replace(L'a', L'o'), L"bonono");
+    s = L"ab";
+    EXPECT_EQ(s.replace(s, s + s), L"abab");
+    EXPECT_EQ(string(L"a\0b", 3).replace(L'\0', L'-'), L"a-b");
+    // The standard replace stays available.
+    EXPECT_EQ(string(L"abc").replace(0, 1, L"X"), L"Xbc");
+}
+
+TEST(String, CaseMapping) {
+    string s(L"MiXeD 1-\u00df");
+    EXPECT_EQ(s.lower(), L"mixed 1-\u00df");
+    EXPECT_EQ(s.upper(), L"MIXED 1-\u00df");
+    EXPECT_EQ(s, L"MiXeD 1-\u00df");
+    EXPECT_EQ(&s.toUpper(), &s);
+    EXPECT_EQ(s, L"MIXED 1-\u00df");
+    string::lowercase(s);
+    EXPECT_EQ(s, L"mixed 1-\u00df");
+
+    ctypeLocale utf8("C.UTF-8");
+    if (!utf8.ok())
+        GTEST_SKIP() << "no C.UTF-8 locale";
+    EXPECT_EQ(string(L"\u00c9mile \u00df").toUpper(), L"\u00c9MILE \u00df"); // length never changes
+    EXPECT_EQ(string(L"\u00c9mile").lower(), L"\u00e9mile");
+    EXPECT_TRUE(string(L"\u00e9T\u00c9").isEqualTo(L"\u00c9t\u00e9", false));
+}
+
+TEST(String, IsEqualTo) {
+    const wchar_t* none = nullptr;
+    EXPECT_TRUE(string(L"abc").isEqualTo(L"ABC", false));
+    EXPECT_FALSE(string(L"abc").isEqualTo(L"ABC", true));
+    EXPECT_TRUE(string(L"abc").isEqualTo(string(L"ABC"), false));
+    EXPECT_FALSE(string(L"abc").isEqualTo(string(L"ABC"), true));
+    EXPECT_FALSE(string(L"abc").isEqualTo(L"abcd", false));
+    EXPECT_TRUE(string().isEqualTo(string(), false));
+    EXPECT_TRUE(string().isEqualTo(none, false));
+    EXPECT_TRUE(string().isEqualTo(none, true));
+    EXPECT_FALSE(string(L"x").isEqualTo(none, false));
+    EXPECT_FALSE(string(L"x").isEqualTo(none, true));
+
+    // Case-sensitive compares every unit; case-insensitive stops at the first null.
+    const string a(L"a\0b", 3), c(L"a\0c", 3);
+    EXPECT_FALSE(a.isEqualTo(c, true));
+    EXPECT_TRUE(a.isEqualTo(c, false));
+    EXPECT_TRUE(a.isEqualTo(string(L"A"), false));
+    EXPECT_FALSE(a.isEqualTo(L"a", true));
+    EXPECT_TRUE(a.isEqualTo(L"A", false));
+}
+
+TEST(String, MultiByteConversions) {
+    const string text(L"h\u00e9\u20ac\U0001F600");
+    EXPECT_EQ(text.getMBCS(), "h\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
+    EXPECT_EQ(string::getMBCS(text), text.getMBCS());
+    EXPECT_EQ(string::makeMBCS(text), text);
+    EXPECT_EQ(string(L"ab\0cd", 5).getMBCS(), "ab");
+    EXPECT_EQ(string::makeMBCS(std::wstring(L"ab\0cd", 5)), L"ab");
+
+    // Units that are not characters become U+FFFD.
+    const string bad{L'a', static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0xDFFF),
+                     static_cast<wchar_t>(0x110000), L'b'};
+    EXPECT_EQ(bad.getMBCS(), "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD" "b");
+    EXPECT_EQ(string::makeMBCS(bad), (string{L'a', kReplacement, kReplacement, kReplacement, L'b'}));
+
+    const std::wstring long2000(2000, L'\u00e9');
+    EXPECT_EQ(string(long2000).getMBCS().size(), 4000u);
+    EXPECT_EQ(string::makeMBCS(long2000), long2000);
+}
+
+TEST(String, NarrowFormatArgumentsDecodeInvalidUtf8) {
+    const wchar_t R = kReplacement;
+    const struct {
+        const char* bytes;
+        std::wstring expected;
+    } cases[] = {
+        {"\xE2\x82" "A", {R, L'A'}},
+        {"\xC0\x80", {R, R}},
+        {"\xF4\x90\x80\x80", {R, R, R, R}},
+        {"\xED\xA0\x80", {R, R, R}},
+        {"x\xF0\x9F\x98", {L'x', R}},
+        {"\xFF\xC3\xA9", {R, L'\u00e9'}},
+        {"\xF0\x9F\x98\x80", {static_cast<wchar_t>(0x1F600)}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(string::sformat(L"%S", c.bytes), c.expected) << c.bytes;
+}
+
+TEST(String, FromMBCtoWCFollowsTheCLocale) {
+    EXPECT_EQ(string::fromMBCtoWC(nullptr), L"");
+    EXPECT_EQ(string::fromMBCtoWC("abc"), L"abc");
+    {
+        ctypeLocale classic("C");
+        EXPECT_EQ(string::fromMBCtoWC("\xE9"), L"\u00e9");
+    }
+    ctypeLocale utf8("C.UTF-8");
+    if (!utf8.ok())
+        GTEST_SKIP() << "no C.UTF-8 locale";
+    EXPECT_EQ(string::fromMBCtoWC("h\xC3\xA9"), L"h\u00e9");
+    EXPECT_EQ(string::fromMBCtoWC("\xE9x"), L"\u00e9x");
+    EXPECT_EQ(string::fromMBCtoWC("a\xE2\x82"), L"a\u00e2\u0082");
+}
+
+TEST(String, BitwiseXor) {
+    string s(L"aaaa");
+    EXPECT_EQ(&s.bitwiseXor(string{L'\x01', L'\x02'}), &s);
+    EXPECT_EQ(s, L"`c`c");
+    EXPECT_EQ(string(L"abc").bitwiseXor(string()), L"abc");
+
+    const std::wstring text(L"Secret \u00e9\U0001F600"), key(L"k3y");
+    const string once = string::bitwiseXor(text, key);
+    EXPECT_NE(once, text);
+    for (std::size_t i = 0; i < text.size(); ++i)
+        EXPECT_EQ(once[i], static_cast<wchar_t>(text[i] ^ key[i % key.size()]));
+    EXPECT_EQ(string::bitwiseXor(once, key), text);
+    EXPECT_EQ(string(once).bitwiseXor(string(key)), text);
+}

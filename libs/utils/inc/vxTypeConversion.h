@@ -1,0 +1,260 @@
+// Type conversion: turning a value of one type into another, chosen at compile time or at run time.
+//
+// Three layers:
+//  - dtconvert<To, From>(to, from, flags, arguments): the free functions that hold every rule.
+//    Each type with a text form offers the pair to and from vx::string; the numbers also convert
+//    among themselves.
+//  - typeConverter<From, To>: one small object per pair that makes its dtconvert reachable by
+//    std::type_info. Converters are static objects beside the function they serve: each adds
+//    itself to the manager when it is constructed and removes itself when it is destroyed.
+//  - typeConversionManager: the process-wide registry. It finds the converter for two
+//    std::type_info, and goes through vx::string when no direct converter exists.
+//
+// No conversion throws: every failure is a false result. After a text failure the target keeps
+// its old value; after a range failure it holds the nearest limit of its type.
+//
+// long and unsigned long are 32 bits wide wherever they cross a text: their text forms read and
+// print 32-bit values, saturating at the 32-bit limits. The 64-bit unsigned pair with a 64-bit
+// text form is unsigned long long (on 64-bit Linux std::uint64_t is unsigned long, and so takes
+// the unsigned long rules).
+#pragma once
+
+#include "vxExport.h"
+#include "vxMutex.h"
+#include "vxSharedPtr.h"
+#include "vxString.h"
+
+#include <cstdint>
+#include <string>
+#include <type_traits>
+#include <typeinfo>
+
+namespace vx::typeconvert {
+
+// --- flags and arguments -----------------------------------------------------------------------
+
+// The flags say which arguments the cursor holds, in this order: a number base selector
+// (convertBase), then a width for integers or a precision for floating point (convertWidth).
+// convertLocale is a switch with no argument: floating point is printed with the user's decimal
+// separator instead of ".".
+enum conversionFlags : int {
+    convertBase = 1,
+    convertWidth = 4,
+    convertLocale = 8,
+};
+
+// Values of the number base selector.
+enum conversionBase : int {
+    baseHexUpper = 3, // hexadecimal digits A-F, inserted in front of the target
+    baseHexLower = 4, // hexadecimal digits a-f, inserted in front of the target
+};
+
+// The argument cursor of a conversion: one 8-byte cell per argument, each holding the argument
+// as a 64-bit signed integer, in the order of the flags. A null cursor means no arguments: the
+// flags that need one are then ignored.
+class conversionArguments {
+public:
+    static constexpr int maxCells = 2;
+
+    conversionArguments() = default;
+    explicit conversionArguments(int first) { add(first); }
+    conversionArguments(int first, int second) { add(first).add(second); }
+
+    // Appends one argument; arguments beyond maxCells are dropped.
+    conversionArguments& add(int value) {
+        if (mCount < maxCells)
+            mCells[mCount++] = value;
+        return *this;
+    }
+    // The cursor to pass as the arguments of a conversion.
+    char* cursor() { return reinterpret_cast<char*>(mCells); }
+
+private:
+    std::int64_t mCells[maxCells] = {0, 0};
+    int mCount = 0;
+};
+
+// --- the conversion functions ---------------------------------------------------------------------
+
+// The rules of one pair. Only the pairs declared below (and those an owner type declares beside
+// itself) exist; using any other pair fails to link.
+template <class To, class From>
+bool dtconvert(To& to, const From& from, int flags = 0, char* arguments = nullptr);
+
+// Text from a C string: a null pointer is success with the target untouched.
+VX_API bool dtconvert(vx::string& to, const wchar_t* from, int flags = 0, char* arguments = nullptr);
+
+} // namespace vx::typeconvert
+
+// Declares the exported rules of one pair.
+#define VX_DECLARE_DTCONVERT(To, From)                                                            \
+    template <>                                                                                   \
+    VX_API bool dtconvert<To, From>(To & to, std::add_const_t<From> & from, int flags,             \
+                                    char* arguments)
+
+// Declares the pairs between the numbers and one number type.
+#define VX_DECLARE_DTCONVERT_FROM_NUMBERS(To)                                                     \
+    VX_DECLARE_DTCONVERT(To, short);                                                              \
+    VX_DECLARE_DTCONVERT(To, unsigned short);                                                     \
+    VX_DECLARE_DTCONVERT(To, int);                                                                \
+    VX_DECLARE_DTCONVERT(To, unsigned int);                                                       \
+    VX_DECLARE_DTCONVERT(To, long);                                                               \
+    VX_DECLARE_DTCONVERT(To, unsigned long);                                                      \
+    VX_DECLARE_DTCONVERT(To, unsigned long long);                                                 \
+    VX_DECLARE_DTCONVERT(To, float);                                                              \
+    VX_DECLARE_DTCONVERT(To, double)
+
+namespace vx::typeconvert {
+
+// Numbers to text and back. Integers print in decimal ("%hd", "%hu", "%ld", "%lu", "%llu"; int as
+// long, unsigned int as unsigned long), padded with leading '0' up to the width of convertWidth
+// (the padding stands before a minus sign: -5 with width 4 is "00-5"), or with convertBase 3 or 4
+// as hexadecimal digits inserted in front of the old text (negative values as their 64-bit two's
+// complement). bool prints "1" or "0" and reads a number (not zero is true) or, ignoring case,
+// "true" or "false". Floating point prints "%.8lf" with trailing zeros and a trailing separator
+// removed, or with convertWidth that many decimals (at most 10), kept; it reads "1.5" and "1,5"
+// alike.
+VX_DECLARE_DTCONVERT(vx::string, short);
+VX_DECLARE_DTCONVERT(vx::string, unsigned short);
+VX_DECLARE_DTCONVERT(vx::string, int);
+VX_DECLARE_DTCONVERT(vx::string, unsigned int);
+VX_DECLARE_DTCONVERT(vx::string, long);
+VX_DECLARE_DTCONVERT(vx::string, unsigned long);
+VX_DECLARE_DTCONVERT(vx::string, unsigned long long);
+VX_DECLARE_DTCONVERT(vx::string, float);
+VX_DECLARE_DTCONVERT(vx::string, double);
+VX_DECLARE_DTCONVERT(vx::string, bool);
+
+VX_DECLARE_DTCONVERT(short, vx::string);
+VX_DECLARE_DTCONVERT(unsigned short, vx::string);
+VX_DECLARE_DTCONVERT(int, vx::string);
+VX_DECLARE_DTCONVERT(unsigned int, vx::string);
+VX_DECLARE_DTCONVERT(long, vx::string);
+VX_DECLARE_DTCONVERT(unsigned long, vx::string);
+VX_DECLARE_DTCONVERT(unsigned long long, vx::string);
+VX_DECLARE_DTCONVERT(float, vx::string);
+VX_DECLARE_DTCONVERT(double, vx::string);
+VX_DECLARE_DTCONVERT(bool, vx::string);
+
+// Numbers among themselves: a value in the target's range is stored (floating point to integer
+// truncates toward zero); a value outside stores the nearest limit and answers false. Negative
+// to unsigned stores 0. To bool: not zero; from bool: 0 or 1. There is no conversion from float
+// or double to bool, and none from bool to bool.
+VX_DECLARE_DTCONVERT_FROM_NUMBERS(short);
+VX_DECLARE_DTCONVERT(short, bool);
+VX_DECLARE_DTCONVERT_FROM_NUMBERS(unsigned short);
+VX_DECLARE_DTCONVERT(unsigned short, bool);
+VX_DECLARE_DTCONVERT_FROM_NUMBERS(int);
+VX_DECLARE_DTCONVERT(int, bool);
+VX_DECLARE_DTCONVERT_FROM_NUMBERS(unsigned int);
+VX_DECLARE_DTCONVERT(unsigned int, bool);
+VX_DECLARE_DTCONVERT_FROM_NUMBERS(long);
+VX_DECLARE_DTCONVERT(long, bool);
+VX_DECLARE_DTCONVERT_FROM_NUMBERS(unsigned long);
+VX_DECLARE_DTCONVERT(unsigned long, bool);
+VX_DECLARE_DTCONVERT_FROM_NUMBERS(unsigned long long);
+VX_DECLARE_DTCONVERT(unsigned long long, bool);
+VX_DECLARE_DTCONVERT_FROM_NUMBERS(float);
+VX_DECLARE_DTCONVERT(float, bool);
+VX_DECLARE_DTCONVERT_FROM_NUMBERS(double);
+VX_DECLARE_DTCONVERT(double, bool);
+VX_DECLARE_DTCONVERT(bool, short);
+VX_DECLARE_DTCONVERT(bool, unsigned short);
+VX_DECLARE_DTCONVERT(bool, int);
+VX_DECLARE_DTCONVERT(bool, unsigned int);
+VX_DECLARE_DTCONVERT(bool, long);
+VX_DECLARE_DTCONVERT(bool, unsigned long);
+VX_DECLARE_DTCONVERT(bool, unsigned long long);
+
+// Narrow text. std::string is in the active code page (UTF-8) both ways; a const char* is read
+// the same way up to its first null, and a null pointer is success with the target untouched.
+// A char becomes a text of one character (a byte of 0x80 or above alone is no character and
+// becomes U+FFFD).
+VX_DECLARE_DTCONVERT(vx::string, std::string);
+VX_DECLARE_DTCONVERT(std::string, vx::string);
+VX_DECLARE_DTCONVERT(vx::string, char);
+VX_DECLARE_DTCONVERT(vx::string, const char*);
+
+// --- run-time conversion ------------------------------------------------------------------------
+
+// A converter reachable by type_info.
+class VX_API typeConverterBase {
+public:
+    virtual const std::type_info& fromType() const = 0;
+    virtual const std::type_info& toType() const = 0;
+    // Converts *from into *to; false when the conversion fails.
+    virtual bool convert(void* to, const void* from, int flags, char* arguments) const = 0;
+    virtual ~typeConverterBase();
+
+protected:
+    typeConverterBase() = default;
+    typeConverterBase(const typeConverterBase&) = default;
+    typeConverterBase& operator=(const typeConverterBase&) = default;
+};
+
+class converterTable;
+
+// The process-wide registry of converters. Readers work on a snapshot of the table and take no
+// lock; writers copy the table, change the copy and swap it in under a mutex.
+class VX_API typeConversionManager {
+public:
+    // The one instance, made on first use; it lives to the end of the process.
+    static typeConversionManager& instance();
+
+    // Registers a converter. When several converters serve the same pair, the one added last is
+    // used. Adding a converter that is registered already, or a null pointer, changes nothing.
+    void add(typeConverterBase* converter);
+    // Unregisters every registration of the converter.
+    void remove(typeConverterBase* converter);
+
+    // Converts *fromValue of type from into *toValue of type to. A direct converter is used if
+    // there is one; otherwise, unless one side is vx::string, a converter to vx::string and one
+    // from it are chained with the same flags and arguments. False when there is no way, when
+    // the conversion fails, or when a value pointer is null.
+    bool convert(const std::type_info& to, void* toValue, const std::type_info& from,
+                 const void* fromValue, int flags, char* arguments) const;
+
+    // Whether a direct converter for the pair is registered.
+    bool hasConverter(const std::type_info& to, const std::type_info& from) const;
+
+    typeConversionManager(const typeConversionManager&) = delete;
+    typeConversionManager& operator=(const typeConversionManager&) = delete;
+
+private:
+    typeConversionManager();
+    ~typeConversionManager();
+
+    sharedPtr<converterTable> mpTable; // the published table; never changed once published
+    mutable mutex mWriters;            // serialises add and remove
+};
+
+// The converter of one pair. Define it as a static object beside its function:
+//     static typeConverter<date, vx::string> dateToText(&dtconvert<vx::string, date>);
+// It registers itself on construction and unregisters on destruction. Conversions of other
+// pairs may run while it comes and goes, but it must not be destroyed while a conversion of its
+// own pair may still be running. A null function makes convert answer false.
+template <class From, class To>
+class typeConverter final : public typeConverterBase {
+public:
+    using function = bool (*)(To&, const From&, int, char*);
+
+    explicit typeConverter(function convertFunction) : mpFunction(convertFunction) {
+        typeConversionManager::instance().add(this);
+    }
+    ~typeConverter() override { typeConversionManager::instance().remove(this); }
+    typeConverter(const typeConverter&) = delete;
+    typeConverter& operator=(const typeConverter&) = delete;
+
+    const std::type_info& fromType() const override { return typeid(From); }
+    const std::type_info& toType() const override { return typeid(To); }
+    bool convert(void* to, const void* from, int flags, char* arguments) const override {
+        if (!mpFunction || !to || !from)
+            return false;
+        return mpFunction(*static_cast<To*>(to), *static_cast<const From*>(from), flags, arguments);
+    }
+
+private:
+    function mpFunction;
+};
+
+} // namespace vx::typeconvert

@@ -1,0 +1,771 @@
+#include "vxTypeConversion.h"
+
+#include "platform/vxPlatform.h"
+#include "vxAssert.h"
+#include "vxCrc32.h"
+#include "vxFormat.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdarg>
+#include <cmath>
+#include <cstring>
+#include <cwchar>
+#include <limits>
+#include <unordered_map>
+
+namespace vx::typeconvert {
+
+namespace {
+
+// --- arguments ------------------------------------------------------------------------------------
+
+constexpr std::size_t kCellSize = 8;
+// Integer widths beyond this count as this: the padding of a larger one only costs memory.
+constexpr long long kMaxWidth = 65536;
+constexpr int kDefaultPrecision = 8;
+constexpr int kMaxPrecision = 10;
+
+struct parsedArguments {
+    bool hasBase = false;
+    int base = 0;
+    bool hasWidth = false;
+    int width = 0;
+};
+
+int readCell(char*& cursor) {
+    std::int64_t cell;
+    std::memcpy(&cell, cursor, sizeof cell);
+    cursor += kCellSize;
+    // The low 32 bits are the int, whether the cell was written as int64 or as an int followed by
+    // anything.
+    return static_cast<int>(static_cast<std::uint32_t>(static_cast<std::uint64_t>(cell)));
+}
+
+parsedArguments readArguments(int flags, char* arguments) {
+    parsedArguments parsed;
+    if (!arguments)
+        return parsed;
+    char* cursor = arguments;
+    if (flags & convertBase) {
+        parsed.hasBase = true;
+        parsed.base = readCell(cursor);
+    }
+    if (flags & convertWidth) {
+        parsed.hasWidth = true;
+        parsed.width = readCell(cursor);
+    }
+    return parsed;
+}
+
+// --- numbers among themselves ------------------------------------------------------------------------
+
+template <class A, class B>
+constexpr bool integerLess(A a, B b) {
+    if constexpr (std::is_signed<A>::value == std::is_signed<B>::value)
+        return a < b;
+    else if constexpr (std::is_signed<A>::value)
+        return a < 0 || static_cast<std::make_unsigned_t<A>>(a) < b;
+    else
+        return b >= 0 && a < static_cast<std::make_unsigned_t<B>>(b);
+}
+
+// A value in the target's range is stored and answers true; outside it the nearest limit is
+// stored and the answer is false.
+template <class To, class From>
+bool numberToNumber(To& to, From from) {
+    using toLimits = std::numeric_limits<To>;
+    if constexpr (std::is_same<To, bool>::value) {
+        static_assert(!std::is_floating_point<From>::value, "no conversion from floating point to bool");
+        to = from != 0;
+        return true;
+    } else if constexpr (std::is_same<From, bool>::value) {
+        to = from ? To(1) : To(0);
+        return true;
+    } else if constexpr (std::is_floating_point<To>::value) {
+        if constexpr (std::is_floating_point<From>::value && sizeof(To) < sizeof(From)) {
+            if (from > static_cast<From>(toLimits::max())) {
+                to = toLimits::max();
+                return false;
+            }
+            if (from < static_cast<From>(toLimits::lowest())) {
+                to = toLimits::lowest();
+                return false;
+            }
+        }
+        to = static_cast<To>(from);
+        return true;
+    } else if constexpr (std::is_floating_point<From>::value) {
+        if (std::isnan(from))
+            return false; // no number, and no limit is nearer than another
+        // The limits as floating constants, as the comparison is written.
+        if (from < static_cast<From>(toLimits::lowest())) {
+            to = toLimits::lowest();
+            return false;
+        }
+        if (from > static_cast<From>(toLimits::max())) {
+            to = toLimits::max();
+            return false;
+        }
+        // The maximum may round up to 2^digits as a floating constant; a value equal to it passes
+        // the comparison but does not fit, and converting it would be undefined.
+        if (from >= std::ldexp(From(1), toLimits::digits)) {
+            to = toLimits::max();
+            return false;
+        }
+        to = static_cast<To>(from); // truncates toward zero
+        return true;
+    } else {
+        if (integerLess(from, toLimits::lowest())) {
+            to = toLimits::lowest();
+            return false;
+        }
+        if (integerLess(toLimits::max(), from)) {
+            to = toLimits::max();
+            return false;
+        }
+        to = static_cast<To>(from);
+        return true;
+    }
+}
+
+// --- integers and text ---------------------------------------------------------------------------------
+
+enum class readResult { none, ok, range };
+
+bool isBlank(wchar_t c) {
+    return c == L' ' || c == L'\t' || c == L'\n' || c == L'\v' || c == L'\f' || c == L'\r';
+}
+
+// Reads a decimal integer as "%ld" and "%lu" do: leading white space, an optional sign, at least
+// one digit; whatever follows is ignored. The magnitude stops growing once it exceeds every
+// 32-bit limit, so any number of digits is read in bounded arithmetic.
+bool readDecimal(const wchar_t* p, bool& negative, std::uint64_t& magnitude) {
+    while (isBlank(*p))
+        ++p;
+    negative = false;
+    if (*p == L'+' || *p == L'-') {
+        negative = *p == L'-';
+        ++p;
+    }
+    if (*p < L'0' || *p > L'9')
+        return false;
+    constexpr std::uint64_t kBeyond32Bits = 0x1000000000ULL;
+    magnitude = 0;
+    for (; *p >= L'0' && *p <= L'9'; ++p) {
+        if (magnitude < kBeyond32Bits)
+            magnitude = magnitude * 10 + static_cast<std::uint64_t>(*p - L'0');
+    }
+    return true;
+}
+
+// "%ld": a 32-bit signed value, saturated at the 32-bit limits.
+readResult readLong32(const vx::string& text, std::int32_t& value) {
+    bool negative;
+    std::uint64_t magnitude;
+    if (!readDecimal(text.c_str(), negative, magnitude))
+        return readResult::none;
+    if (negative) {
+        if (magnitude > 0x80000000ULL) {
+            value = std::numeric_limits<std::int32_t>::min();
+            return readResult::range;
+        }
+        value = static_cast<std::int32_t>(-static_cast<std::int64_t>(magnitude));
+        return readResult::ok;
+    }
+    if (magnitude > 0x7FFFFFFFULL) {
+        value = std::numeric_limits<std::int32_t>::max();
+        return readResult::range;
+    }
+    value = static_cast<std::int32_t>(magnitude);
+    return readResult::ok;
+}
+
+// "%lu": a 32-bit unsigned value. As with strtoul, a minus sign negates the value in unsigned
+// arithmetic ("-1" is 4294967295); a magnitude beyond 32 bits saturates.
+readResult readUnsignedLong32(const vx::string& text, std::uint32_t& value) {
+    bool negative;
+    std::uint64_t magnitude;
+    if (!readDecimal(text.c_str(), negative, magnitude))
+        return readResult::none;
+    if (magnitude > 0xFFFFFFFFULL) {
+        value = std::numeric_limits<std::uint32_t>::max();
+        return readResult::range;
+    }
+    const auto magnitude32 = static_cast<std::uint32_t>(magnitude);
+    value = negative ? static_cast<std::uint32_t>(0u - magnitude32) : magnitude32;
+    return readResult::ok;
+}
+
+// An integer type read through "%ld" (signed) or "%lu" (unsigned) and then the numeric rule.
+template <class To>
+bool integerFromText(To& to, const vx::string& text) {
+    if constexpr (std::is_signed<To>::value) {
+        std::int32_t value;
+        const readResult read = readLong32(text, value);
+        if (read == readResult::none)
+            return false;
+        const bool fits = numberToNumber(to, value);
+        return fits && read == readResult::ok;
+    } else {
+        std::uint32_t value;
+        const readResult read = readUnsignedLong32(text, value);
+        if (read == readResult::none)
+            return false;
+        const bool fits = numberToNumber(to, value);
+        return fits && read == readResult::ok;
+    }
+}
+
+// Prints an integer. With base 3 or 4 the hexadecimal digits (of the 64-bit two's complement)
+// go in front of the target's old text, lowest digit first; otherwise the target becomes the
+// decimal text, padded in front with '0' up to the width.
+bool integerToText(vx::string& to, std::uint64_t bits, const wchar_t* printed, int flags,
+                   char* arguments) {
+    const parsedArguments args = readArguments(flags, arguments);
+    if (args.hasBase && (args.base == baseHexUpper || args.base == baseHexLower)) {
+        const wchar_t* digits = args.base == baseHexUpper ? L"0123456789ABCDEF" : L"0123456789abcdef";
+        do {
+            to.insert(to.begin(), digits[bits & 0xF]);
+            bits >>= 4;
+        } while (bits != 0);
+        return true;
+    }
+    const std::size_t length = std::wcslen(printed);
+    const long long width = args.hasWidth ? std::min<long long>(args.width, kMaxWidth) : 1;
+    to.clear();
+    if (width > 0 && length < static_cast<std::size_t>(width))
+        to.append(static_cast<std::size_t>(width) - length, L'0');
+    to.append(printed, length);
+    return true;
+}
+
+// Integers print in a stack buffer through the library's format engine.
+class printedInteger {
+public:
+    explicit printedInteger(const wchar_t* fmt, ...) {
+        va_list args;
+        va_start(args, fmt);
+        const std::size_t length = format::formatInto(mText, kCapacity - 1, fmt, &args);
+        va_end(args);
+        mText[length] = 0;
+    }
+    const wchar_t* text() const { return mText; }
+
+private:
+    static constexpr std::size_t kCapacity = 32; // 20 digits and a sign at most
+    wchar_t mText[kCapacity];
+};
+
+// --- floating point and text ------------------------------------------------------------------------------
+
+// The decimal separator of the running locale, found once: 0.1 is printed with "%lf" and the text
+// is walked back over digits, signs and exponent letters. All threads compute the same value,
+// so a race only writes it twice.
+wchar_t runningDecimalSeparator() {
+    static std::atomic<wchar_t> cached{0};
+    wchar_t separator = cached.load(std::memory_order_relaxed);
+    if (separator != 0)
+        return separator;
+    const vx::string printed = vx::string::sformat(L"%lf", 0.1);
+    separator = L'.';
+    for (auto it = printed.rbegin(); it != printed.rend(); ++it) {
+        const wchar_t c = *it;
+        if ((c >= L'0' && c <= L'9') || c == L'+' || c == L'-' || c == L'E' || c == L'e')
+            continue;
+        separator = c;
+        break;
+    }
+    cached.store(separator, std::memory_order_relaxed);
+    return separator;
+}
+
+// Spaces and tabs do not count as a rest; anything else does.
+bool onlyBlanksFrom(const wchar_t* rest) {
+    for (; *rest; ++rest) {
+        if (*rest != L' ' && *rest != L'\t')
+            return false;
+    }
+    return true;
+}
+
+bool doubleFromText(double& to, const vx::string& text) {
+    if (text.empty())
+        return false;
+    const bool allDigits =
+        std::all_of(text.begin(), text.end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+    vx::string copy(text);
+    if (!allDigits) {
+        // Both '.' and ',' become the running separator, so "1.5" and "1,5" read alike.
+        const wchar_t separator = runningDecimalSeparator();
+        for (wchar_t& c : copy) {
+            if (c == L'.' || c == L',')
+                c = separator;
+        }
+    }
+    wchar_t* end = nullptr;
+    const double value = std::wcstod(copy.c_str(), &end);
+    if (!onlyBlanksFrom(end))
+        return false;
+    to = value;
+    return true;
+}
+
+bool doubleToText(vx::string& to, double value, int flags, char* arguments) {
+    const parsedArguments args = readArguments(flags, arguments);
+    int precision = kDefaultPrecision;
+    if (args.hasWidth)
+        precision = std::max(0, std::min(args.width, kMaxPrecision));
+    const bool userLocale = (flags & convertLocale) != 0;
+
+    vx::string text;
+    {
+        platform::scopedNumericLocale numbers(userLocale);
+        const vx::string pattern = vx::string::sformat(L"%%.%dlf", precision);
+        text = vx::string::sformat(pattern.c_str(), value);
+    }
+    if (!args.hasWidth) {
+        const std::size_t last = text.find_last_not_of(L'0');
+        text.erase(last == vx::string::npos ? 0 : last + 1);
+        const std::wstring separator = userLocale ? platform::systemDecimalSeparator() : L".";
+        if (!separator.empty() && text.size() >= separator.size() &&
+            text.compare(text.size() - separator.size(), separator.size(), separator) == 0)
+            text.erase(text.size() - separator.size());
+    }
+    to = std::move(text);
+    return true;
+}
+
+// --- narrow text ------------------------------------------------------------------------------------------------
+
+vx::string fromActiveCodePage(const char* text, std::size_t length) {
+    return vx::string(platform::activeCodePageToWide(text, length));
+}
+
+// --- registry -------------------------------------------------------------------------------------------------
+
+// The key of a type: the CRC-32 of its decorated name. A name that starts with '*' (a type local
+// to one translation unit) is hashed without the mark.
+std::uint32_t typeKey(const std::type_info& type) {
+    const char* name = type.name();
+    if (*name == '*')
+        ++name;
+    return ~detail::crc32Update(0xFFFFFFFFu, name, std::strlen(name));
+}
+
+class writerLock {
+public:
+    explicit writerLock(mutex& m) : mMutex(m) { mMutex.lock(); }
+    ~writerLock() { mMutex.release(); }
+    writerLock(const writerLock&) = delete;
+    writerLock& operator=(const writerLock&) = delete;
+
+private:
+    mutex& mMutex;
+};
+
+} // namespace
+
+// The converters by the key of their source type. Each entry keeps the two types of its
+// converter, so that a lookup touches no converter but the one it uses (another may be in the
+// middle of its destruction), and remembers when it was added, so that the newest of several
+// converters for one pair wins.
+class converterTable {
+public:
+    struct entry {
+        typeConverterBase* converter;
+        const std::type_info* from;
+        const std::type_info* to;
+        std::uint64_t order;
+    };
+
+    converterTable() : mEntries(8) { mEntries.max_load_factor(1.0f); }
+
+    const typeConverterBase* find(const std::type_info& to, const std::type_info& from) const {
+        const auto range = mEntries.equal_range(typeKey(from));
+        const entry* best = nullptr;
+        for (auto it = range.first; it != range.second; ++it) {
+            const entry& candidate = it->second;
+            if (*candidate.to == to && *candidate.from == from && (!best || candidate.order > best->order))
+                best = &candidate;
+        }
+        return best ? best->converter : nullptr;
+    }
+
+    bool contains(const typeConverterBase* converter) const {
+        return std::any_of(mEntries.begin(), mEntries.end(),
+                           [converter](const auto& item) { return item.second.converter == converter; });
+    }
+
+    void insert(typeConverterBase* converter) {
+        const std::type_info& from = converter->fromType();
+        mEntries.emplace(typeKey(from), entry{converter, &from, &converter->toType(), mNextOrder++});
+    }
+
+    bool erase(const typeConverterBase* converter) {
+        bool erased = false;
+        for (auto it = mEntries.begin(); it != mEntries.end();) {
+            if (it->second.converter == converter) {
+                it = mEntries.erase(it);
+                erased = true;
+            } else {
+                ++it;
+            }
+        }
+        return erased;
+    }
+
+private:
+    std::unordered_multimap<std::uint32_t, entry> mEntries;
+    std::uint64_t mNextOrder = 0;
+};
+
+typeConverterBase::~typeConverterBase() = default;
+
+typeConversionManager::typeConversionManager() : mpTable(new converterTable()) {}
+
+typeConversionManager::~typeConversionManager() = default;
+
+typeConversionManager& typeConversionManager::instance() {
+    // Never destroyed: static converters remove themselves while the process ends, in any order.
+    static typeConversionManager* const manager = new typeConversionManager();
+    return *manager;
+}
+
+void typeConversionManager::add(typeConverterBase* converter) {
+    if (!converter)
+        return;
+    writerLock lock(mWriters);
+    const sharedPtr<converterTable> current(mpTable);
+    if (current->contains(converter))
+        return;
+    sharedPtr<converterTable> changed(new converterTable(*current));
+    changed->insert(converter);
+    mpTable = std::move(changed);
+}
+
+void typeConversionManager::remove(typeConverterBase* converter) {
+    if (!converter)
+        return;
+    writerLock lock(mWriters);
+    const sharedPtr<converterTable> current(mpTable);
+    if (!current->contains(converter))
+        return;
+    sharedPtr<converterTable> changed(new converterTable(*current));
+    changed->erase(converter);
+    mpTable = std::move(changed);
+}
+
+bool typeConversionManager::hasConverter(const std::type_info& to, const std::type_info& from) const {
+    const sharedPtr<converterTable> table(mpTable);
+    VX_ASSERT(!table.isNull());
+    return table->find(to, from) != nullptr;
+}
+
+bool typeConversionManager::convert(const std::type_info& to, void* toValue,
+                                    const std::type_info& from, const void* fromValue, int flags,
+                                    char* arguments) const {
+    if (!toValue || !fromValue)
+        return false;
+    // The snapshot keeps its table alive while the conversion runs, whatever writers do.
+    const sharedPtr<converterTable> table(mpTable);
+    VX_ASSERT(!table.isNull());
+    if (const typeConverterBase* direct = table->find(to, from))
+        return direct->convert(toValue, fromValue, flags, arguments);
+
+    const std::type_info& text = typeid(vx::string);
+    if (from == text || to == text)
+        return false;
+    const typeConverterBase* toText = table->find(text, from);
+    const typeConverterBase* fromText = table->find(to, text);
+    if (!toText || !fromText)
+        return false;
+    vx::string intermediate;
+    if (!toText->convert(&intermediate, fromValue, flags, arguments))
+        return false;
+    return fromText->convert(toValue, &intermediate, flags, arguments);
+}
+
+// --- the rules ---------------------------------------------------------------------------------------------------
+
+bool dtconvert(vx::string& to, const wchar_t* from, int, char*) {
+    if (from)
+        to = from;
+    return true;
+}
+
+// Text from integers. long and unsigned long are 32 bits wide in text: a wider value prints its
+// nearest 32-bit limit and answers false.
+template <>
+bool dtconvert<vx::string, short>(vx::string& to, const short& from, int flags, char* arguments) {
+    return integerToText(to, static_cast<std::uint64_t>(static_cast<std::int64_t>(from)),
+                         printedInteger(L"%hd", from).text(), flags, arguments);
+}
+template <>
+bool dtconvert<vx::string, unsigned short>(vx::string& to, const unsigned short& from, int flags,
+                                           char* arguments) {
+    return integerToText(to, from, printedInteger(L"%hu", from).text(), flags, arguments);
+}
+template <>
+bool dtconvert<vx::string, int>(vx::string& to, const int& from, int flags, char* arguments) {
+    return integerToText(to, static_cast<std::uint64_t>(static_cast<std::int64_t>(from)),
+                         printedInteger(L"%ld", static_cast<long>(from)).text(), flags, arguments);
+}
+template <>
+bool dtconvert<vx::string, unsigned int>(vx::string& to, const unsigned int& from, int flags,
+                                         char* arguments) {
+    return integerToText(to, from, printedInteger(L"%lu", static_cast<unsigned long>(from)).text(),
+                         flags, arguments);
+}
+template <>
+bool dtconvert<vx::string, long>(vx::string& to, const long& from, int flags, char* arguments) {
+    long value; // the nearest 32-bit value
+    std::int32_t value32;
+    const bool fits = numberToNumber(value32, from);
+    value = value32;
+    integerToText(to, static_cast<std::uint64_t>(static_cast<std::int64_t>(value)),
+                  printedInteger(L"%ld", value).text(), flags, arguments);
+    return fits;
+}
+template <>
+bool dtconvert<vx::string, unsigned long>(vx::string& to, const unsigned long& from, int flags,
+                                          char* arguments) {
+    std::uint32_t value32;
+    const bool fits = numberToNumber(value32, from);
+    const unsigned long value = value32; // the nearest 32-bit value
+    integerToText(to, value, printedInteger(L"%lu", value).text(), flags, arguments);
+    return fits;
+}
+template <>
+bool dtconvert<vx::string, unsigned long long>(vx::string& to, const unsigned long long& from,
+                                               int flags, char* arguments) {
+    return integerToText(to, from, printedInteger(L"%llu", from).text(), flags, arguments);
+}
+template <>
+bool dtconvert<vx::string, float>(vx::string& to, const float& from, int flags, char* arguments) {
+    return doubleToText(to, static_cast<double>(from), flags, arguments);
+}
+template <>
+bool dtconvert<vx::string, double>(vx::string& to, const double& from, int flags, char* arguments) {
+    return doubleToText(to, from, flags, arguments);
+}
+template <>
+bool dtconvert<vx::string, bool>(vx::string& to, const bool& from, int, char*) {
+    to = from ? L"1" : L"0";
+    return true;
+}
+
+// Integers from text.
+template <>
+bool dtconvert<short, vx::string>(short& to, const vx::string& from, int, char*) {
+    std::int32_t value;
+    const readResult read = readLong32(from, value);
+    // Outside the range of short the target keeps its value.
+    if (read == readResult::none || value < std::numeric_limits<short>::min() ||
+        value > std::numeric_limits<short>::max())
+        return false;
+    to = static_cast<short>(value);
+    return read == readResult::ok;
+}
+template <>
+bool dtconvert<unsigned short, vx::string>(unsigned short& to, const vx::string& from, int, char*) {
+    std::int32_t value;
+    const readResult read = readLong32(from, value);
+    if (read == readResult::none)
+        return false;
+    const bool fits = numberToNumber(to, value);
+    return fits && read == readResult::ok;
+}
+template <>
+bool dtconvert<int, vx::string>(int& to, const vx::string& from, int, char*) {
+    return integerFromText(to, from);
+}
+template <>
+bool dtconvert<unsigned int, vx::string>(unsigned int& to, const vx::string& from, int, char*) {
+    return integerFromText(to, from);
+}
+template <>
+bool dtconvert<long, vx::string>(long& to, const vx::string& from, int, char*) {
+    return integerFromText(to, from);
+}
+template <>
+bool dtconvert<unsigned long, vx::string>(unsigned long& to, const vx::string& from, int, char*) {
+    return integerFromText(to, from);
+}
+template <>
+bool dtconvert<unsigned long long, vx::string>(unsigned long long& to, const vx::string& from, int,
+                                               char*) {
+    return integerFromText(to, from);
+}
+template <>
+bool dtconvert<double, vx::string>(double& to, const vx::string& from, int, char*) {
+    return doubleFromText(to, from);
+}
+template <>
+bool dtconvert<float, vx::string>(float& to, const vx::string& from, int, char*) {
+    double value;
+    if (!doubleFromText(value, from))
+        return false;
+    return numberToNumber(to, value);
+}
+template <>
+bool dtconvert<bool, vx::string>(bool& to, const vx::string& from, int, char*) {
+    std::int32_t value;
+    if (readLong32(from, value) != readResult::none) {
+        to = value != 0;
+        return true;
+    }
+    const vx::string word = from.lower();
+    if (word == L"false") {
+        to = false;
+        return true;
+    }
+    if (word == L"true") {
+        to = true;
+        return true;
+    }
+    return false;
+}
+
+// Narrow text.
+template <>
+bool dtconvert<vx::string, std::string>(vx::string& to, const std::string& from, int, char*) {
+    to = fromActiveCodePage(from.data(), from.size());
+    return true;
+}
+template <>
+bool dtconvert<std::string, vx::string>(std::string& to, const vx::string& from, int, char*) {
+    to = platform::wideToActiveCodePage(from.data(), from.size());
+    return true;
+}
+template <>
+bool dtconvert<vx::string, char>(vx::string& to, const char& from, int, char*) {
+    to = fromActiveCodePage(&from, 1);
+    return true;
+}
+template <>
+bool dtconvert<vx::string, const char*>(vx::string& to, const char* const& from, int, char*) {
+    if (from)
+        to = fromActiveCodePage(from, std::strlen(from));
+    return true;
+}
+
+// Numbers among themselves.
+#define VX_DEFINE_NUMBER_CONVERSION(To, From)                                                      \
+    template <>                                                                                    \
+    bool dtconvert<To, From>(To & to, const From& from, int, char*) {                             \
+        return numberToNumber(to, from);                                                           \
+    }
+
+#define VX_DEFINE_NUMBER_CONVERSIONS_TO(To)                                                        \
+    VX_DEFINE_NUMBER_CONVERSION(To, short)                                                         \
+    VX_DEFINE_NUMBER_CONVERSION(To, unsigned short)                                                \
+    VX_DEFINE_NUMBER_CONVERSION(To, int)                                                           \
+    VX_DEFINE_NUMBER_CONVERSION(To, unsigned int)                                                  \
+    VX_DEFINE_NUMBER_CONVERSION(To, long)                                                          \
+    VX_DEFINE_NUMBER_CONVERSION(To, unsigned long)                                                 \
+    VX_DEFINE_NUMBER_CONVERSION(To, unsigned long long)                                            \
+    VX_DEFINE_NUMBER_CONVERSION(To, float)                                                         \
+    VX_DEFINE_NUMBER_CONVERSION(To, double)                                                        \
+    VX_DEFINE_NUMBER_CONVERSION(To, bool)
+
+VX_DEFINE_NUMBER_CONVERSIONS_TO(short)
+VX_DEFINE_NUMBER_CONVERSIONS_TO(unsigned short)
+VX_DEFINE_NUMBER_CONVERSIONS_TO(int)
+VX_DEFINE_NUMBER_CONVERSIONS_TO(unsigned int)
+VX_DEFINE_NUMBER_CONVERSIONS_TO(long)
+VX_DEFINE_NUMBER_CONVERSIONS_TO(unsigned long)
+VX_DEFINE_NUMBER_CONVERSIONS_TO(unsigned long long)
+VX_DEFINE_NUMBER_CONVERSIONS_TO(float)
+VX_DEFINE_NUMBER_CONVERSIONS_TO(double)
+VX_DEFINE_NUMBER_CONVERSION(bool, short)
+VX_DEFINE_NUMBER_CONVERSION(bool, unsigned short)
+VX_DEFINE_NUMBER_CONVERSION(bool, int)
+VX_DEFINE_NUMBER_CONVERSION(bool, unsigned int)
+VX_DEFINE_NUMBER_CONVERSION(bool, long)
+VX_DEFINE_NUMBER_CONVERSION(bool, unsigned long)
+VX_DEFINE_NUMBER_CONVERSION(bool, unsigned long long)
+
+#undef VX_DEFINE_NUMBER_CONVERSIONS_TO
+#undef VX_DEFINE_NUMBER_CONVERSION
+
+// --- the library's converters --------------------------------------------------------------------------------
+
+namespace {
+
+#define VX_CONVERTER_NAME_(counter) libraryConverter##counter
+#define VX_CONVERTER_NAME(counter) VX_CONVERTER_NAME_(counter)
+#define VX_REGISTER(To, From)                                                                      \
+    typeConverter<From, To> VX_CONVERTER_NAME(__COUNTER__)(&dtconvert<To, From>)
+
+#define VX_REGISTER_FROM_NUMBERS(To)                                                               \
+    VX_REGISTER(To, short);                                                                        \
+    VX_REGISTER(To, unsigned short);                                                               \
+    VX_REGISTER(To, int);                                                                          \
+    VX_REGISTER(To, unsigned int);                                                                 \
+    VX_REGISTER(To, long);                                                                         \
+    VX_REGISTER(To, unsigned long);                                                                \
+    VX_REGISTER(To, unsigned long long);                                                           \
+    VX_REGISTER(To, float);                                                                        \
+    VX_REGISTER(To, double)
+
+VX_REGISTER(vx::string, short);
+VX_REGISTER(vx::string, unsigned short);
+VX_REGISTER(vx::string, int);
+VX_REGISTER(vx::string, unsigned int);
+VX_REGISTER(vx::string, long);
+VX_REGISTER(vx::string, unsigned long);
+VX_REGISTER(vx::string, unsigned long long);
+VX_REGISTER(vx::string, float);
+VX_REGISTER(vx::string, double);
+VX_REGISTER(vx::string, bool);
+VX_REGISTER(short, vx::string);
+VX_REGISTER(unsigned short, vx::string);
+VX_REGISTER(int, vx::string);
+VX_REGISTER(unsigned int, vx::string);
+VX_REGISTER(long, vx::string);
+VX_REGISTER(unsigned long, vx::string);
+VX_REGISTER(unsigned long long, vx::string);
+VX_REGISTER(float, vx::string);
+VX_REGISTER(double, vx::string);
+VX_REGISTER(bool, vx::string);
+
+VX_REGISTER_FROM_NUMBERS(short);
+VX_REGISTER(short, bool);
+VX_REGISTER_FROM_NUMBERS(unsigned short);
+VX_REGISTER(unsigned short, bool);
+VX_REGISTER_FROM_NUMBERS(int);
+VX_REGISTER(int, bool);
+VX_REGISTER_FROM_NUMBERS(unsigned int);
+VX_REGISTER(unsigned int, bool);
+VX_REGISTER_FROM_NUMBERS(long);
+VX_REGISTER(long, bool);
+VX_REGISTER_FROM_NUMBERS(unsigned long);
+VX_REGISTER(unsigned long, bool);
+VX_REGISTER_FROM_NUMBERS(unsigned long long);
+VX_REGISTER(unsigned long long, bool);
+VX_REGISTER_FROM_NUMBERS(float);
+VX_REGISTER(float, bool);
+VX_REGISTER_FROM_NUMBERS(double);
+VX_REGISTER(double, bool);
+VX_REGISTER(bool, short);
+VX_REGISTER(bool, unsigned short);
+VX_REGISTER(bool, int);
+VX_REGISTER(bool, unsigned int);
+VX_REGISTER(bool, long);
+VX_REGISTER(bool, unsigned long);
+VX_REGISTER(bool, unsigned long long);
+
+VX_REGISTER(vx::string, std::string);
+VX_REGISTER(std::string, vx::string);
+VX_REGISTER(vx::string, char);
+VX_REGISTER(vx::string, const char*);
+
+#undef VX_REGISTER_FROM_NUMBERS
+#undef VX_REGISTER
+#undef VX_CONVERTER_NAME
+#undef VX_CONVERTER_NAME_
+
+} // namespace
+
+} // namespace vx::typeconvert

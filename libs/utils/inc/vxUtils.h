@@ -3,9 +3,31 @@
 
 #include "vxExport.h"
 #include "vxAssert.h"
+
+// Text and ownership
 #include "vxString.h"
 #include "vxLocker.h"
 #include "vxRefPtr.h"
 #include "vxSharedPtr.h"
 #include "vxAutoPtr.h"
+#include "vxScString.h"
+
+// Small values
+#include "vxGuid.h"
+#include "vxVersion.h"
+#include "vxAngle.h"
+#include "vxRgbColor.h"
+#include "vxMath.h"
+
+// Errors and localisation
+#include "vxException.h"
+#include "vxLocMessage.h"
+#include "vxLocString.h"
+#include "vxLocManager.h"
+
+// Generic values and conversion
+#include "vxTypeConversion.h"
+#include "vxGenericValue.h"
+
+// Concurrency
 #include "vxMutex.h"

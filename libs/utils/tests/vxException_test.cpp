@@ -1,0 +1,173 @@
+#include "testSupport.h"
+
+#include <vxException.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+
+namespace {
+
+std::wstring textOf(const vx::exception& e) {
+    return e.message().string();
+}
+
+std::wstring persistentIdOf(const vx::exception& e) {
+    vx::string out;
+    e.message().stringId().getPersistentId(out);
+    return out;
+}
+
+std::vector<std::wstring> nestedIds(const vx::exception& e) {
+    std::vector<std::wstring> ids;
+    for (const vx::locString& m : e.nestedMessages())
+        ids.push_back(m.stringId().id());
+    return ids;
+}
+
+} // namespace
+
+// --- the nested chain --------------------------------------------------------------------------------
+
+TEST(exceptionChain, causesAreFlattenedImmediateCauseFirst) {
+    vx::exception root(vx::locString(L"Root", L"root"), nullptr);
+    EXPECT_TRUE(root.nestedMessages().empty());
+    vx::exception middle(vx::locString(L"Middle", L"middle"), &root);
+    vx::exception upper(vx::locString(L"Upper", L"upper"), &middle);
+    vx::exception top(vx::locString(L"Top", L"top"), &upper);
+    EXPECT_EQ(nestedIds(top), (std::vector<std::wstring>{L"Upper", L"Middle", L"Root"}));
+    EXPECT_EQ(std::wstring(top.message().stringId().id()), L"Top");
+}
+
+TEST(exceptionChain, holdsCopiesThatOutliveTheCause) {
+    auto* cause = new vx::readFileException(L"C:\\in.txt");
+    vx::exception e(vx::locString(L"Outer", L"outer"), cause);
+    delete cause;
+    ASSERT_EQ(e.nestedMessages().size(), 1u);
+    EXPECT_EQ(std::wstring(e.nestedMessages()[0].string()), L"Error reading file C:\\in.txt");
+    try {
+        throw vx::writeFileException(L"out.dat", &e);
+    } catch (const vx::exception& caught) {
+        vx::exception copy(caught);
+        EXPECT_EQ(textOf(copy), L"Error writing file out.dat");
+        EXPECT_EQ(nestedIds(copy), (std::vector<std::wstring>{L"Outer", L"Msg_EReadFile"}));
+    }
+}
+
+TEST(exceptionChain, failedAssertionIsNotAnException) {
+    vxtest::assertionCapture capture;
+    bool caughtBool = false;
+    try {
+        try {
+            VX_ASSERT(1 == 2);
+        } catch (const vx::exception&) {
+            ADD_FAILURE() << "a failed assertion reached a handler for vx::exception";
+        }
+    } catch (bool value) {
+        caughtBool = !value;
+    }
+    EXPECT_TRUE(caughtBool);
+}
+
+// --- the classes and their messages -------------------------------------------------------------------
+
+TEST(exceptionClasses, fileExceptionsNameTheFile) {
+    const vx::string f = L"C:\\data\\plan.vx";
+    const vx::outOfMemoryException cause;
+    const struct {
+        vx::exception e;
+        const wchar_t* id;
+        const wchar_t* text;
+    } cases[] = {
+        {vx::fileException(f, &cause), L"Msg_EFileAccess|Error accessing file [File]|",
+         L"Error accessing file C:\\data\\plan.vx"},
+        {vx::fileNotFoundException(f), L"Msg_EFileNotFound|File [File] not found!|",
+         L"File C:\\data\\plan.vx not found!"},
+        {vx::readFileException(f, &cause), L"Msg_EReadFile|Error reading file [File]|",
+         L"Error reading file C:\\data\\plan.vx"},
+        {vx::writeFileException(f, &cause), L"Msg_EWriteFile|Error writing file [File]|",
+         L"Error writing file C:\\data\\plan.vx"},
+        {vx::fileWriteProtectedException(f, &cause),
+         L"Msg_EFileWriteProtected|File [File] is write protected!|",
+         L"File C:\\data\\plan.vx is write protected!"},
+        {vx::invalidFileFormatException(f, &cause),
+         L"Msg_EInvalidFileFormat|Invalid file format in File [File]!|",
+         L"Invalid file format in File C:\\data\\plan.vx!"},
+        {vx::invalidXmlException(f), L"Msg_EInvalidXml|File [File] is not a valid XML-file!|",
+         L"File C:\\data\\plan.vx is not a valid XML-file!"},
+        {vx::moduleLoadException(f, &cause), L"Msg_ELoadModule|Error loading module [File]|",
+         L"Error loading module C:\\data\\plan.vx"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(persistentIdOf(c.e), c.id);
+        EXPECT_EQ(textOf(c.e), c.text);
+        const bool takesCause = std::wstring(c.id).find(L"NotFound") == std::wstring::npos &&
+                                std::wstring(c.id).find(L"Xml") == std::wstring::npos;
+        EXPECT_EQ(c.e.nestedMessages().size(), takesCause ? 1u : 0u) << c.id;
+    }
+}
+
+TEST(exceptionClasses, fileNameIsInsertedAsItStands) {
+    EXPECT_EQ(textOf(vx::readFileException(L"C:\\100%d [File].txt")),
+              L"Error reading file C:\\100%d [File].txt");
+    EXPECT_EQ(textOf(vx::readFileException(nullptr)), L"Error reading file ");
+}
+
+TEST(exceptionClasses, unexpectedErrorFormatsItsDetails) {
+    vx::unexpectedErrorException e(L"%d", 5);
+    EXPECT_EQ(textOf(e), L"Unexpected error occurred (5)");
+    EXPECT_EQ(persistentIdOf(e), L"EUnexpected|Unexpected error occurred ([Details])|");
+    EXPECT_EQ(textOf(vx::unexpectedErrorException(L"%s at %d", L"index", 3)),
+              L"Unexpected error occurred (index at 3)");
+    EXPECT_EQ(textOf(vx::unexpectedErrorException(nullptr)), L"Unexpected error occurred ()");
+    vx::fileNotFoundException cause(L"x.cfg");
+    vx::unexpectedErrorException nested(&cause, L"reading %s", L"settings");
+    EXPECT_EQ(textOf(nested), L"Unexpected error occurred (reading settings)");
+    EXPECT_EQ(nestedIds(nested), (std::vector<std::wstring>{L"Msg_EFileNotFound"}));
+}
+
+TEST(exceptionClasses, unexpectedErrorDetailsAreCutAt511Characters) {
+    const std::wstring long600(600, L'x');
+    const std::wstring expected = L"Unexpected error occurred (" + std::wstring(511, L'x') + L")";
+    EXPECT_EQ(textOf(vx::unexpectedErrorException(L"%s", long600.c_str())), expected);
+    vx::outOfMemoryException cause;
+    EXPECT_EQ(textOf(vx::unexpectedErrorException(&cause, L"%s", long600.c_str())), expected);
+}
+
+TEST(exceptionClasses, otherMessages) {
+    EXPECT_EQ(persistentIdOf(vx::outOfMemoryException()), L"Msg_EOutOfMem|Out of memory|");
+    EXPECT_EQ(persistentIdOf(vx::divisionByZeryException()), L"Msg_EDivisionByZero|Division by zero!|");
+    vx::attributeNotFoundException notFound(L"Width", 2);
+    EXPECT_EQ(textOf(notFound), L"Attribute Width(2) not found!");
+    EXPECT_EQ(persistentIdOf(notFound),
+              L"Msg_EDbAttribNotFound|Attribute [Attrib]([Nth]) not found!|,vxDb.loc");
+    vx::invalidAttributeType invalid(L"Width", 0, L"abc", L"double");
+    EXPECT_EQ(textOf(invalid), L"Attribute Width(0) with Value abc not convertible to type double!");
+    EXPECT_EQ(persistentIdOf(invalid),
+              L"Msg_EDbInvAttribFound|Attribute [Attrib]([Nth]) with Value [Val] not convertible to "
+              L"type [Type]!|,vxDb.loc");
+    EXPECT_EQ(persistentIdOf(vx::readLicenseException()), L"Msg_EReadLicense|Error reading the license|");
+    EXPECT_EQ(persistentIdOf(vx::manipulatedAppException()),
+              L"Msg_EManipulatedApp|The application has been manipulated|");
+    vx::readLicenseException cause;
+    vx::missingLicenseException custom(vx::locString(L"Msg_EKey", L"Key missing"), &cause);
+    EXPECT_EQ(nestedIds(custom), (std::vector<std::wstring>{L"Msg_EReadLicense"}));
+}
+
+// --- exit codes --------------------------------------------------------------------------------------------
+
+TEST(exitCode, lastErrorCodeStartsAtOkAndKeepsTheLastWrite) {
+    EXPECT_EQ(vx::exitCode::lastErrorCode(), vx::exitCode::EC_OK());
+    vx::exitCode::setLastErrorCode(vx::exitCode::EC_LICENSE());
+    vx::exitCode::setLastErrorCode(vx::exitCode::EC_MODULE());
+    EXPECT_EQ(vx::exitCode::lastErrorCode(), 8);
+    using vx::exitCode;
+    const int codes[] = {exitCode::EC_OK(),        exitCode::EC_SOFTWARE(), exitCode::EC_LICENSE(),
+                         exitCode::EC_PCONTEXT(),  exitCode::EC_VERSION(),  exitCode::EC_CONFIGDIR(),
+                         exitCode::EC_GSETTINGS(), exitCode::EC_CMDLINE(),  exitCode::EC_MODULE(),
+                         exitCode::EC_INSTRUN(),   exitCode::EC_MANIPULATION()};
+    for (int i = 0; i < 11; ++i)
+        EXPECT_EQ(codes[i], i);
+}

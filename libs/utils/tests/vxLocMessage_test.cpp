@@ -1,0 +1,272 @@
+#include "testSupport.h"
+
+#include <vxException.h>
+#include <vxLocMessage.h>
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <string>
+
+using vx::locMessage;
+
+// Lets a test make the allocation of a message's state fail.
+static bool gFailNothrowNew = false;
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    if (gFailNothrowNew)
+        return nullptr;
+    try {
+        return ::operator new(size);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+void operator delete(void* p, const std::nothrow_t&) noexcept {
+    ::operator delete(p);
+}
+
+namespace {
+
+std::wstring text(const locMessage& m) {
+    return static_cast<const wchar_t*>(m);
+}
+
+// The message after one insertion of value under name.
+template <class T>
+std::wstring filled(const std::wstring& message, T value, const wchar_t* name) {
+    locMessage m(message.c_str());
+    m.insertParameter(value, name);
+    return text(m);
+}
+
+struct insertion {
+    const wchar_t* message;
+    const wchar_t* value;
+    const wchar_t* expected;
+};
+
+void expectAll(std::initializer_list<insertion> cases) {
+    for (const insertion& c : cases)
+        EXPECT_EQ(filled(c.message, c.value, L"N"), c.expected) << c.message << " <- " << c.value;
+}
+
+} // namespace
+
+// --- prefix and state -----------------------------------------------------------------------------
+
+TEST(locMessagePrefix, prefixSetsStateAndIsRemovedWithLeadingBlanks) {
+    locMessage e(L"E: File missing");
+    EXPECT_EQ(e.msgState(), vx::eMsgError);
+    EXPECT_EQ(text(e), L"File missing");
+    EXPECT_EQ(locMessage(L"w:x").msgState(), vx::eMsgWarning);
+    EXPECT_EQ(locMessage(L"I: x").msgState(), vx::eMsgInfo);
+    locMessage unknown(L"x: y");
+    EXPECT_EQ(unknown.msgState(), vx::eMsgNone);
+    EXPECT_EQ(text(unknown), L"y");
+    EXPECT_EQ(text(locMessage(L"E:\t x")), L"\t x"); // blanks only, not tabs
+}
+
+TEST(locMessagePrefix, textsWithoutPrefix) {
+    EXPECT_EQ(text(locMessage(L"Hello")), L"Hello");
+    EXPECT_EQ(locMessage(L"Hello").msgState(), vx::eMsgNone);
+    EXPECT_EQ(text(locMessage(L"A")), L"A");
+    EXPECT_EQ(text(locMessage(nullptr)), L"");
+    locMessage m(L"E: x");
+    m.setMessage(nullptr);
+    EXPECT_EQ(text(m), L"");
+    EXPECT_EQ(m.msgState(), vx::eMsgNone);
+}
+
+TEST(locMessagePrefix, newMessageResetsStateAndUnnamedCount) {
+    locMessage m(L"E: $1 $1");
+    EXPECT_TRUE(m.insertParameter(L"a"));
+    EXPECT_EQ(text(m), L"a $1");
+    m.setMessage(L"$1 and $2");
+    EXPECT_EQ(m.msgState(), vx::eMsgNone);
+    EXPECT_TRUE(m.insertParameter(L"b"));
+    EXPECT_EQ(text(m), L"b and $2");
+}
+
+TEST(locMessagePrefix, copiesOwnTheirStateAndCount) {
+    locMessage original(L"W: $1 $2");
+    original.insertParameter(L"a");
+    locMessage copy(original);
+    locMessage assigned;
+    assigned = original;
+    original.setMessage(L"E: other");
+    EXPECT_EQ(copy.msgState(), vx::eMsgWarning);
+    EXPECT_EQ(assigned.msgState(), vx::eMsgWarning);
+    copy.insertParameter(L"b");
+    EXPECT_EQ(text(copy), L"a b");
+    locMessage moved(std::move(original));
+    EXPECT_EQ(moved.msgState(), vx::eMsgError);
+}
+
+TEST(locMessagePrefix, stateThatCannotBeAllocatedThrowsOutOfMemory) {
+    locMessage withState(L"E: x");
+    gFailNothrowNew = true;
+    locMessage m;
+    EXPECT_THROW(m.setMessage(L"E: x"), vx::outOfMemoryException);
+    EXPECT_THROW(locMessage copy(withState), vx::outOfMemoryException);
+    m.setMessage(L"no prefix needs no state");
+    gFailNothrowNew = false;
+    EXPECT_EQ(text(m), L"no prefix needs no state");
+}
+
+// --- named placeholders -----------------------------------------------------------------------------
+
+TEST(locMessageNamed, placeholderBounds) {
+    expectAll({
+        {L"\\[N] [N]", L"a", L"\\[N] a"},          // escaped bracket is skipped
+        {L"[N] and [N]", L"1", L"1 and [N]"},       // first one only
+        {L"[Nx] [N]", L"v", L"[Nx] v"},             // the name must not go on
+        {L"[N in mm%4.1f]", L"3", L" 3.0"},         // free text after the name
+        {L"[n]", L"v", L"[n]"},                     // case-sensitive
+        {L"[N and more", L"v", L"[N and more"},     // no closing bracket
+        {L"[N and %d", L"7", L"[N and 7"},          // ... falls back to the %d
+    });
+    EXPECT_EQ(filled(L"[A] [] [B]", L"v", L""), L"[A] v [B]");
+    locMessage m(L"Nothing [Other]");
+    EXPECT_FALSE(m.insertParameter(L"x", L"N"));
+    EXPECT_EQ(text(m), L"Nothing [Other]");
+}
+
+// --- printf conversions -------------------------------------------------------------------------------
+
+TEST(locMessageFormat, eachKindOfConversion) {
+    expectAll({
+        {L"[N%5.2f]", L"2", L" 2.00"},
+        {L"[N%e]", L"1.5", L"1.500000e+00"},
+        {L"[N%g]", L"1.5", L"1.5"},
+        {L"[N%.3Lf]", L"2", L"2.000"},
+        {L"[N%05d]", L"42", L"00042"},
+        {L"[N%x]", L"255", L"ff"},
+        {L"[N%u]", L"-1", L"4294967295"},
+        {L"[N%hd]", L"70000", L"4464"},
+        {L"[N%llx]", L"-1", L"ffffffffffffffff"},
+        {L"[N%d]", L"2.9", L"2"},
+        {L"[N%d]", L"12abc", L"12"},
+        {L"[N%3c]", L"xyz", L"  x"},
+        {L"<[N%c]>", L"", L"<>"},
+        {L"[N%.2s]", L"abcdef", L"ab"},
+        {L"[N%-5s]|", L"ab", L"ab   |"},
+        {L"[N%hs]", L"\u00e9t\u00e9", L"\u00e9t\u00e9"},
+        {L"[N%s]", L"%d and [N]", L"%d and [N]"},
+        {L"<[N%S]>", L"abc", L"<>"},
+        {L"<[N%C]>", L"abc", L"<>"},
+    });
+}
+
+TEST(locMessageFormat, integersAreRead32BitsWideAndSaturate) {
+    expectAll({
+        {L"[N%d]", L"99999999999", L"2147483647"},
+        {L"[N%d]", L"-99999999999", L"-2147483648"},
+        {L"[N%lld]", L"4294967296", L"2147483647"},
+    });
+}
+
+TEST(locMessageFormat, valueThatIsNoNumberIsInsertedAsItStands) {
+    expectAll({
+        {L"<[N%05d]>", L"many", L"<many>"},
+        {L"<[N%d]>", L"-", L"<->"},
+        {L"<[N%5.2f]>", L"n/a", L"<n/a>"},
+    });
+}
+
+TEST(locMessageFormat, whatIsNoConversion) {
+    expectAll({
+        {L"<[N%%]>", L"x", L"<x>"},
+        {L"<[N%%%d]>", L"5", L"<5>"},
+        {L"<[N%]>", L"x", L"<x>"},
+        {L"<[N%p]>", L"x", L"<x>"},
+        {L"<[N%n]>", L"x", L"<x>"},
+        {L"[N%*d]", L"5", L"5"},          // an asterisk reads no argument
+        {L"[N%.*f]", L"2.5", L"2.500000"},
+        // '%', twelve '0' flags, width 5, 'd' make fifteen characters; one more is too long.
+        {L"[N%0000000000005d]", L"42", L"00042"},
+        {L"[N%00000000000005d]", L"42", L"42"},
+    });
+}
+
+TEST(locMessageFormat, outputIsCutToTheBuffer) {
+    const std::wstring left = filled(L"[N%-600d]", 7, L"N");
+    EXPECT_EQ(left.size(), 511u);
+    EXPECT_EQ(left.front(), L'7');
+    EXPECT_EQ(filled(L"[N%600d]", 7, L"N"), std::wstring(511, L' '));
+    EXPECT_EQ(filled(L"[N%-900s]", std::wstring(256, L'a').c_str(), L"N").size(), 511u);
+    EXPECT_EQ(filled(L"[N%-900s]", std::wstring(300, L'b').c_str(), L"N").size(), 555u);
+    const std::wstring huge(70000, L'c');
+    EXPECT_EQ(filled(L"<[N]>", huge.c_str(), L"N"), L"<" + huge + L">");
+    EXPECT_EQ(filled(L"[N%ls]", huge.c_str(), L"N"), huge);
+}
+
+TEST(locMessageFormat, fallBackToFirstConversionOfTheText) {
+    EXPECT_EQ(filled(L"Count: %d items", 5, L"Missing"), L"Count: 5 items");
+    EXPECT_EQ(filled(L"100%%: %d", 5, L"X"), L"100%%: 5");
+    EXPECT_EQ(filled(L"100%, %d", 5, L"X"), L"100%, 5");
+    locMessage twice(L"%d %d");
+    twice.insertParameter(1, L"A");
+    twice.insertParameter(2, L"B");
+    EXPECT_EQ(text(twice), L"1 2");
+    locMessage none(L"50%");
+    EXPECT_FALSE(none.insertParameter(1, L"A"));
+    EXPECT_EQ(text(none), L"50%");
+}
+
+// --- unnamed placeholders ----------------------------------------------------------------------------------
+
+TEST(locMessageUnnamed, eachCallLooksForItsOwnNumber) {
+    locMessage m(L"$2 then $1");
+    EXPECT_TRUE(m.insertParameter(L"a"));
+    EXPECT_TRUE(m.insertParameter(L"b"));
+    EXPECT_EQ(text(m), L"b then a");
+    EXPECT_EQ(filled(L"$3 $12", L"x", nullptr), L"$3 x2");
+    EXPECT_EQ(filled(L"$01", L"x", nullptr), L"x");
+    locMessage many(L"$1$2$3$4$5$6$7$8$9$10$11 [$12]");
+    for (int i = 1; i <= 12; ++i)
+        ASSERT_TRUE(many.insertParameter(i));
+    EXPECT_EQ(text(many), L"1234567891011 [12]");
+}
+
+TEST(locMessageUnnamed, atMost63DigitsAreRead) {
+    const std::wstring zeros62(62, L'0');
+    EXPECT_EQ(filled(L"<$" + zeros62 + L"1>", L"x", nullptr), L"<x>");
+    locMessage tooLong((L"<$" + zeros62 + L"01>").c_str());
+    EXPECT_FALSE(tooLong.insertParameter(L"x"));
+}
+
+TEST(locMessageUnnamed, missedNumberStillCountsAndPlainConversionServes) {
+    locMessage m(L"$2");
+    EXPECT_FALSE(m.insertParameter(L"a"));
+    EXPECT_TRUE(m.insertParameter(L"b"));
+    EXPECT_EQ(text(m), L"b");
+    EXPECT_EQ(filled(L"$ %x", 255, nullptr), L"$ ff");
+}
+
+// --- typed values ---------------------------------------------------------------------------------------
+
+TEST(locMessageTyped, textsOfTheTypedOverloads) {
+    EXPECT_EQ(filled(L"[V]", static_cast<short>(-3), L"V"), L"-3");
+    EXPECT_EQ(filled(L"[V]", 123456, L"V"), L"123456");
+    EXPECT_EQ(filled(L"[V]", 5000000000L, L"V"), L"705032704"); // 32 bits wide
+    EXPECT_EQ(filled(L"[V]", 2.5, L"V"), L"2.500000");
+    EXPECT_EQ(filled(L"[V] [W]", true, L"V"), L"True [W]");
+    EXPECT_EQ(filled(L"[V]", false, L"V"), L"False");
+    EXPECT_EQ(filled(L"[V]", L'Z', L"V"), L"Z");
+    EXPECT_EQ(filled(L"<[V]>", static_cast<const wchar_t*>(nullptr), L"V"), L"<>");
+    EXPECT_EQ(filled(L"[V]", locMessage(L"E: inner"), L"V"), L"inner");
+    EXPECT_EQ(filled(L"[V%x]", static_cast<short>(-1), L"V"), L"ffffffff");
+    EXPECT_EQ(filled(L"[V%c]", false, L"V"), L"F");
+    locMessage self(L"<[A]>");
+    EXPECT_TRUE(self.insertParameter(self, L"A"));
+    EXPECT_EQ(text(self), L"<<[A]>>");
+}
+
+TEST(locMessageEndline, addsOneLineFeed) {
+    locMessage m(L"x");
+    EXPECT_TRUE(m.appendEndline());
+    EXPECT_TRUE(m.prependEndline());
+    EXPECT_EQ(text(m), L"\nx\n");
+}

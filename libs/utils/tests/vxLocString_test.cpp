@@ -1,0 +1,213 @@
+#include "testSupport.h"
+
+#include <vxLocManager.h>
+#include <vxLocString.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <string>
+#include <vector>
+
+using vx::locString;
+using vx::locStringId;
+using vx::localLocString;
+using vx::localLocStringId;
+
+namespace {
+
+std::wstring persistentId(const vx::iLocStringId& id) {
+    vx::string out = L"stale";
+    id.getPersistentId(out);
+    return out;
+}
+
+template <class T>
+T fromList(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file, ...) {
+    va_list args;
+    va_start(args, file);
+    T result(id, defaultText, file, args);
+    va_end(args);
+    return result;
+}
+
+std::wstring text(const locString& s) {
+    return s.string();
+}
+
+} // namespace
+
+// --- identifiers and persistent ids ----------------------------------------------------------------
+
+TEST(locStringId, persistentIdWithFiles) {
+    EXPECT_EQ(persistentId(locStringId(L"A", L"B")), L"A|B|");
+    EXPECT_EQ(persistentId(locStringId(L"A", L"B", L"f.loc")), L"A|B|,f.loc");
+    EXPECT_EQ(persistentId(locStringId(L"A", L"B", L"f1", L"f2", L"f3", nullptr, L"ignored")),
+              L"A|B|,f1,f2,f3");
+    EXPECT_EQ(persistentId(locStringId(L"A", nullptr, nullptr, L"f2", nullptr)), L"A||,f2");
+    EXPECT_EQ(persistentId(locStringId(L"A", L"B", L"f", 0)), L"A|B|,f");
+    locStringId id(L"A", L"B", std::vector<const wchar_t*>{L"", nullptr, L"g"});
+    id.addAlternativeFile(nullptr);
+    id.addAlternativeFile(L"h");
+    EXPECT_EQ(id.alternativeFiles().size(), 3u); // the empty name is kept but not written
+    EXPECT_EQ(persistentId(id), L"A|B|,g,h");
+}
+
+TEST(locStringId, emptyIdGivesEmptyPersistentId) {
+    EXPECT_EQ(persistentId(locStringId(L"", L"B", L"f.loc")), L"");
+    EXPECT_EQ(persistentId(locStringId(nullptr, L"B")), L"");
+    EXPECT_EQ(persistentId(localLocStringId()), L"");
+    locStringId empty(nullptr, nullptr, nullptr);
+    EXPECT_EQ(std::wstring(empty.id()) + empty.defaultString(), L"");
+}
+
+TEST(locStringId, startedArgumentList) {
+    EXPECT_EQ(persistentId(fromList<locStringId>(L"A", L"B", L"f1", L"f2", nullptr)), L"A|B|,f1,f2");
+    EXPECT_EQ(persistentId(fromList<locStringId>(L"A", L"B", nullptr, L"f2", nullptr)), L"A|B|,f2");
+    EXPECT_EQ(persistentId(fromList<localLocStringId>(L"A", L"B", L"f1", nullptr)), L"A|B|,f1");
+    EXPECT_EQ(persistentId(fromList<locString>(L"A", L"B", L"f1", L"f2", nullptr).stringId()),
+              L"A|B|,f1,f2");
+}
+
+TEST(locStringId, fromTextReadsThePersistentId) {
+    const locStringId original(L"Msg_Y", L"Text [P]", L"a.loc", L"b.loc", nullptr);
+    EXPECT_EQ(persistentId(locStringId(persistentId(original).c_str())), L"Msg_Y|Text [P]|,a.loc,b.loc");
+    EXPECT_EQ(persistentId(locStringId(L"A|B")), L"A|B|");
+    EXPECT_EQ(persistentId(locStringId(L"A|B|single.loc")), L"A|B|,single.loc");
+    locStringId plain(L"Just a text");
+    EXPECT_EQ(std::wstring(plain.id()), L"Just a text");
+    EXPECT_EQ(std::wstring(plain.defaultString()), L"Just a text");
+    EXPECT_EQ(persistentId(locStringId(static_cast<const wchar_t*>(nullptr))), L"");
+    // A bar in the default text moves the fields: what follows it is read as the file list.
+    EXPECT_EQ(persistentId(locStringId(L"A|x|y|,f")), L"A|x|,y");
+    EXPECT_EQ(std::wstring(locStringId(L"|only default|").defaultString()), L"only default");
+}
+
+TEST(locStringId, localCopiesGiveTheOrdinaryClass) {
+    localLocStringId local(L"A", L"B", L"f1", L"f2", nullptr);
+    const vx::iLocStringId& asInterface = local;
+    locStringId copy = asInterface.copy();
+    EXPECT_EQ(persistentId(copy), L"A|B|,f1,f2");
+    EXPECT_EQ(copy.alternativeFiles()[0], locStringId(L"C", L"D", L"f1").alternativeFiles()[0]);
+}
+
+// --- resolution ---------------------------------------------------------------------------------------------
+
+TEST(locStringResolve, unknownIdGivesTheDefaultWithParameters) {
+    locString s(L"Msg_Unknown", L"E: Could not open [File] after [Tries] tries", L"missing.loc");
+    s.params().set(L"C:\\a.txt", L"File");
+    s.params().set(3, L"Tries");
+    EXPECT_EQ(text(s), L"Could not open C:\\a.txt after 3 tries");
+    EXPECT_EQ(std::wstring(s.string(L"de")), L"Could not open C:\\a.txt after 3 tries");
+    EXPECT_EQ(text(locString(L"", L"Only [X]")), L"Only [X]");
+    EXPECT_EQ(text(locString()), L"");
+}
+
+TEST(locStringResolve, typedParametersAndFormats) {
+    locString s(L"Id", L"[S] [I] [L] [D] [B] [C] [T] [W] [F%5.2f] [N%03d]");
+    s.params().set(static_cast<short>(-2), L"S");
+    s.params().set(7, L"I");
+    s.params().set(5000000000L, L"L");
+    s.params().set(2.5, L"D");
+    s.params().set(false, L"B");
+    s.params().set(L'q', L"C");
+    s.params().set(vx::string(L"text"), L"T");
+    s.params().set(static_cast<const wchar_t*>(nullptr), L"W");
+    s.params().set(2, L"F");
+    s.params().set(L"7", L"N");
+    EXPECT_EQ(text(s), L"-2 7 705032704 2.500000 False q text   2.00 007");
+}
+
+TEST(locStringResolve, entryOrderNamesAndUnnamedEntries) {
+    locString s(L"Id", L"%d %d");
+    s.params().set(1, L"A");
+    s.params().set(2, L"B");
+    s.params().set(3, L"A"); // replaces, keeps the place
+    EXPECT_EQ(s.params().size(), 2u);
+    EXPECT_EQ(text(s), L"3 2");
+    locString unnamed(L"Id", L"$2 before $1");
+    unnamed.params().set(L"first", nullptr);
+    unnamed.params().set(L"second", L"");
+    EXPECT_EQ(text(unnamed), L"second before first");
+}
+
+TEST(locStringResolve, localisedParametersAreResolvedToo) {
+    locString inner(L"Msg_Inner", L"inner [X]");
+    inner.params().set(5, L"X");
+    locString outer(L"Msg_Outer", L"Outer: [Inner]!");
+    outer.params().set(&inner, L"Inner");
+    inner.params().set(6, L"X"); // the value was copied when it was set
+    EXPECT_EQ(text(outer), L"Outer: inner 5!");
+    localLocString local(L"Msg_Local", L"local [Y]");
+    local.params().set(L'y', L"Y");
+    outer.params().set(&local, L"Inner");
+    EXPECT_EQ(text(outer), L"Outer: local y!");
+    outer.params().set(static_cast<const vx::iLocString*>(nullptr), L"Inner");
+    EXPECT_EQ(text(outer), L"Outer: !");
+    locString self(L"Msg_Self", L"<[Me]>");
+    self.params().set(&self, L"Me");
+    EXPECT_EQ(text(self), L"<<[Me]>>");
+}
+
+TEST(locStringResolve, everyResolutionStartsFromTheDefaultAndCopiesAreIndependent) {
+    locString s(L"Id", L"[A]");
+    s.params().set(1, L"A");
+    EXPECT_EQ(text(s), L"1");
+    locString copy(s);
+    s.params().set(2, L"A");
+    EXPECT_EQ(text(s), L"2");
+    EXPECT_EQ(text(copy), L"1");
+}
+
+TEST(locStringResolve, localStringCopiesToTheOrdinaryClass) {
+    localLocString local(L"Msg_L", L"W: value [V]", L"f.loc");
+    local.params().set(4, L"V");
+    EXPECT_EQ(std::wstring(local.string()), L"value 4");
+    locString copy = local.copy();
+    EXPECT_EQ(text(copy), L"value 4");
+    EXPECT_EQ(persistentId(copy.stringId()), L"Msg_L|W: value [V]|,f.loc");
+    localLocString fromInterface(locStringId(L"Msg_N", L"n", L"g.loc"));
+    EXPECT_EQ(persistentId(fromInterface.stringId()), L"Msg_N|n|,g.loc");
+}
+
+TEST(locStringResolve, fromText) {
+    locString s(L"Msg_T|Hello [Who]|,a.loc");
+    s.params().set(L"you", L"Who");
+    EXPECT_EQ(text(s), L"Hello you");
+    EXPECT_EQ(text(locString(L"plain text")), L"plain text");
+}
+
+TEST(locStringResolve, managerFindsNoLanguageFileYet) {
+    locString s(L"Msg_EReadFile", L"Error reading file [File]");
+    EXPECT_EQ(vx::locManager::instance(), vx::locManager::instance());
+    vx::locMessage msg(L"unchanged");
+    EXPECT_FALSE(vx::locManager::instance()->loadMessage(s.stringId(), msg, nullptr));
+    EXPECT_FALSE(vx::locManager::instance()->loadMessage(s.stringId(), msg, L"en"));
+    EXPECT_EQ(std::wstring(msg), L"unchanged");
+}
+
+// --- serialisation ---------------------------------------------------------------------------------------------
+
+TEST(locStringSerialize, withoutParameters) {
+    EXPECT_EQ(locString(L"A", L"B", L"f.loc").serialize(),
+              L"<LocString><Id>A</Id><Default>B</Default></LocString>");
+}
+
+TEST(locStringSerialize, parametersInOrderTextsAsTheyStandAndNestedStrings) {
+    locString inner(L"I", L"inner");
+    locString s(L"Msg_<X>", L"a & b");
+    s.params().set(5, L"N");
+    s.params().set(1.5, L"D");
+    s.params().set(true, L"B");
+    s.params().set(L"<v>", nullptr);
+    s.params().set(&inner, L"P");
+    EXPECT_EQ(s.serialize(),
+              L"<LocString><Id>Msg_<X></Id><Default>a & b</Default><Params>"
+              L"<Param><Name>N</Name><Value>5</Value></Param>"
+              L"<Param><Name>D</Name><Value>1.500000</Value></Param>"
+              L"<Param><Name>B</Name><Value>True</Value></Param>"
+              L"<Param><Name></Name><Value><v></Value></Param>"
+              L"<Param><Name>P</Name><Value><LocString><Id>I</Id><Default>inner</Default>"
+              L"</LocString></Value></Param>"
+              L"</Params></LocString>");
+}

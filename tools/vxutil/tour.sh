@@ -111,6 +111,13 @@ run guid parse 6BA7B810-9DAD-11D1-80B4-00C04FD430C8
 run guid parse 0
 run guid compare 00000002-0000-0000-0000-000000000000 00000001-ffff-ffff-ffff-ffffffffffff
 
+step "Messages: a severity prefix, named placeholders with their own formats, numbered ones"
+run msg --severity 'E: File [File] not found!' 'File=C:\data\plan.dxf'
+run msg 'Length [Len%8.3f] m, [Count%03d] parts' Len=2.5 Count=7
+run msg '$2 comes before $1 here' first second
+step "Messages: without a placeholder the first plain printf format takes the value"
+run msg 'Copied %d files' 12
+
 step "Bad usage: one line on standard error and exit status 2"
 run --status 2 split '' abc
 

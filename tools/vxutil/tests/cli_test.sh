@@ -5,7 +5,7 @@
 set -u
 vxutil=${1:?usage: cli_test.sh PATH-TO-VXUTIL VERSION}
 version=${2:?usage: cli_test.sh PATH-TO-VXUTIL VERSION}
-commands=(bytes field format guid lower match replace split trim upper)
+commands=(bytes field format guid lower match msg replace split trim upper)
 passed=0
 failed=0
 scratch=$(mktemp -d)
@@ -266,6 +266,23 @@ bad guid parse '{6ba7b810-9dad-11d1-80b4-00c04fd430c8}'
 bad guid parse 6ba7b810-9dad-11d1-80b4-00c04fd430c
 bad guid compare 0
 bad guid new 1001
+
+# --- msg ------------------------------------------------------------------------------------------
+t 0 msg 'E: File [File] not found!' 'File=C:\a.txt' '=>' 'File C:\a.txt not found!'
+t 0 msg --severity 'w:  careful' '=>' warning careful
+t 0 msg --severity 'x: y' '=>' none y
+t 0 msg --severity Hello '=>' none Hello
+t 0 msg 'Size [Size%5.2f] mm' Size=2 '=>' 'Size  2.00 mm'
+t 0 msg '[N%04d]|[C%c]|[S%S]|' N=7 C=xyz S=gone '=>' '0007|x||'
+t 0 msg '$2 before $1' one two '=>' 'two before one'
+t 0 msg '$12 and $1' a '=>' 'a2 and $1'
+t 0 msg '\[File] [File]' File=x '=>' '\[File] x'
+t 0 msg 'Count %d of %s' 3 all '=>' 'Count 3 of all'
+t 0 msg 'True is [B]' B=True '=>' 'True is True'
+invoke msg 'no placeholder' X=1
+if ((status == 1)) && [[ $(cat "$scratch/out") == 'no placeholder' ]] && [[ $(wc -l <"$scratch/err") == 1 ]]; then pass; else fail "status $status for an unplaced value" msg 'no placeholder' X=1; fi
+bad msg
+bad msg --frob x
 
 # --- the environment ----------------------------------------------------------------------------
 # Arguments decode as UTF-8 whatever the locale of the environment says.

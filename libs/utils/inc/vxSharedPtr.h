@@ -86,6 +86,25 @@ void sharedReplace(P*& p, sharedCounter& count, P* newP, sharedCounter newCount)
     sharedDrop<Deleter>(newP, newCount);
 }
 
+// Assignment from a pair other threads may be copying, into a pair they may be copying too: the
+// source is read and counted and the pairs exchanged in one hold of the lock; the old pair is
+// released after it.
+template <class Deleter, class P, class S>
+void sharedAssign(P*& p, sharedCounter& count, S* const& srcP, const sharedCounter& srcCount) {
+    P* oldP;
+    sharedCounter oldCount;
+    {
+        sharedPtrLocker lock;
+        oldP = p;
+        oldCount = count;
+        p = srcP;
+        count = srcCount;
+        if (p)
+            interlockedIncrement(count);
+    }
+    sharedDrop<Deleter>(oldP, oldCount);
+}
+
 template <class P>
 sharedCounter sharedNewCounter(P* p) {
     if (!p)
@@ -131,12 +150,8 @@ public:
     ~sharedPtr() { detail::sharedDrop<D>(m_p, m_count); }
 
     sharedPtr& operator=(const sharedPtr& other) {
-        if (this != &other) {
-            T* p = nullptr;
-            detail::sharedCounter count = nullptr;
-            detail::sharedTake(other.m_p, other.m_count, p, count);
-            detail::sharedReplace<D>(m_p, m_count, p, count);
-        }
+        if (this != &other)
+            detail::sharedAssign<D>(m_p, m_count, other.m_p, other.m_count);
         return *this;
     }
     sharedPtr& operator=(sharedPtr&& other) noexcept {
@@ -231,12 +246,8 @@ public:
     virtual ~const_sharedPtr() { detail::sharedDrop<D>(m_p, m_count); }
 
     const_sharedPtr& operator=(const const_sharedPtr& other) {
-        if (this != &other) {
-            const T* p = nullptr;
-            detail::sharedCounter count = nullptr;
-            detail::sharedTake(other.m_p, other.m_count, p, count);
-            detail::sharedReplace<D>(m_p, m_count, p, count);
-        }
+        if (this != &other)
+            detail::sharedAssign<D>(m_p, m_count, other.m_p, other.m_count);
         return *this;
     }
     const_sharedPtr& operator=(const_sharedPtr&& other) noexcept {

@@ -196,8 +196,21 @@ void putPadded(sink& out, const conversionSpec& spec, const wchar_t* body, std::
     }
 }
 
+// Appends the decimal digits of a non-negative value.
+char* appendDecimal(char* out, long value) {
+    char digits[24];
+    int count = 0;
+    do {
+        digits[count++] = static_cast<char>('0' + value % 10);
+        value /= 10;
+    } while (value > 0);
+    while (count > 0)
+        *out++ = digits[--count];
+    return out;
+}
+
 // Numbers go through the C library's narrow snprintf; the result is ASCII apart from a locale's
-// decimal point, and is widened as UTF-8.
+// decimal point, and only that case goes through the UTF-8 decoder.
 void putNumber(sink& out, const conversionSpec& spec, va_list* args) {
     char narrowFormat[48];
     char* f = narrowFormat;
@@ -207,8 +220,11 @@ void putNumber(sink& out, const conversionSpec& spec, va_list* args) {
     if (spec.space) *f++ = ' ';
     if (spec.alternate) *f++ = '#';
     if (spec.zero) *f++ = '0';
-    if (spec.width >= 0) f += std::snprintf(f, 12, "%ld", spec.width);
-    if (spec.precision >= 0) f += std::snprintf(f, 13, ".%ld", spec.precision);
+    if (spec.width >= 0) f = appendDecimal(f, spec.width);
+    if (spec.precision >= 0) {
+        *f++ = '.';
+        f = appendDecimal(f, spec.precision);
+    }
 
     // Only the characters that still fit are needed; a UTF-8 character has at most 4 bytes.
     const std::size_t bytesNeeded = 4 * out.room() + 1;
@@ -243,6 +259,14 @@ void putNumber(sink& out, const conversionSpec& spec, va_list* args) {
     if (produced <= 0)
         return;
     const std::size_t bytes = std::min(static_cast<std::size_t>(produced), bytesNeeded - 1);
+    bool ascii = true;
+    for (std::size_t i = 0; i < bytes && ascii; ++i)
+        ascii = static_cast<unsigned char>(buffer[i]) < 0x80;
+    if (ascii) {
+        for (std::size_t i = 0; i < bytes; ++i)
+            out.put(static_cast<wchar_t>(buffer[i]));
+        return;
+    }
     std::wstring wide;
     unicode::appendFromUtf8(wide, buffer, bytes);
     out.put(wide.data(), wide.size());

@@ -237,7 +237,9 @@ string& string::replace(const string& from, const string& to) {
 }
 
 string& string::replace(wchar_t from, wchar_t to) {
-    std::replace(begin(), end(), from, to);
+    // Written without a branch so that the compiler can vectorise it.
+    for (wchar_t& c : *this)
+        c = c == from ? to : c;
     return *this;
 }
 

@@ -85,3 +85,19 @@ private:
 std::wstring systemDecimalSeparator();
 
 } // namespace vx::platform
+
+// --- paths: the drive table and the current directory ----------------------------------------------
+//
+// The library speaks Windows path text everywhere; these functions and the native-path mapping
+// below are the only place where that text meets the system's own paths.
+
+namespace vx::platform {
+
+// The current directory in Windows form ("C:\home\u"); false when it cannot be read or lies under
+// no drive root.
+bool currentDirectory(std::wstring& windowsForm);
+
+// The letter ('A' to 'Z') of the drive that holds the current directory; 0 when there is none.
+wchar_t currentDriveLetter();
+
+} // namespace vx::platform

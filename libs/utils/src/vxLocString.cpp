@@ -18,6 +18,16 @@ void addFiles(std::vector<scString>& files, va_list moreFiles) {
         addFile(files, file);
 }
 
+// Appends first and the names that follow it in rest, up to the first null, to an identifier.
+template <class Id>
+void addFileList(Id& id, const wchar_t* first, va_list rest) {
+    if (!first)
+        return;
+    id.addAlternativeFile(first);
+    for (const wchar_t* file = va_arg(rest, const wchar_t*); file; file = va_arg(rest, const wchar_t*))
+        id.addAlternativeFile(file);
+}
+
 void composePersistentId(const string& id, const string& defaultText,
                          const std::vector<scString>& files, string& out) {
     out = id;
@@ -382,14 +392,10 @@ locString::locString() = default;
 locString::locString(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file,
                      const wchar_t* moreFiles, ...)
     : mId(id, defaultText, file) {
-    if (moreFiles) {
-        mId.addAlternativeFile(moreFiles);
-        va_list args;
-        va_start(args, moreFiles);
-        for (const wchar_t* f = va_arg(args, const wchar_t*); f; f = va_arg(args, const wchar_t*))
-            mId.addAlternativeFile(f);
-        va_end(args);
-    }
+    va_list args;
+    va_start(args, moreFiles);
+    addFileList(mId, moreFiles, args);
+    va_end(args);
 }
 
 locString::locString(const iLocStringId& id) : mId(id.copy()) {}
@@ -447,14 +453,10 @@ localLocString::localLocString() = default;
 localLocString::localLocString(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file,
                                const wchar_t* moreFiles, ...)
     : mId(id, defaultText, file) {
-    if (moreFiles) {
-        mId.addAlternativeFile(moreFiles);
-        va_list args;
-        va_start(args, moreFiles);
-        for (const wchar_t* f = va_arg(args, const wchar_t*); f; f = va_arg(args, const wchar_t*))
-            mId.addAlternativeFile(f);
-        va_end(args);
-    }
+    va_list args;
+    va_start(args, moreFiles);
+    addFileList(mId, moreFiles, args);
+    va_end(args);
 }
 
 localLocString::localLocString(const iLocStringId& id) : mId(id.copy()) {}

@@ -4,9 +4,12 @@
 // them for Linux and other POSIX systems. Everything here is internal to libvxUtils.
 #pragma once
 
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace vx::platform {
 
@@ -99,5 +102,181 @@ bool currentDirectory(std::wstring& windowsForm);
 
 // The letter ('A' to 'Z') of the drive that holds the current directory; 0 when there is none.
 wchar_t currentDriveLetter();
+
+// The drive table: "C:" is "/" unless VX_DRIVES names another root for it, and VX_DRIVES adds
+// letters: "D=/mnt/data;E=/media/usb" (items "L=/absolute/root", separated by ';'; malformed
+// items are ignored; a later item for a letter wins). The variable is read at every call and
+// parsed again when its text changed, so a change takes effect at once.
+// A share "\\server\share\rest" lies at $VX_UNC_ROOT/server/share/rest; without VX_UNC_ROOT
+// a share cannot be reached and fails like a missing file.
+//
+// Native names are bytes and Windows-form text is wide: names are read as UTF-8, and each byte
+// of a sequence that is not valid UTF-8 stands as U+DC80 + byte, so every native name survives
+// the trip to wide text and back.
+
+// These functions carry so that the library's own tests can reach them; they stay out of
+// the public headers.
+
+// The native root of a drive letter (either case); false when the table has no such letter.
+bool driveRoot(wchar_t letter, std::string& root);
+
+// The letters of the drive table in ascending order.
+std::wstring driveLetters();
+
+// Windows-form text to a native path. Both delimiters count; "." and ".." are resolved as text
+// and never climb above a drive's root or a share; "\\?\" prefixes are accepted. Relative
+// forms resolve as Windows does: "\x" on the current drive, "x" in the current directory, "D:x"
+// in the current directory when that lies on D, else at the root of D. Where the exact native
+// path does not exist, each component that does not exist as given is matched against its
+// directory's entries without regard to case (the smallest name in byte order when several
+// match); from the first component that matches nothing, names stay as given, so a new entry
+// is made under the resolved parent with the name as given. False, with errno set, for an
+// unknown drive, an unreachable share, and text no native name can hold (a null character,
+// a surrogate outside U+DC80..U+DCFF, a value above U+10FFFF).
+bool toNativePath(const std::wstring& windowsForm, std::string& native);
+
+// A native absolute path to Windows form: the drive whose root is the longest prefix of the
+// path (at a component boundary; among equal roots the first letter) gives the letter, or
+// $VX_UNC_ROOT when it is longer still and the path names at least a server and a share.
+// Repeated '/' collapse, "." and ".." resolve as text, a trailing '/' goes; a drive's root itself
+// is "X:\". False for a relative path and for one under no root.
+bool fromNativePath(const std::string& native, std::wstring& windowsForm);
+
+} // namespace vx::platform
+
+// --- environment and identity ----------------------------------------------------------------------
+//
+// Names and values cross to the system as native text (see the name mapping above). Every access
+// of the library to the environment goes through one lock; an application that calls setenv or
+// putenv itself bypasses it.
+
+namespace vx::platform {
+
+// False when the name is null, empty, holds '=' or the variable is not set.
+bool environmentVariable(const wchar_t* name, std::wstring& value);
+
+// Takes "name=value" as _wputenv does: the name ends at the first '='; nothing behind it removes
+// the variable. False when there is no '=', the name is empty, or the text cannot be stored.
+bool putEnvironment(const std::wstring& assignment);
+
+// Every variable of the process as name and value, in the order of the environment block.
+void environmentVariables(std::vector<std::pair<std::wstring, std::wstring>>& variables);
+
+// The host name as the system gives it; false when it has none.
+bool computerName(std::wstring& name);
+
+// The account name of the effective user, else $USER; false when neither is known.
+bool userName(std::wstring& name);
+
+// Whether the process runs in a 32-bit emulation layer of a 64-bit system.
+bool processRunsEmulated();
+
+// Sleeps at least the given time; interruptions by signals do not shorten it.
+void sleepMilliseconds(unsigned int milliseconds);
+
+} // namespace vx::platform
+
+// --- file system on Windows-form paths ---------------------------------------------------------------
+//
+// Each function maps its path(s) with toNativePath and acts on the native entry; failure is a
+// false result with errno set, never an exception. Symbolic links are followed, except by
+// removeFile, which removes the link. The read-only attribute (the owner may not write) is
+// honoured as Windows honours it, for every user including the superuser: a read-only file is not
+// writeable by accessPath, cannot be opened for writing, removed, overwritten by copyFile or have
+// its time set. These functions carry so that the library's own tests can reach them.
+
+namespace vx::platform {
+
+// Attribute bits, as the find functions of Windows report them.
+enum : std::uint32_t {
+    kAttributeReadOnly = 0x01,  // the owner may not write
+    kAttributeHidden = 0x02,    // the name starts with '.'
+    kAttributeSystem = 0x04,    // neither a regular file nor a directory
+    kAttributeDirectory = 0x10,
+    kAttributeArchive = 0x20,   // a regular file
+};
+
+struct fileStatus {
+    bool isDirectory = false;
+    std::uint64_t size = 0;            // bytes of a regular file, 0 for anything else
+    std::int64_t modificationTime = 0; // seconds since 1970
+    std::int64_t creationTime = 0;     // the status-change time, which stands in for creation
+    std::int64_t accessTime = 0;
+    std::uint32_t attributes = 0;
+};
+
+// As _waccess: mode 0 tests existence, 2 writing, 4 reading, 6 both; any other mode is false.
+// Writing also needs the owner's write bit, reading the owner's read bit.
+bool accessPath(const std::wstring& path, int mode);
+
+bool statPath(const std::wstring& path, fileStatus& status);
+
+// As _wchmod: 0x100 is the owner's read bit, 0x80 the owner's write bit; each is set or cleared.
+// Clearing one also clears it for group and others (a read-only file is read-only for all);
+// setting it leaves group and others as they were. The execute bits do not change.
+bool changeMode(const std::wstring& path, int mode);
+
+// As _wcreat followed by close, but exclusive: false when any entry of that name exists. The new
+// file is empty and readable; without 0x80 in mode it is read-only (no write bits), with it
+// writeable as the process's umask allows.
+bool createNewFile(const std::wstring& path, int mode);
+
+// As _wremove: false for a directory and for a read-only file.
+bool removeFile(const std::wstring& path);
+
+// As _wrename and MoveFileW: false when an entry of the target name exists (the target may name
+// the same entry in another case, which changes the case of its name). A file moves across file
+// systems by copy and removal; a directory does not.
+bool renamePath(const std::wstring& from, const std::wstring& to);
+bool movePath(const std::wstring& from, const std::wstring& to);
+
+// As CopyFileW: copies the bytes of a regular file, its permission bits and its access and
+// modification times. With failIfExists an existing target gives false; otherwise it is
+// replaced unless it is read-only, a directory or the source itself. A failed copy leaves no
+// target behind.
+bool copyFile(const std::wstring& from, const std::wstring& to, bool failIfExists);
+
+// Sets the modification time (seconds since 1970) and keeps the access time.
+bool setModificationTime(const std::wstring& path, std::int64_t seconds);
+
+// Gives to the access and modification times of from (unless to is read-only, as the target
+// of a write) and then its permission bits.
+bool copyFileProperties(const std::wstring& from, const std::wstring& to);
+
+// Whether the drive's root lies on a network file system (NFS, SMB/CIFS, AFS, Coda, Ceph).
+// False for an unknown letter or a root that cannot be examined.
+bool isRemoteDrive(wchar_t letter);
+
+// An open regular file; closed when the object ends. Only regular files open: a directory,
+// a FIFO or a device gives false, without waiting for a peer.
+class fileHandle {
+public:
+    enum openMode {
+        openRead,   // existing file, from its start
+        openWrite,  // created or truncated
+        openAppend, // created or appended to
+    };
+
+    fileHandle() = default;
+    ~fileHandle();
+    fileHandle(fileHandle&& other) noexcept;
+    fileHandle& operator=(fileHandle&& other) noexcept;
+    fileHandle(const fileHandle&) = delete;
+    fileHandle& operator=(const fileHandle&) = delete;
+
+    bool open(const std::wstring& path, openMode mode);
+    bool isOpen() const { return mDescriptor >= 0; }
+    // Reads up to size bytes; fewer only at the end of the file. False on a read error.
+    bool read(void* buffer, std::size_t size, std::size_t& done);
+    // Writes all size bytes or answers false.
+    bool write(const void* data, std::size_t size);
+    // False when closing reports an error (written data may be lost).
+    bool close();
+    // The system's descriptor, for libraries that take one (zlib's gzdopen); -1 when closed.
+    int descriptor() const { return mDescriptor; }
+
+private:
+    int mDescriptor = -1;
+};
 
 } // namespace vx::platform

@@ -1,0 +1,393 @@
+// The drive table and the mapping between Windows path text and native paths on POSIX systems.
+#include "platform/vxPlatform.h"
+#include "platform/posix/vxPosixShared.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cwctype>
+#include <dirent.h>
+#include <locale.h>
+#include <mutex>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace vx::platform {
+
+namespace {
+
+struct drive {
+    wchar_t letter; // 'A'..'Z'
+    std::string root; // absolute, without trailing '/' unless it is "/"
+};
+
+bool isDelimiter(wchar_t c) { return c == L'\\' || c == L'/'; }
+
+wchar_t upperLetter(wchar_t c) {
+    if (c >= L'a' && c <= L'z')
+        return static_cast<wchar_t>(c - L'a' + L'A');
+    return (c >= L'A' && c <= L'Z') ? c : 0;
+}
+
+// Collapses runs of '/', resolves "." and ".." as text (".." stops at "/") and drops a trailing
+// '/'. False for a path that is not absolute.
+bool normaliseNative(const std::string& path, std::string& out) {
+    if (path.empty() || path[0] != '/')
+        return false;
+    std::vector<std::string> parts;
+    std::size_t i = 0;
+    while (i < path.size()) {
+        while (i < path.size() && path[i] == '/')
+            ++i;
+        const std::size_t end = std::min(path.find('/', i), path.size());
+        const std::string part = path.substr(i, end - i);
+        i = end;
+        if (part.empty() || part == ".")
+            continue;
+        if (part == "..") {
+            if (!parts.empty())
+                parts.pop_back();
+            continue;
+        }
+        parts.push_back(part);
+    }
+    out.clear();
+    for (const std::string& part : parts)
+        out += "/" + part;
+    if (out.empty())
+        out = "/";
+    return true;
+}
+
+// The table as VX_DRIVES last said, parsed again only when its text changes.
+std::vector<drive> parseDrives(const std::string& text) {
+    std::vector<drive> drives{{L'C', "/"}};
+    std::size_t start = 0;
+    while (start <= text.size()) {
+        const std::size_t end = std::min(text.find(';', start), text.size());
+        const std::string item = text.substr(start, end - start);
+        start = end + 1;
+        // "L=/root"; anything else is ignored. A later item for a letter replaces an earlier one.
+        if (item.size() < 3 || item[1] != '=')
+            continue;
+        const wchar_t letter = upperLetter(static_cast<unsigned char>(item[0]));
+        std::string root;
+        if (!letter || !normaliseNative(item.substr(2), root))
+            continue;
+        auto it = std::find_if(drives.begin(), drives.end(), [&](const drive& d) { return d.letter == letter; });
+        if (it != drives.end())
+            it->root = root;
+        else
+            drives.push_back({letter, root});
+    }
+    std::sort(drives.begin(), drives.end(), [](const drive& a, const drive& b) { return a.letter < b.letter; });
+    return drives;
+}
+
+std::vector<drive> currentDrives() {
+    static std::mutex lock;
+    static bool parsed = false;
+    static bool lastSet = false;
+    static std::string lastText;
+    static std::vector<drive> table;
+
+    std::string text;
+    const bool set = posix::readEnvironment("VX_DRIVES", text);
+    std::lock_guard<std::mutex> guard(lock);
+    if (!parsed || set != lastSet || text != lastText) {
+        table = parseDrives(set ? text : std::string());
+        lastSet = set;
+        lastText = text;
+        parsed = true;
+    }
+    return table;
+}
+
+// The native directory that stands for "\\": $VX_UNC_ROOT, normalised; false when unset or not absolute.
+bool uncRoot(std::string& root) {
+    std::string text;
+    return posix::readEnvironment("VX_UNC_ROOT", text) && normaliseNative(text, root);
+}
+
+// True when path is root or lies below it.
+bool isBelow(const std::string& path, const std::string& root) {
+    if (root == "/")
+        return true;
+    return path.compare(0, root.size(), root) == 0 && (path.size() == root.size() || path[root.size()] == '/');
+}
+
+// Case folding for name lookup: the simple upper-case mapping of Unicode, as Windows file systems
+// compare names, independent of the process locale. Escaped bytes stay as they are.
+wchar_t foldCase(wchar_t c) {
+    static const locale_t unicodeLocale = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
+    if (c < 0x80 || !unicodeLocale)
+        return (c >= L'a' && c <= L'z') ? static_cast<wchar_t>(c - 0x20) : c;
+    return static_cast<wchar_t>(::towupper_l(static_cast<wint_t>(c), unicodeLocale));
+}
+
+bool equalsIgnoringCase(const std::wstring& a, const std::wstring& b) {
+    if (a.size() != b.size())
+        return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (a[i] != b[i] && foldCase(a[i]) != foldCase(b[i]))
+            return false;
+    return true;
+}
+
+bool entryExists(const std::string& path) {
+    struct stat info;
+    return ::lstat(path.c_str(), &info) == 0;
+}
+
+// The entry of directory whose name equals name but for case; the smallest in byte order when
+// several do. False when none does.
+bool findIgnoringCase(const std::string& directory, const std::string& name, std::string& found) {
+    DIR* dir = ::opendir(directory.c_str());
+    if (!dir)
+        return false;
+    const std::wstring wanted = posix::nativeToWide(name);
+    bool any = false;
+    while (const dirent* entry = ::readdir(dir)) {
+        const std::string candidate = entry->d_name;
+        if (candidate == "." || candidate == "..")
+            continue;
+        if (equalsIgnoringCase(posix::nativeToWide(candidate), wanted) && (!any || candidate < found)) {
+            found = candidate;
+            any = true;
+        }
+    }
+    ::closedir(dir);
+    return any;
+}
+
+// Joins the components to base, matching each one that does not exist as given against its
+// directory's entries without regard to case. From the first component that matches nothing on,
+// the names stay as given.
+std::string resolveComponents(const std::string& base, const std::vector<std::string>& components, bool lastAsGiven) {
+    std::string exact = base;
+    for (const std::string& c : components)
+        exact += (exact == "/" ? "" : "/") + c;
+    if (components.empty() || entryExists(exact))
+        return exact;
+
+    std::string path = base;
+    bool resolving = true;
+    for (std::size_t index = 0; index < components.size(); ++index) {
+        const std::string& c = components[index];
+        if (lastAsGiven && index + 1 == components.size())
+            resolving = false;
+        const std::string parent = path;
+        const std::string given = parent + (parent == "/" ? "" : "/") + c;
+        std::string match;
+        if (resolving && !entryExists(given)) {
+            if (findIgnoringCase(parent, c, match)) {
+                path = parent + (parent == "/" ? "" : "/") + match;
+                continue;
+            }
+            resolving = false;
+        }
+        path = given;
+    }
+    return path;
+}
+
+// An absolute Windows-form text taken apart: the native directory its root stands for and the
+// components behind it, "." and ".." resolved (".." stops at the root).
+bool splitWindowsForm(const std::wstring& text, std::string& base, std::vector<std::string>& components) {
+    std::wstring path = text;
+    // "\\?\C:\x" and "\\?\UNC\server\share" are the long forms of "C:\x" and "\\server\share".
+    if (path.size() >= 4 && isDelimiter(path[0]) && isDelimiter(path[1]) && path[2] == L'?' && isDelimiter(path[3])) {
+        path.erase(0, 4);
+        if (path.size() >= 4 && upperLetter(path[0]) == L'U' && upperLetter(path[1]) == L'N' &&
+            upperLetter(path[2]) == L'C' && isDelimiter(path[3]))
+            path.replace(0, 3, L"\\");
+    }
+
+    std::vector<std::wstring> parts;
+    std::size_t i = 0;
+    std::size_t fixed = 0; // parts that ".." may not remove: server and share
+    if (path.size() >= 2 && isDelimiter(path[0]) && isDelimiter(path[1])) {
+        if (!uncRoot(base)) {
+            errno = ENOENT; // a share without a place for shares fails as a missing file
+            return false;
+        }
+        i = 2;
+        fixed = 2;
+    } else if (path.size() >= 3 && path[1] == L':' && isDelimiter(path[2])) {
+        const wchar_t letter = upperLetter(path[0]);
+        if (!letter || !driveRoot(letter, base)) {
+            errno = ENOENT;
+            return false;
+        }
+        i = 3;
+    } else {
+        errno = EINVAL;
+        return false;
+    }
+
+    while (i < path.size()) {
+        while (i < path.size() && isDelimiter(path[i]))
+            ++i;
+        std::size_t end = i;
+        while (end < path.size() && !isDelimiter(path[end]))
+            ++end;
+        std::wstring part = path.substr(i, end - i);
+        i = end;
+        if (parts.size() < fixed) {
+            if (part.empty() || part == L"." || part == L"..") {
+                errno = ENOENT;
+                return false;
+            }
+            parts.push_back(part);
+            continue;
+        }
+        if (part.empty() || part == L".")
+            continue;
+        if (part == L"..") {
+            if (parts.size() > fixed)
+                parts.pop_back();
+            continue;
+        }
+        parts.push_back(part);
+    }
+    if (parts.size() < fixed) {
+        errno = ENOENT;
+        return false;
+    }
+
+    components.clear();
+    for (const std::wstring& part : parts) {
+        std::string native;
+        if (!posix::wideToNative(part, native)) {
+            errno = EINVAL;
+            return false;
+        }
+        components.push_back(native);
+    }
+    return true;
+}
+
+} // namespace
+
+bool driveRoot(wchar_t letter, std::string& root) {
+    letter = upperLetter(letter);
+    for (const drive& d : currentDrives()) {
+        if (d.letter == letter) {
+            root = d.root;
+            return true;
+        }
+    }
+    return false;
+}
+
+std::wstring driveLetters() {
+    std::wstring letters;
+    for (const drive& d : currentDrives())
+        letters.push_back(d.letter);
+    return letters;
+}
+
+bool fromNativePath(const std::string& native, std::wstring& windowsForm) {
+    std::string path;
+    if (!normaliseNative(native, path))
+        return false;
+
+    // The longest root that holds the path; among equal roots the first letter.
+    const drive* best = nullptr;
+    const std::vector<drive> drives = currentDrives();
+    for (const drive& d : drives)
+        if (isBelow(path, d.root) && (!best || d.root.size() > best->root.size()))
+            best = &d;
+
+    // Below $VX_UNC_ROOT, with room for server and share, lies a share when that root is longer.
+    std::string shares;
+    if (uncRoot(shares) && isBelow(path, shares) && (!best || shares.size() > best->root.size())) {
+        const std::size_t skip = shares == "/" ? 1 : shares.size() + 1;
+        const std::string rest = path.size() > skip ? path.substr(skip) : std::string();
+        const std::size_t slash = rest.find('/'); // between server and share
+        if (slash != std::string::npos && slash > 0 && slash + 1 < rest.size()) {
+            std::wstring text = L"\\\\" + posix::nativeToWide(rest);
+            std::replace(text.begin(), text.end(), L'/', L'\\');
+            windowsForm = text;
+            return true;
+        }
+    }
+    if (!best)
+        return false;
+
+    std::wstring text{best->letter, L':', L'\\'};
+    if (path.size() > best->root.size()) {
+        const std::size_t skip = best->root == "/" ? 1 : best->root.size() + 1;
+        std::wstring rest = posix::nativeToWide(path.substr(skip));
+        std::replace(rest.begin(), rest.end(), L'/', L'\\');
+        text += rest;
+    }
+    windowsForm = text;
+    return true;
+}
+
+bool toNativePath(const std::wstring& windowsForm, std::string& native) {
+    return posix::mapWindowsPath(windowsForm, native, false);
+}
+
+bool posix::mapWindowsPath(const std::wstring& windowsForm, std::string& native, bool lastAsGiven) {
+    if (windowsForm.empty() || windowsForm.find(L'\0') != std::wstring::npos) {
+        errno = ENOENT;
+        return false;
+    }
+    std::wstring absolute = windowsForm;
+    const bool share = windowsForm.size() >= 2 && isDelimiter(windowsForm[0]) && isDelimiter(windowsForm[1]);
+    const bool driveQualified = windowsForm.size() >= 2 && windowsForm[1] == L':';
+    if (!share && !(driveQualified && windowsForm.size() >= 3 && isDelimiter(windowsForm[2]))) {
+        // Relative forms, as Windows resolves them: "\x" on the current directory's drive or
+        // share, "x" in the current directory, "D:x" in the current directory when D is its drive
+        // and at the root of D otherwise (no per-drive current directories exist here).
+        std::wstring current;
+        if (!currentDirectory(current))
+            return false;
+        if (driveQualified) {
+            const bool onCurrent =
+                current.size() >= 2 && current[1] == L':' && upperLetter(current[0]) == upperLetter(windowsForm[0]);
+            absolute = (onCurrent ? current : std::wstring{windowsForm[0], L':'}) + L"\\" + windowsForm.substr(2);
+        } else if (isDelimiter(windowsForm[0])) {
+            std::size_t rootLength = 2; // "X:"
+            if (current.size() >= 2 && isDelimiter(current[0]) && isDelimiter(current[1])) {
+                // "\\server\share"
+                const std::size_t server = current.find(L'\\', 2);
+                rootLength = server == std::wstring::npos ? current.size()
+                                                          : std::min(current.find(L'\\', server + 1), current.size());
+            }
+            absolute = current.substr(0, rootLength) + windowsForm;
+        } else {
+            absolute = current + L"\\" + windowsForm;
+        }
+    }
+
+    std::string base;
+    std::vector<std::string> components;
+    if (!splitWindowsForm(absolute, base, components))
+        return false;
+    native = resolveComponents(base, components, lastAsGiven);
+    return true;
+}
+
+bool currentDirectory(std::wstring& windowsForm) {
+    std::vector<char> buffer(256);
+    for (;;) {
+        if (::getcwd(buffer.data(), buffer.size()))
+            break;
+        if (errno != ERANGE || buffer.size() >= (1u << 20))
+            return false;
+        buffer.resize(buffer.size() * 2);
+    }
+    return fromNativePath(buffer.data(), windowsForm);
+}
+
+wchar_t currentDriveLetter() {
+    std::wstring current;
+    if (!currentDirectory(current) || current.size() < 2 || current[1] != L':')
+        return 0;
+    return current[0];
+}
+
+} // namespace vx::platform

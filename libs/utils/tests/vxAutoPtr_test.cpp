@@ -2,11 +2,7 @@
 
 #include <vxAutoPtr.h>
 
-#include <gtest/gtest.h>
-
 #include <fstream>
-#include <stdexcept>
-#include <string>
 #include <type_traits>
 
 namespace {
@@ -65,22 +61,16 @@ TEST_F(AutoPtrTest, ResetAndDetach) {
 
 // The text names the header, and the line it names there is the one that reports.
 TEST_F(AutoPtrTest, NullAccessReportsAndThrowsFalse) {
-    const std::wstring prefix = L"Assertion failed:\nm_p != nullptr\n\nFile: ";
     vx::autoPtr<item> empty;
     for (bool arrow : {true, false}) {
-        vxtest::assertionCapture capture;
-        try {
-            try { (void)(arrow ? empty->value : (*empty).value); } catch (const std::exception&) { ADD_FAILURE(); }
-            ADD_FAILURE() << "nothing thrown";
-        } catch (bool value) { EXPECT_FALSE(value); }
-        const std::wstring text = capture.last();
-        const std::size_t lineAt = text.rfind(L"\nLine: ");
-        ASSERT_TRUE(text.rfind(prefix, 0) == 0 && lineAt != std::wstring::npos) << text;
-        const std::wstring file = text.substr(prefix.size(), lineAt - prefix.size());
-        EXPECT_EQ(file.substr(file.find_last_of(L"/\\") + 1), L"vxAutoPtr.h");
-        std::ifstream header(std::string(file.begin(), file.end()));
+        const std::wstring text = vxtest::failedAssertion([&] { (void)(arrow ? empty->value : (*empty).value); });
+        const std::wstring site = vxtest::assertionSite(text);
+        ASSERT_EQ(site.rfind(L"m_p != nullptr @ vxAutoPtr.h:", 0), 0u) << text;
+        const std::size_t pathAt = text.find(L"File: ") + 6;
+        std::ifstream header(vx::string(text.substr(pathAt, text.rfind(L"\nLine: ") - pathAt)).getMBCS());
         std::string content;
-        for (int line = std::stoi(text.substr(lineAt + 7)); line > 0 && std::getline(header, content); --line) {
+        int line = std::stoi(site.substr(site.rfind(L':') + 1));
+        while (line-- > 0 && std::getline(header, content)) {
         }
         EXPECT_NE(content.find("assertionFailed"), std::string::npos) << "the line named: " << content;
     }

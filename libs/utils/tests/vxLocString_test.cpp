@@ -3,11 +3,7 @@
 #include <vxLocManager.h>
 #include <vxLocString.h>
 
-#include <gtest/gtest.h>
-
 #include <cstdarg>
-#include <string>
-#include <vector>
 
 using vx::locString;
 using vx::locStringId;
@@ -37,13 +33,11 @@ std::wstring text(const locString& s) {
 
 } // namespace
 
-// --- identifiers and persistent ids ----------------------------------------------------------------
+// --- identifiers: the persistent id "id|default|,file1,file2", and reading it back ---------------------
 
 TEST(locStringId, persistentIdWithFiles) {
     EXPECT_EQ(persistentId(locStringId(L"A", L"B")), L"A|B|");
-    EXPECT_EQ(persistentId(locStringId(L"A", L"B", L"f.loc")), L"A|B|,f.loc");
-    EXPECT_EQ(persistentId(locStringId(L"A", L"B", L"f1", L"f2", L"f3", nullptr, L"ignored")),
-              L"A|B|,f1,f2,f3");
+    EXPECT_EQ(persistentId(locStringId(L"A", L"B", L"f1", L"f2", L"f3", nullptr, L"ignored")), L"A|B|,f1,f2,f3");
     EXPECT_EQ(persistentId(locStringId(L"A", nullptr, nullptr, L"f2", nullptr)), L"A||,f2");
     EXPECT_EQ(persistentId(locStringId(L"A", L"B", L"f", 0)), L"A|B|,f");
     locStringId id(L"A", L"B", std::vector<const wchar_t*>{L"", nullptr, L"g"});
@@ -51,9 +45,8 @@ TEST(locStringId, persistentIdWithFiles) {
     id.addAlternativeFile(L"h");
     EXPECT_EQ(id.alternativeFiles().size(), 3u); // the empty name is kept but not written
     EXPECT_EQ(persistentId(id), L"A|B|,g,h");
-}
 
-TEST(locStringId, emptyIdGivesEmptyPersistentId) {
+    // An empty id gives an empty persistent id.
     EXPECT_EQ(persistentId(locStringId(L"", L"B", L"f.loc")), L"");
     EXPECT_EQ(persistentId(locStringId(nullptr, L"B")), L"");
     EXPECT_EQ(persistentId(localLocStringId()), L"");
@@ -61,12 +54,18 @@ TEST(locStringId, emptyIdGivesEmptyPersistentId) {
     EXPECT_EQ(std::wstring(empty.id()) + empty.defaultString(), L"");
 }
 
-TEST(locStringId, startedArgumentList) {
+TEST(locStringId, startedArgumentListAndLocalCopies) {
     EXPECT_EQ(persistentId(fromList<locStringId>(L"A", L"B", L"f1", L"f2", nullptr)), L"A|B|,f1,f2");
     EXPECT_EQ(persistentId(fromList<locStringId>(L"A", L"B", nullptr, L"f2", nullptr)), L"A|B|,f2");
     EXPECT_EQ(persistentId(fromList<localLocStringId>(L"A", L"B", L"f1", nullptr)), L"A|B|,f1");
-    EXPECT_EQ(persistentId(fromList<locString>(L"A", L"B", L"f1", L"f2", nullptr).stringId()),
-              L"A|B|,f1,f2");
+    EXPECT_EQ(persistentId(fromList<locString>(L"A", L"B", L"f1", L"f2", nullptr).stringId()), L"A|B|,f1,f2");
+
+    // A local identifier copies into the ordinary class, file names included.
+    localLocStringId local(L"A", L"B", L"f1", L"f2", nullptr);
+    const vx::iLocStringId& asInterface = local;
+    locStringId copy = asInterface.copy();
+    EXPECT_EQ(persistentId(copy), L"A|B|,f1,f2");
+    EXPECT_EQ(copy.alternativeFiles()[0], locStringId(L"C", L"D", L"f1").alternativeFiles()[0]);
 }
 
 TEST(locStringId, fromTextReadsThePersistentId) {
@@ -83,15 +82,7 @@ TEST(locStringId, fromTextReadsThePersistentId) {
     EXPECT_EQ(std::wstring(locStringId(L"|only default|").defaultString()), L"only default");
 }
 
-TEST(locStringId, localCopiesGiveTheOrdinaryClass) {
-    localLocStringId local(L"A", L"B", L"f1", L"f2", nullptr);
-    const vx::iLocStringId& asInterface = local;
-    locStringId copy = asInterface.copy();
-    EXPECT_EQ(persistentId(copy), L"A|B|,f1,f2");
-    EXPECT_EQ(copy.alternativeFiles()[0], locStringId(L"C", L"D", L"f1").alternativeFiles()[0]);
-}
-
-// --- resolution ---------------------------------------------------------------------------------------------
+// --- resolution: without a language file the default text, with the parameters inserted --------------
 
 TEST(locStringResolve, unknownIdGivesTheDefaultWithParameters) {
     locString s(L"Msg_Unknown", L"E: Could not open [File] after [Tries] tries", L"missing.loc");
@@ -101,6 +92,11 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithParameters) {
     EXPECT_EQ(std::wstring(s.string(L"de")), L"Could not open C:\\a.txt after 3 tries");
     EXPECT_EQ(text(locString(L"", L"Only [X]")), L"Only [X]");
     EXPECT_EQ(text(locString()), L"");
+
+    vx::locMessage msg(L"unchanged");
+    EXPECT_FALSE(vx::locManager::instance()->loadMessage(s.stringId(), msg, nullptr));
+    EXPECT_FALSE(vx::locManager::instance()->loadMessage(s.stringId(), msg, L"en"));
+    EXPECT_EQ(std::wstring(msg), L"unchanged");
 }
 
 TEST(locStringResolve, typedParametersAndFormats) {
@@ -122,9 +118,13 @@ TEST(locStringResolve, entryOrderNamesAndUnnamedEntries) {
     locString s(L"Id", L"%d %d");
     s.params().set(1, L"A");
     s.params().set(2, L"B");
+    EXPECT_EQ(text(s), L"1 2");
+    locString copy(s);
     s.params().set(3, L"A"); // replaces, keeps the place
     EXPECT_EQ(s.params().size(), 2u);
-    EXPECT_EQ(text(s), L"3 2");
+    EXPECT_EQ(text(s), L"3 2");    // every resolution starts from the default text
+    EXPECT_EQ(text(copy), L"1 2"); // and copies are independent
+
     locString unnamed(L"Id", L"$2 before $1");
     unnamed.params().set(L"first", nullptr);
     unnamed.params().set(L"second", L"");
@@ -149,17 +149,7 @@ TEST(locStringResolve, localisedParametersAreResolvedToo) {
     EXPECT_EQ(text(self), L"<<[Me]>>");
 }
 
-TEST(locStringResolve, everyResolutionStartsFromTheDefaultAndCopiesAreIndependent) {
-    locString s(L"Id", L"[A]");
-    s.params().set(1, L"A");
-    EXPECT_EQ(text(s), L"1");
-    locString copy(s);
-    s.params().set(2, L"A");
-    EXPECT_EQ(text(s), L"2");
-    EXPECT_EQ(text(copy), L"1");
-}
-
-TEST(locStringResolve, localStringCopiesToTheOrdinaryClass) {
+TEST(locStringResolve, localStringsAndStringsFromText) {
     localLocString local(L"Msg_L", L"W: value [V]", L"f.loc");
     local.params().set(4, L"V");
     EXPECT_EQ(std::wstring(local.string()), L"value 4");
@@ -168,32 +158,17 @@ TEST(locStringResolve, localStringCopiesToTheOrdinaryClass) {
     EXPECT_EQ(persistentId(copy.stringId()), L"Msg_L|W: value [V]|,f.loc");
     localLocString fromInterface(locStringId(L"Msg_N", L"n", L"g.loc"));
     EXPECT_EQ(persistentId(fromInterface.stringId()), L"Msg_N|n|,g.loc");
-}
 
-TEST(locStringResolve, fromText) {
     locString s(L"Msg_T|Hello [Who]|,a.loc");
     s.params().set(L"you", L"Who");
     EXPECT_EQ(text(s), L"Hello you");
     EXPECT_EQ(text(locString(L"plain text")), L"plain text");
 }
 
-TEST(locStringResolve, managerFindsNoLanguageFileYet) {
-    locString s(L"Msg_EReadFile", L"Error reading file [File]");
-    EXPECT_EQ(vx::locManager::instance(), vx::locManager::instance());
-    vx::locMessage msg(L"unchanged");
-    EXPECT_FALSE(vx::locManager::instance()->loadMessage(s.stringId(), msg, nullptr));
-    EXPECT_FALSE(vx::locManager::instance()->loadMessage(s.stringId(), msg, L"en"));
-    EXPECT_EQ(std::wstring(msg), L"unchanged");
-}
-
-// --- serialisation ---------------------------------------------------------------------------------------------
-
-TEST(locStringSerialize, withoutParameters) {
-    EXPECT_EQ(locString(L"A", L"B", L"f.loc").serialize(),
-              L"<LocString><Id>A</Id><Default>B</Default></LocString>");
-}
+// --- serialisation: unescaped, parameters in order, nested strings as fragments ------------------------
 
 TEST(locStringSerialize, parametersInOrderTextsAsTheyStandAndNestedStrings) {
+    EXPECT_EQ(locString(L"A", L"B", L"f.loc").serialize(), L"<LocString><Id>A</Id><Default>B</Default></LocString>");
     locString inner(L"I", L"inner");
     locString s(L"Msg_<X>", L"a & b");
     s.params().set(5, L"N");

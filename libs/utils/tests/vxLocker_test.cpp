@@ -1,13 +1,11 @@
 #include <vxLocker.h>
 
-#include <gtest/gtest.h>
+#include "testSupport.h"
 
 #include <atomic>
 #include <chrono>
 #include <limits>
 #include <memory>
-#include <thread>
-#include <vector>
 
 #if defined(__linux__)
 #include <sys/syscall.h>
@@ -41,6 +39,8 @@ void expectFree(spinLockerRecursive* lock) {
     EXPECT_EQ(lock->depth, 0u);
 }
 
+// --- interlocked counters: each change answers the new value, handed out exactly once ------------------
+
 TEST(Interlocked, ReturnsTheNewValue) {
     long volatile s = 0;
     unsigned long volatile u = 0;
@@ -51,23 +51,18 @@ TEST(Interlocked, ReturnsTheNewValue) {
     EXPECT_EQ(vx::interlockedRead(&u), 0UL);
 }
 
-// Every new value is handed out exactly once, however the threads interleave.
 TEST(Interlocked, ConcurrentChangesHandOutEveryValueOnce) {
     constexpr int kThreads = 4;
     constexpr long kTotal = kThreads * static_cast<long>(kRounds);
     unsigned long volatile up = 0;
     long volatile down = kTotal;
     std::vector<char> seenUp(kTotal + 1, 0), seenDown(kTotal + 1, 0); // one writer per element
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back([&] {
-            for (int i = 0; i < kRounds; ++i) {
-                ++seenUp.at(vx::interlockedIncrement(&up));
-                ++seenDown.at(vx::interlockedDecrement(&down));
-            }
-        });
-    for (auto& t : threads)
-        t.join();
+    vxtest::runThreads(kThreads, [&](int) {
+        for (int i = 0; i < kRounds; ++i) {
+            ++seenUp.at(vx::interlockedIncrement(&up));
+            ++seenDown.at(vx::interlockedDecrement(&down));
+        }
+    });
     EXPECT_EQ(up, static_cast<unsigned long>(kTotal));
     EXPECT_EQ(down, 0L);
     for (long v = 0; v <= kTotal; ++v) {
@@ -75,6 +70,8 @@ TEST(Interlocked, ConcurrentChangesHandOutEveryValueOnce) {
         ASSERT_EQ(seenDown[v], v == kTotal ? 0 : 1) << v;
     }
 }
+
+// --- the recursive spin lock and its guard: owner value, nesting, and who releases -----------------------
 
 TEST(SpinLockerRecursive, OwnerValueIsFnv1aOfTheFourLowBytesOfTheThreadId) {
     // Reference values computed independently.
@@ -146,18 +143,14 @@ TEST(SpinLockerRecursive, ExcludesOtherThreadsWhileTheHolderRecurses) {
     spinLockerRecursive* lock = genericValueHolderLocker::createLocker();
     long plain = 0;
     std::atomic<int> bad{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([&] {
-            const std::uint64_t me = spinLockerRecursive::currentOwnerValue();
-            for (int i = 0; i < kRounds; ++i) {
-                genericValueHolderLocker outer(lock), inner(lock);
-                bad += lock->depth != 2 || ownerOf(lock) != me;
-                ++plain;
-            }
-        });
-    for (auto& t : threads)
-        t.join();
+    vxtest::runThreads(4, [&](int) {
+        const std::uint64_t me = spinLockerRecursive::currentOwnerValue();
+        for (int i = 0; i < kRounds; ++i) {
+            genericValueHolderLocker outer(lock), inner(lock);
+            bad += lock->depth != 2 || ownerOf(lock) != me;
+            ++plain;
+        }
+    });
     EXPECT_EQ(bad, 0);
     EXPECT_EQ(plain, 4L * kRounds);
     expectFree(lock);

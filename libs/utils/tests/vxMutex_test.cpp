@@ -1,11 +1,9 @@
 #include <vxMutex.h>
 
-#include <gtest/gtest.h>
+#include "testSupport.h"
 
 #include <atomic>
 #include <chrono>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -46,6 +44,8 @@ bool lockedElsewhere(vx::mutex& m) {
     }).join();
     return locked;
 }
+
+// --- a recursive mutex with a time-out; release by a thread that holds nothing changes nothing ---------
 
 TEST(Mutex, TheHolderLocksAgainAndReleasesEveryLevel) {
     vx::mutex m;
@@ -95,23 +95,19 @@ TEST(Mutex, ExcludesOtherThreads) {
     vx::mutex m;
     long plain = 0;
     std::atomic<int> bad{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < kRounds; ++i) {
-                if (t % 2 == 0)
-                    bad += !m.lock();
-                else
-                    while (!m.lock(1)) {
-                    }
-                bad += !m.lock(0); // recursion never waits
-                ++plain;
-                m.release();
-                m.release();
-            }
-        });
-    for (auto& t : threads)
-        t.join();
+    vxtest::runThreads(4, [&](int t) {
+        for (int i = 0; i < kRounds; ++i) {
+            if (t % 2 == 0)
+                bad += !m.lock();
+            else
+                while (!m.lock(1)) {
+                }
+            bad += !m.lock(0); // recursion never waits
+            ++plain;
+            m.release();
+            m.release();
+        }
+    });
     EXPECT_EQ(bad, 0);
     EXPECT_EQ(plain, 4L * kRounds);
     EXPECT_TRUE(lockedElsewhere(m));

@@ -2,16 +2,14 @@
 
 #include "testSupport.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cstdint>
 #include <set>
-#include <thread>
 #include <unordered_set>
-#include <vector>
 
 using vx::scString;
+
+// --- interning: one copy per text, the whole length counts, the empty text is the null pointer --------
 
 TEST(scString, equalTextsShareOneCopyWhicheverOverloadMadeThem) {
     vx::string text = L"Length";
@@ -49,18 +47,12 @@ TEST(scString, textsWithTheSameHashStayApart) {
 }
 
 TEST(scString, nullTextIsAnAssertion) {
-    vxtest::assertionCapture capture;
-    bool thrown = true;
-    try {
-        scString::createFrom(static_cast<const wchar_t*>(nullptr));
-    } catch (bool value) {
-        thrown = value;
-    }
-    EXPECT_FALSE(thrown);
-    ASSERT_EQ(capture.texts().size(), 1u);
-    EXPECT_EQ(capture.last().rfind(L"Assertion failed:\npText\n\nFile: libs/utils/src/vxScString.cpp\nLine: ", 0), 0u)
-        << capture.last();
+    const std::wstring text =
+        vxtest::failedAssertion([] { scString::createFrom(static_cast<const wchar_t*>(nullptr)); });
+    EXPECT_EQ(text.rfind(L"Assertion failed:\npText\n\nFile: libs/utils/src/vxScString.cpp\nLine: ", 0), 0u) << text;
 }
+
+// --- use as a key, and interning from many threads at once ---------------------------------------------
 
 TEST(scString, worksAsKeyOfSortedAndHashedContainers) {
     const std::vector<const wchar_t*> names = {L"x", L"y", L"x", L"", L"z", L"y"};
@@ -79,23 +71,17 @@ TEST(scString, threadsInterningAtOnceAgreeOnThePointers) {
     constexpr int kThreads = 8, kNames = 300;
     std::vector<std::vector<const vx::string*>> shared(kThreads), own(kThreads);
     std::atomic<int> ready{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&, t] {
-            ready.fetch_add(1);
-            while (ready.load() < kThreads)
-                std::this_thread::yield();
-            shared[t].resize(kNames);
-            for (int i = 0; i < kNames; ++i) {
-                // Every thread walks the shared names in its own order.
-                const int n = (i * 7 + t * 31) % kNames;
-                shared[t][n] = &scString::createFrom(vx::string::sformat(L"shared%d", n)).string();
-                own[t].push_back(&scString::createFrom(vx::string::sformat(L"own%d_%d", t, i)).string());
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    vxtest::runThreads(kThreads, [&](int t) {
+        for (++ready; ready < kThreads;)
+            std::this_thread::yield();
+        shared[t].resize(kNames);
+        for (int i = 0; i < kNames; ++i) {
+            // Every thread walks the shared names in its own order.
+            const int n = (i * 7 + t * 31) % kNames;
+            shared[t][n] = &scString::createFrom(vx::string::sformat(L"shared%d", n)).string();
+            own[t].push_back(&scString::createFrom(vx::string::sformat(L"own%d_%d", t, i)).string());
+        }
+    });
 
     std::set<const vx::string*> distinct;
     for (int t = 0; t < kThreads; ++t) {

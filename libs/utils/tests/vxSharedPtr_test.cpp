@@ -2,36 +2,21 @@
 
 #include <vxSharedPtr.h>
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <optional>
-#include <stdexcept>
-#include <thread>
-#include <vector>
 
 namespace {
 
 using namespace std::chrono_literals;
+using vxtest::assertionSite;
+using vxtest::failedAssertion;
 
 #if defined(__SANITIZE_THREAD__)
 constexpr int kWriterRounds = 50000;
 #else
 constexpr int kWriterRounds = 400000; // a torn copy is a narrow window: many rounds make it likely
 #endif
-
-// Runs f, which must fail an assertion: a bool false that passes std::exception handlers.
-template <class F>
-std::wstring failedAssertion(F&& f) {
-    vxtest::assertionCapture capture;
-    try {
-        try { f(); } catch (const std::exception&) { ADD_FAILURE() << "caught as std::exception"; }
-        ADD_FAILURE() << "nothing thrown";
-    } catch (bool value) { EXPECT_FALSE(value); }
-    EXPECT_EQ(capture.texts().size(), 1u);
-    return capture.last();
-}
 
 // Counts its lives and tells whether it is still whole.
 struct tracked {
@@ -50,6 +35,8 @@ protected:
     void SetUp() override { tracked::constructed = tracked::destroyed = 0; }
     void TearDown() override { EXPECT_EQ(tracked::constructed, tracked::destroyed) << "leak"; }
 };
+
+// --- counting: copies, moves, resets, const pointers and casts share one counter ----------------------
 
 TEST_F(SharedPtrTest, CopiesShareOneCounterAndTheLastDeletes) {
     vx::sharedPtr<tracked> empty;
@@ -81,7 +68,7 @@ TEST_F(SharedPtrTest, CopiesShareOneCounterAndTheLastDeletes) {
         EXPECT_EQ(count, 0u);
 }
 
-TEST_F(SharedPtrTest, ConstPointersAndConversionsShareTheCounter) {
+TEST_F(SharedPtrTest, ConstPointersAndCastsShareTheCounter) {
     vx::sharedPtr<derived> object(new derived(4));
     vx::sharedPtr<tracked> base(object);
     vx::const_sharedPtr<tracked> constant(base), constCopy(constant);
@@ -91,15 +78,13 @@ TEST_F(SharedPtrTest, ConstPointersAndConversionsShareTheCounter) {
     constCopy.reset();
     constant = object;
     EXPECT_EQ(object.getRefCount(), 3u);
-    EXPECT_EQ(vx::const_sharedPtr<tracked>().getRefCount(), 0u);
     EXPECT_EQ(vx::const_sharedPtr<tracked>(new tracked(5)).getRefCount(), 1u);
-}
 
-TEST_F(SharedPtrTest, DynamicCastSharesTheCounterOrGivesAnEmptyPointer) {
-    vx::sharedPtr<tracked> isDerived(new derived(1)), isBase(new tracked(2));
-    vx::sharedPtr<derived> cast = vx::sharedPtrDynamicCast<derived>(isDerived);
-    EXPECT_EQ(cast.get(), isDerived.get());
-    EXPECT_EQ(isDerived.getRefCount(), 2u);
+    // A dynamic cast shares the counter, or gives an empty pointer and takes no reference.
+    vx::sharedPtr<tracked> isBase(new tracked(2));
+    vx::sharedPtr<derived> cast = vx::sharedPtrDynamicCast<derived>(base);
+    EXPECT_EQ(cast.get(), object.get());
+    EXPECT_EQ(object.getRefCount(), 4u);
     vx::sharedPtr<derived> failed = vx::sharedPtrDynamicCast<derived>(isBase);
     EXPECT_TRUE(failed.isNull());
     EXPECT_EQ(failed.getRefCount(), 0u);
@@ -107,26 +92,23 @@ TEST_F(SharedPtrTest, DynamicCastSharesTheCounterOrGivesAnEmptyPointer) {
     EXPECT_TRUE(vx::sharedPtrDynamicCast<derived>(vx::sharedPtr<tracked>()).isNull());
 }
 
+// --- assertions: null access and the non-recursive global lock -----------------------------------------
+
 TEST_F(SharedPtrTest, NullAccessReportsTheHeaderLineAndThrowsFalse) {
-    const std::wstring prefix = L"Assertion failed:\nm_p != nullptr\n\nFile: ";
-    auto expectText = [&](const std::wstring& text, int line) {
-        const std::wstring suffix = L"vxSharedPtr.h\nLine: " + std::to_wstring(line);
-        EXPECT_EQ(text.rfind(prefix, 0), 0u) << text;
-        EXPECT_TRUE(text.size() > prefix.size() + suffix.size() &&
-                    text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0) << text;
-    };
     vx::sharedPtr<tracked> empty;
     vx::const_sharedPtr<tracked> constEmpty;
-    expectText(failedAssertion([&] { (void)empty->value; }), 127);
-    expectText(failedAssertion([&] { (void)(*empty).value; }), 132);
-    expectText(failedAssertion([&] { (void)constEmpty->value; }), 138);
-    expectText(failedAssertion([&] { (void)(*constEmpty).value; }), 143);
+    EXPECT_EQ(assertionSite(failedAssertion([&] { (void)empty->value; })), L"m_p != nullptr @ vxSharedPtr.h:127");
+    EXPECT_EQ(assertionSite(failedAssertion([&] { (void)(*empty).value; })), L"m_p != nullptr @ vxSharedPtr.h:132");
+    EXPECT_EQ(assertionSite(failedAssertion([&] { (void)constEmpty->value; })), L"m_p != nullptr @ vxSharedPtr.h:138");
+    EXPECT_EQ(assertionSite(failedAssertion([&] { (void)(*constEmpty).value; })),
+              L"m_p != nullptr @ vxSharedPtr.h:143");
 }
 
 TEST_F(SharedPtrTest, LockerIsNotRecursiveAndCopiesOfItHoldNothing) {
     vx::sharedPtr<tracked> source(new tracked(1)), target;
     std::optional<vx::sharedPtrLocker> outer(std::in_place);
-    EXPECT_EQ(failedAssertion([] { vx::sharedPtrLocker inner; }).rfind(L"Assertion failed:\n", 0), 0u);
+    EXPECT_EQ(assertionSite(failedAssertion([] { vx::sharedPtrLocker inner; }))
+                  .rfind(L"sharedPtrLocker not held by the calling thread @ ", 0), 0u);
     failedAssertion([&] { vx::sharedPtr<tracked> copy(source); });
     failedAssertion([&] { target = source; });
     EXPECT_TRUE(target.isNull());
@@ -148,7 +130,8 @@ TEST_F(SharedPtrTest, LockerIsNotRecursiveAndCopiesOfItHoldNothing) {
     EXPECT_EQ(source.getRefCount(), 2u);
 }
 
-// Deletion never runs under the global lock, so a destructor may copy sharedPtr objects.
+// --- deletion never runs under the global lock, so a destructor may copy sharedPtr objects ------------
+
 vx::sharedPtr<int> gGlobal(new int(42));
 struct copiesWhenDestroyed {
     ~copiesWhenDestroyed() {
@@ -176,21 +159,18 @@ TEST(SharedPtrRelease, DeletesOutsideTheLock) {
     EXPECT_EQ(gGlobal.getRefCount(), 1u);
 }
 
-// Writers assign one shared variable in every way while readers copy it, until the writers end.
+// --- stress: writers assign one shared variable in every way while readers copy it --------------------
+
 TEST_F(SharedPtrTest, OneVariableAssignedAndReadByManyThreads) {
     constexpr int kWriters = 3, kReaders = 3;
     vx::sharedPtr<tracked> shared(new tracked(0));
     std::atomic<int> running{kWriters}, started{0}, bad{0};
     std::atomic<long> seen{0};
-    auto startTogether = [&] {
+    vxtest::runThreads(kWriters + kReaders, [&](int t) {
+        vx::sharedPtr<tracked> mine(t < kWriters ? new derived(t) : nullptr);
         for (++started; started < kWriters + kReaders;)
             std::this_thread::yield();
-    };
-    std::vector<std::thread> threads;
-    for (int w = 0; w < kWriters; ++w)
-        threads.emplace_back([&, w] {
-            vx::sharedPtr<tracked> mine(new derived(w));
-            startTogether();
+        if (t < kWriters) {
             for (int i = 0; i < kWriterRounds; ++i) {
                 switch (i % 5) {
                 case 0: shared = vx::sharedPtr<tracked>(new tracked(i)); break;
@@ -201,24 +181,19 @@ TEST_F(SharedPtrTest, OneVariableAssignedAndReadByManyThreads) {
                 }
             }
             --running;
-        });
-    for (int r = 0; r < kReaders; ++r)
-        threads.emplace_back([&] {
-            vx::sharedPtr<tracked> kept;
-            startTogether();
-            while (running > 0) {
-                vx::sharedPtr<tracked> copy(shared);
-                bad += copy && (!copy->consistent() || copy.getRefCount() < 1);
-                vx::const_sharedPtr<tracked> constant(shared);
-                bad += constant && !constant->consistent();
-                vx::sharedPtr<derived> cast = vx::sharedPtrDynamicCast<derived>(shared);
-                bad += cast && !cast->consistent();
-                kept = shared;
-                seen += copy ? 1 : 0;
-            }
-        });
-    for (auto& t : threads)
-        t.join();
+            return;
+        }
+        while (running > 0) {
+            vx::sharedPtr<tracked> copy(shared);
+            bad += copy && (!copy->consistent() || copy.getRefCount() < 1);
+            vx::const_sharedPtr<tracked> constant(shared);
+            bad += constant && !constant->consistent();
+            vx::sharedPtr<derived> cast = vx::sharedPtrDynamicCast<derived>(shared);
+            bad += cast && !cast->consistent();
+            mine = shared;
+            seen += copy ? 1 : 0;
+        }
+    });
     EXPECT_EQ(bad, 0);
     EXPECT_GT(seen, 0);
     shared.reset();

@@ -1,4 +1,4 @@
-// vxutil: the library's text operations on the command line.
+// vxutil: the vxUtils library on the command line, one subcommand per group of operations.
 //
 // Exit status: 0 done, 1 a negative answer (a text that does not match, nothing to split),
 // 2 bad usage, reported on one line on standard error, 3 the output could not be written.
@@ -32,7 +32,7 @@ int usageFailure(std::string what, const std::string& helpCommand) {
 }
 
 void printToolHelp() {
-    std::printf("vxutil %s: the text operations of the vxUtils library.\n\n"
+    std::printf("vxutil %s: the vxUtils library at the command line.\n\n"
                 "usage: vxutil COMMAND ARGUMENT...\n"
                 "       vxutil help COMMAND      (or: vxutil COMMAND --help)\n"
                 "       vxutil --version\n\n"

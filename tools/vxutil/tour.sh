@@ -118,6 +118,49 @@ run msg '$2 comes before $1 here' first second
 step "Messages: without a placeholder the first plain printf format takes the value"
 run msg 'Copied %d files' 12
 
+step "Paths: normalised as text, in the Windows manner, on every system"
+run path normalize 'C:/data//plans/../docs/./readme.txt' '"C:\My Files\a.txt" ignored'
+run path normalize --directory 'C:\data\plans'
+step "Paths: taken apart at the last dot, or at the first"
+run path parts 'C:\dir.ext\archive.tar.gz'
+run path parts --first-dot 'C:\dir.ext\archive.tar.gz'
+step "Paths: relative names are in lower case, seen from a directory"
+run path relative 'C:\Data\Plans\Site.DXF' 'c:\data'
+run path relative 'C:\Data\Plans\Site.DXF' 'c:\data\docs'
+step "Paths: the drive C: is the root /, case is matched; here VX_DRIVES=T=/tmp adds the drive T:"
+run path native 'C:\TMP\'
+VX_DRIVES="T=/tmp" run path native 'T:\reports\2024.txt'
+
+step "CRC-32 of files, as zlib and gzip compute it"
+tourFile=$(mktemp)
+trap 'rm -f "$tourFile"' EXIT
+printf 123456789 >"$tourFile"
+run crc32 "$tourFile"
+run --status 1 crc32 "$tourFile.missing"
+
+step "Directories: sub-directories first, then files, in name order with case ignored; d directory, l link, r read-only, h hidden"
+tourDir=$(mktemp -d)
+trap 'rm -f "${tourFile-}"; rm -rf "$tourDir"' EXIT
+mkdir -p "$tourDir/plans/2024" "$tourDir/.cache"
+for f in Readme.txt notes plans/site.DXF plans/2024/a.dxf .cache/x; do printf x >"$tourDir/$f"; done
+chmod 444 "$tourDir/Readme.txt"
+ln -s plans "$tourDir/current"
+run ls "$tourDir"
+step "Directories: filters as on Windows: case is ignored, and *. chooses the names without a dot"
+run ls "$tourDir" '*.TXT'
+run ls "$tourDir" '*.'
+step "Directories: --mask 2 leaves hidden entries out; the walk gives a directory's files after all below it, and no link is entered"
+run ls --recursive --mask 2 "$tourDir"
+run --status 1 ls "$tourDir/missing"
+
+step "Search paths: the first directory that holds the file wins; --recursive searches below each directory first"
+mkdir -p "$tourDir/bin/extra" "$tourDir/tools"
+printf x >"$tourDir/bin/extra/make"
+printf x >"$tourDir/tools/make"
+run which make "$tourDir/bin:$tourDir/tools"
+run which --recursive make "$tourDir/bin:$tourDir/tools"
+run --status 1 which cmake "$tourDir/bin:$tourDir/tools"
+
 step "Bad usage: one line on standard error and exit status 2"
 run --status 2 split '' abc
 

@@ -16,6 +16,8 @@
 
 namespace vx {
 
+class file;
+
 class VX_API exception {
 public:
     // Keeps a copy of message and of the messages of nested and its causes: nothing refers to
@@ -39,12 +41,14 @@ private:
 };
 
 // --- files ----------------------------------------------------------------------------------------
-// The file exceptions name the file by its full name, in the parameter "File".
+// The file exceptions name the file by its full name, in the parameter "File"; each takes the
+// name as text or the file object itself.
 
 class VX_API fileException : public exception {
 public:
     // "Msg_EFileAccess": "Error accessing file [File]".
     explicit fileException(const vx::string& file, const exception* nested = nullptr);
+    explicit fileException(const file& f, const exception* nested = nullptr);
     // For the file exceptions below, each with a message of its own.
     fileException(const locString& message, const exception* nested);
 };
@@ -53,42 +57,49 @@ class VX_API fileNotFoundException : public fileException {
 public:
     // "Msg_EFileNotFound": "File [File] not found!".
     explicit fileNotFoundException(const vx::string& file);
+    explicit fileNotFoundException(const file& f);
 };
 
 class VX_API readFileException : public fileException {
 public:
     // "Msg_EReadFile": "Error reading file [File]".
     explicit readFileException(const vx::string& file, const exception* nested = nullptr);
+    explicit readFileException(const file& f, const exception* nested = nullptr);
 };
 
 class VX_API writeFileException : public fileException {
 public:
     // "Msg_EWriteFile": "Error writing file [File]".
     explicit writeFileException(const vx::string& file, const exception* nested = nullptr);
+    explicit writeFileException(const file& f, const exception* nested = nullptr);
 };
 
 class VX_API fileWriteProtectedException : public fileException {
 public:
     // "Msg_EFileWriteProtected": "File [File] is write protected!".
     explicit fileWriteProtectedException(const vx::string& file, const exception* nested = nullptr);
+    explicit fileWriteProtectedException(const file& f, const exception* nested = nullptr);
 };
 
 class VX_API invalidFileFormatException : public fileException {
 public:
     // "Msg_EInvalidFileFormat": "Invalid file format in File [File]!".
     explicit invalidFileFormatException(const vx::string& file, const exception* nested = nullptr);
+    explicit invalidFileFormatException(const file& f, const exception* nested = nullptr);
 };
 
 class VX_API invalidXmlException : public fileException {
 public:
     // "Msg_EInvalidXml": "File [File] is not a valid XML-file!".
     explicit invalidXmlException(const vx::string& file);
+    explicit invalidXmlException(const file& f);
 };
 
 class VX_API moduleLoadException : public fileException {
 public:
     // "Msg_ELoadModule": "Error loading module [File]".
     explicit moduleLoadException(const vx::string& module, const exception* nested = nullptr);
+    explicit moduleLoadException(const file& module, const exception* nested = nullptr);
 };
 
 // --- computation and internal failures ----------------------------------------------------------------

@@ -29,5 +29,15 @@
 #include "vxTypeConversion.h"
 #include "vxGenericValue.h"
 
+// Environment, paths and files
+#include "vxEnvironment.h"
+#include "vxConfigSet.h"
+#include "vxFsEntryName.h"
+#include "vxFsEntry.h"
+#include "vxFile.h"
+#include "vxDirectory.h"
+#include "vxSearchPath.h"
+#include "vxModule.h"
+
 // Concurrency
 #include "vxMutex.h"

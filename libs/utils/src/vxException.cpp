@@ -1,5 +1,7 @@
 #include "vxException.h"
 
+#include "vxFile.h"
+
 #include <atomic>
 #include <cstdarg>
 
@@ -73,6 +75,21 @@ invalidXmlException::invalidXmlException(const vx::string& file)
 
 moduleLoadException::moduleLoadException(const vx::string& module, const exception* nested)
     : fileException(fileMessage(L"Msg_ELoadModule", L"Error loading module [File]", module), nested) {}
+
+// The file forms name the file by its full name.
+fileException::fileException(const file& f, const exception* nested) : fileException(f.fullName(), nested) {}
+fileNotFoundException::fileNotFoundException(const file& f) : fileNotFoundException(f.fullName()) {}
+readFileException::readFileException(const file& f, const exception* nested)
+    : readFileException(f.fullName(), nested) {}
+writeFileException::writeFileException(const file& f, const exception* nested)
+    : writeFileException(f.fullName(), nested) {}
+fileWriteProtectedException::fileWriteProtectedException(const file& f, const exception* nested)
+    : fileWriteProtectedException(f.fullName(), nested) {}
+invalidFileFormatException::invalidFileFormatException(const file& f, const exception* nested)
+    : invalidFileFormatException(f.fullName(), nested) {}
+invalidXmlException::invalidXmlException(const file& f) : invalidXmlException(f.fullName()) {}
+moduleLoadException::moduleLoadException(const file& module, const exception* nested)
+    : moduleLoadException(module.fullName(), nested) {}
 
 // --- computation and internal failures ----------------------------------------------------------------
 

@@ -5,7 +5,7 @@
 set -u
 vxutil=${1:?usage: cli_test.sh PATH-TO-VXUTIL VERSION}
 version=${2:?usage: cli_test.sh PATH-TO-VXUTIL VERSION}
-commands=(bytes field format guid lower match msg replace split trim upper)
+commands=(bytes crc32 field format guid lower ls match msg path replace split trim upper which)
 passed=0
 failed=0
 scratch=$(mktemp -d)
@@ -283,6 +283,120 @@ invoke msg 'no placeholder' X=1
 if ((status == 1)) && [[ $(cat "$scratch/out") == 'no placeholder' ]] && [[ $(wc -l <"$scratch/err") == 1 ]]; then pass; else fail "status $status for an unplaced value" msg 'no placeholder' X=1; fi
 bad msg
 bad msg --frob x
+
+# --- path -----------------------------------------------------------------------------------------
+t 0 path normalize 'C:/a//b/../c/./' '=>' 'C:\a\c'
+t 0 path normalize --directory 'C:/a//b/../c/./' '=>' 'C:\a\c\'
+t 0 path normalize 'C:\..\x' 'C:\a\.\..\b' '\\\\server\x' 'C:x' '=>' 'C:\x' 'C:\a\b' '\\server\x' 'C:x'
+t 0 path normalize '"C:\a b\c" -x' '=>' 'C:\a b\c'
+t 0 path normalize '' '=>' ''
+VX_TEST_ROOT='C:\root' t 0 path normalize '%VX_TEST_ROOT%\a\%VX_TEST_ROOT%' 'C:\a\%VX_UNSET_NAME%\..\x' \
+    '=>' 'C:\root\a\C:\root' 'C:\a\x'
+winScratch="C:${scratch//\//\\}"
+cd "$scratch" || exit 1
+t 0 path normalize x '\y' '=>' "$winScratch\\x" 'C:\y'
+cd - >/dev/null || exit 1
+t 0 path parts 'c:\dir.ext\a.b.c' '=>' 'drive     C:' 'path      \dir.ext\' 'name      a.b' 'extension c'
+t 0 path parts --first-dot 'c:\dir.ext\a.b.c' '=>' 'drive     C:' 'path      \dir.ext\' 'name      a' 'extension b.c'
+t 0 path parts '\\srv\share\.hidden' '=>' 'drive     \\srv' 'path      \share\' 'name      ' 'extension hidden'
+t 0 path parts 'C:\' '=>' 'drive     C:' 'path      \' 'name      ' 'extension '
+t 0 path relative 'C:\A\B\File.TXT' 'c:\a' '=>' '.\b\file.txt'
+t 0 path relative 'C:\A\B\File.TXT' 'c:\a\c\' '=>' '..\b\file.txt'
+t 0 path relative 'C:\A\B\File.TXT' 'D:\' '=>' 'C:\A\B\File.TXT'
+t 0 path relative 'C:\foobar\x' 'C:\foo' '=>' '..\foobar\x'
+t 1 path relative 'C:\' 'C:\a' '=>'
+mkdir -p "$scratch/Data/Sub"
+VX_DRIVES="Q=$scratch" t 0 path native 'q:\data\SUB\new.txt' '=>' "$scratch/Data/Sub/new.txt"
+VX_DRIVES="Q=$scratch" t 0 path native 'Q:\' '=>' "$scratch"
+VX_DRIVES= t 1 path native 'Q:\x' '=>'
+VX_UNC_ROOT= t 1 path native '\\srv\share\x' '=>'
+VX_UNC_ROOT="$scratch" t 0 path native '\\srv\share\x' '=>' "$scratch/srv/share/x"
+bad path
+bad path frob x
+bad path normalize
+bad path parts
+bad path parts a b
+bad path relative a
+bad path relative a b c
+bad path native
+bad path native a b
+bad path parts --directory x
+bad path normalize --first-dot x
+bad path normalize --nope x
+
+# --- crc32 ----------------------------------------------------------------------------------------
+printf 123456789 >"$scratch/nine"
+: >"$scratch/empty"
+printf 'The quick brown fox jumps over the lazy dog' >"$scratch/fox file"
+t 0 crc32 "$scratch/nine" "$scratch/empty" "$scratch/fox file" \
+    '=>' "cbf43926  $scratch/nine" "00000000  $scratch/empty" "414fa339  $scratch/fox file"
+cd "$scratch" || exit 1
+t 0 crc32 NINE '=>' 'cbf43926  NINE'
+cd - >/dev/null || exit 1
+# A missing file: the others are still reported, the missing one on standard error.
+invoke crc32 "$scratch/missing" "$scratch/nine" "$scratch/Data"
+if ((status == 1)) && [[ $(cat "$scratch/out") == "cbf43926  $scratch/nine" ]] && [[ $(wc -l <"$scratch/err") == 2 ]]; then
+    pass
+else
+    fail "status $status, output $(cat "$scratch/out"), errors $(cat "$scratch/err")" crc32 missing nine Data
+fi
+# The same value as gzip's trailer, on data that crosses the 512 KiB read blocks.
+if command -v gzip >/dev/null && command -v od >/dev/null; then
+    head -c 1500007 /dev/urandom >"$scratch/random"
+    expected=$(gzip -c "$scratch/random" | tail -c 8 | od -An -tx1 -N4 | awk '{print $4 $3 $2 $1}')
+    t 0 crc32 "$scratch/random" '=>' "$expected  $scratch/random"
+fi
+bad crc32
+bad crc32 --nope x
+
+# --- ls -------------------------------------------------------------------------------------------
+tree="$scratch/tree"
+mkdir -p "$tree/Sub/deep" "$tree/sub" "$tree/.hid"
+for f in a.txt B.TXT .h noext Sub/x.txt Sub/deep/y.txt sub/z.txt .hid/q.txt; do : >"$tree/$f"; done
+chmod 444 "$tree/B.TXT"
+ln -s .. "$tree/Sub/up"
+t 0 ls "$tree" '=>' 'd--h-  .hid\' 'd----  Sub\' 'd----  sub\' '---h-  .h' '-----  a.txt' '--r--  B.TXT' '-----  noext'
+t 0 ls "$tree" '*.TXT' '=>' '-----  a.txt' '--r--  B.TXT'
+t 0 ls "$tree" '*.' --mask 2 '=>' 'd----  Sub\' 'd----  sub\' '-----  noext'
+t 0 ls --mask 0x11 "$tree" '=>' '---h-  .h' '-----  a.txt' '-----  noext'
+t 0 ls "$tree/SUB" '=>' 'd----  deep\' 'dl---  up\' '-----  x.txt'
+t 0 ls "C:${tree//\//\\}\\sub" '=>' '-----  z.txt'
+t 0 ls "$tree/sub" 'nothing*' '=>'
+# The files of a sub-directory, and of all below it, come before the directory's own; links are
+# not entered.
+t 0 ls --recursive "$tree" '=>' '.hid\q.txt' 'Sub\deep\y.txt' 'Sub\x.txt' 'sub\z.txt' '.h' 'a.txt' 'B.TXT' 'noext'
+t 0 ls "$tree" '*.txt' --recursive --mask 3 '=>' 'Sub\deep\y.txt' 'Sub\x.txt' 'sub\z.txt' 'a.txt'
+invoke ls "$tree/missing"
+if ((status == 1)) && [[ ! -s $scratch/out ]] && [[ $(wc -l <"$scratch/err") == 1 ]]; then pass; else fail "status $status for a missing directory" ls missing; fi
+bad ls
+bad ls a b c
+bad ls "$tree" --mask
+bad ls "$tree" --mask -1
+bad ls "$tree" --mask x
+bad ls "$tree" --mask 1 --mask 2
+bad ls "$tree" --all
+
+# --- which ----------------------------------------------------------------------------------------
+# Windows form of a native path on the default drive table.
+win() { local p=${1//\//\\}; printf 'C:%s' "$p"; }
+paths="$scratch/paths"
+mkdir -p "$paths/one" "$paths/two/deep/er"
+: >"$paths/two/tool"
+: >"$paths/one/.hidden"
+: >"$paths/two/deep/er/tool"
+: >"$paths/one/other"
+t 0 which tool "$paths/one:$paths/two" '=>' "$(win "$paths/two/tool")"
+# A deep hit in an earlier directory beats a direct hit in a later one.
+t 0 which --recursive tool "$paths/two/deep:$paths/two" '=>' "$(win "$paths/two/deep/er/tool")"
+t 0 which 'er\tool' "$paths/two/deep" '=>' "$(win "$paths/two/deep/er/tool")"
+t 1 which tool "$paths/one" '=>'
+t 1 which tool "$paths/missing" '=>'
+# Missing directories and repeated ones (case ignored) are dropped; the first spelling stays.
+t 0 which --all x "$paths/ONE:$paths/missing:$paths/one:$paths/two" '=>' "$(win "$paths/ONE")\\" "$(win "$paths/two")\\"
+t 0 which --semicolons tool "$(win "$paths/one");$(win "$paths/two")" '=>' "$(win "$paths/two/tool")"
+bad which
+bad which tool
+bad which --frob tool "$paths"
 
 # --- the environment ----------------------------------------------------------------------------
 # Arguments decode as UTF-8 whatever the locale of the environment says.

@@ -280,3 +280,108 @@ private:
 };
 
 } // namespace vx::platform
+
+// --- version resources of executables (files) ---------------------------------------------------------
+
+namespace vx::platform {
+
+// The fixed version numbers of an executable's version resource, each as its most and least
+// significant 32-bit halves: fileVersion of the file, productVersion of the product. False when
+// the file has no such resource; the executables of POSIX systems never have one.
+bool fixedVersionInfo(const std::wstring& path, std::uint32_t (&fileVersion)[2],
+                      std::uint32_t (&productVersion)[2]);
+
+} // namespace vx::platform
+
+// --- directories, their listing, and the system's folders ------------------------------------------
+//
+// Paths are Windows form, mapped with toNativePath; failure is a false result with errno set.
+
+namespace vx::platform {
+
+// The bit a find function gives an entry that is a symbolic link, beside the attributes of what
+// it points to (Windows gives its reparse points, links and junctions, the same bit). A link
+// that points nowhere is a system entry.
+constexpr std::uint32_t kAttributeLink = 0x400;
+
+// As _wmkdir: makes one directory. False when an entry of that name exists or the parent is
+// missing, so two callers never both make the same directory.
+bool createDirectory(const std::wstring& path);
+
+// As _wrmdir: removes an empty directory; false for a read-only one, as Windows refuses it. A
+// symbolic link to a directory is removed itself, never what it points to.
+bool removeDirectory(const std::wstring& path);
+
+// As _wchdir: makes the directory the current one, and so its drive the current drive. A
+// failure leaves the current directory as it was.
+bool changeCurrentDirectory(const std::wstring& path);
+
+// As GetDiskFreeSpaceExW: the bytes free to the calling user, the size and the free bytes in
+// all of the file system that holds path.
+bool diskSpace(const std::wstring& path, std::uint64_t& freeToCaller, std::uint64_t& total,
+               std::uint64_t& totalFree);
+
+// As SHGetFolderPathW for the CSIDL values 0x05 (documents: $HOME), 0x10 (desktop: the XDG
+// desktop folder, else ~/Desktop), 0x1A (application data: $XDG_CONFIG_HOME, else ~/.config),
+// 0x1C (local application data: $XDG_DATA_HOME, else ~/.local/share), 0x23 (application data
+// of all users: the first absolute entry of $XDG_CONFIG_DIRS, else /etc/xdg) and 0x2E (common
+// documents: the XDG public-share folder, else ~/Public), in Windows form. Relative values
+// count as unset, as the XDG rules say. Whether the folder exists is not asked. False for other values, without a
+// home, and for a folder that lies under no drive.
+bool knownFolder(int csidl, std::wstring& windowsForm);
+
+// The system's own temporary directory in Windows form: $TMPDIR when it holds an absolute path
+// that lies under a drive, else /tmp. False when /tmp lies under no drive either.
+bool systemTemporaryDirectory(std::wstring& windowsForm);
+
+// The entries of one directory, "." and ".." first, then the others in the order of their names
+// compared without regard to case (names that differ only by case in byte order), as NTFS
+// gives them. The names are read when the listing opens; an entry is examined only when asked,
+// so a name can be passed over without that cost. Names holding '\', which no Windows-form
+// path can name, are left out.
+class directoryListing {
+public:
+    // What the listing knows of an entry without examining it.
+    enum entryKind {
+        kindUnknown,   // anything, a symbolic link included
+        kindDirectory, // a directory, not a link
+        kindOther,     // neither a directory nor a link
+    };
+
+    directoryListing();
+    ~directoryListing();
+    directoryListing(const directoryListing&) = delete;
+    directoryListing& operator=(const directoryListing&) = delete;
+
+    // False, with nothing to list, for a directory that is missing or cannot be read.
+    bool open(const std::wstring& path);
+    // Moves to the next name; false at the end.
+    bool next(std::wstring& name, entryKind& kind);
+    // The attributes of the current entry (kAttribute...) as the find functions give them, read
+    // now; false when it vanished since the names were read, or cannot be examined.
+    bool examine(std::uint32_t& attributes);
+
+private:
+    struct state;
+    state* mpState;
+};
+
+} // namespace vx::platform
+
+// --- processes and modules ------------------------------------------------------------------------
+
+namespace vx::platform {
+
+// Whether a process of that id exists and has not ended (a zombie has ended).
+bool processExists(unsigned long id);
+
+// The handle of a module loaded into this process, found by its file name (either case; the
+// system's "lib" prefix and ".so" suffix with its version may be left out); null when no loaded
+// module has that name. The empty name gives the handle of the executable.
+void* loadedModule(const std::wstring& name);
+
+// The full Windows-form file name of a loaded module; null stands for the executable. False for a
+// handle that is not a module of this process.
+bool moduleFileName(void* module, std::wstring& windowsForm);
+
+} // namespace vx::platform

@@ -159,6 +159,32 @@ public:
 // The state of one search of a directory (internal).
 struct directorySearch;
 
+namespace detail {
+// One walk over the entries of a directory that match a filter and have no attribute of a mask;
+// both iterators keep one (internal: used by the library's own code only).
+class entryWalk {
+public:
+    entryWalk(const string& base, const string& filter, int mask);
+    entryWalk(entryWalk&& other) noexcept;
+    entryWalk& operator=(entryWalk&& other) noexcept;
+    entryWalk(const entryWalk&) = delete;
+    entryWalk& operator=(const entryWalk&) = delete;
+    ~entryWalk();
+
+    // The full name of the next entry (a sub-directory or a file); empty at the end, which
+    // closes the search at once.
+    fsEntryName next(bool wantDirectory);
+    // The attributes of the entry last given.
+    int attributes() const;
+    const string& base() const { return mBase; }
+
+private:
+    string mBase;
+    directorySearch* mpSearch;
+    int mMask;
+};
+} // namespace detail
+
 // The sub-directories of a directory, "." and ".." never among them. The iterator is the
 // current sub-directory; its name is empty when the walk is over (also at once for a missing
 // or unreadable base, an empty base name and a null or empty filter).
@@ -192,11 +218,7 @@ public:
 private:
     friend class recursiveFileIterator; // makes the files' iterator of the same base
 
-    bool accept();
-
-    string mBase;
-    directorySearch* mpSearch;
-    int mMask;
+    detail::entryWalk mWalk;
 };
 
 // The files of a directory (directories are never reported, whatever the mask says); the
@@ -218,11 +240,7 @@ public:
     int attributes() const;
 
 private:
-    bool accept();
-
-    directory mBase;
-    directorySearch* mpSearch;
-    int mMask;
+    detail::entryWalk mWalk;
 };
 
 // Every file below a directory, depth first: the files of a sub-directory, and of everything

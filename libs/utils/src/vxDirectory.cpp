@@ -468,53 +468,74 @@ directory directory::generateRandomDirectory(const directory& base) {
     return directory();
 }
 
+// --- entryWalk ---------------------------------------------------------------------------------------
+
+namespace detail {
+
+entryWalk::entryWalk(const string& base, const string& filter, int mask)
+    : mBase(base), mpSearch(directorySearch::open(base, filter)), mMask(mask) {}
+
+entryWalk::entryWalk(entryWalk&& other) noexcept
+    : mBase(std::move(other.mBase)), mpSearch(other.mpSearch), mMask(other.mMask) {
+    other.mpSearch = nullptr;
+}
+
+entryWalk& entryWalk::operator=(entryWalk&& other) noexcept {
+    if (this != &other) {
+        delete mpSearch;
+        mBase = std::move(other.mBase);
+        mpSearch = other.mpSearch;
+        mMask = other.mMask;
+        other.mpSearch = nullptr;
+    }
+    return *this;
+}
+
+entryWalk::~entryWalk() {
+    delete mpSearch;
+}
+
+fsEntryName entryWalk::next(bool wantDirectory) {
+    string entry;
+    if (mpSearch && mpSearch->next(mMask, wantDirectory, entry))
+        return childName(mBase, entry);
+    // Exhausted: the search is closed at once rather than with the iterator.
+    delete mpSearch;
+    mpSearch = nullptr;
+    return fsEntryName();
+}
+
+int entryWalk::attributes() const {
+    return mpSearch ? mpSearch->attributes : 0;
+}
+
+} // namespace detail
+
 // --- directoryIterator -----------------------------------------------------------------------------
 
 directoryIterator::directoryIterator(const directory& base, const wchar_t* filter, int mask)
-    : directory(), mBase(base.fullName()), mpSearch(nullptr), mMask(mask) {
-    mpSearch = directorySearch::open(mBase, filter ? string(filter) : string());
+    : directory(), mWalk(base.fullName(), filter ? string(filter) : string(), mask) {
     next();
 }
 
 directoryIterator::directoryIterator(directoryIterator&& other) noexcept
-    : directory(static_cast<const directory&>(other)), mBase(std::move(other.mBase)), mpSearch(other.mpSearch),
-      mMask(other.mMask) {
-    other.mpSearch = nullptr;
+    : directory(static_cast<const directory&>(other)), mWalk(std::move(other.mWalk)) {
     other.mName = fsEntryName();
 }
 
 directoryIterator& directoryIterator::operator=(directoryIterator&& other) noexcept {
     if (this != &other) {
-        delete mpSearch;
         directory::operator=(static_cast<const directory&>(other));
-        mBase = std::move(other.mBase);
-        mpSearch = other.mpSearch;
-        mMask = other.mMask;
-        other.mpSearch = nullptr;
+        mWalk = std::move(other.mWalk);
         other.mName = fsEntryName();
     }
     return *this;
 }
 
-directoryIterator::~directoryIterator() {
-    delete mpSearch;
-}
-
-bool directoryIterator::accept() {
-    string entry;
-    if (!mpSearch || !mpSearch->next(mMask, true, entry))
-        return false;
-    fsEntry::operator=(childName(mBase, entry));
-    return true;
-}
+directoryIterator::~directoryIterator() = default;
 
 void directoryIterator::next() {
-    mName = fsEntryName();
-    if (!accept()) {
-        // Exhausted: the search is closed at once rather than with the iterator.
-        delete mpSearch;
-        mpSearch = nullptr;
-    }
+    fsEntry::operator=(mWalk.next(true));
 }
 
 directoryIterator& directoryIterator::operator++() {
@@ -527,55 +548,35 @@ void directoryIterator::operator++(int) {
 }
 
 int directoryIterator::attributes() const {
-    return mpSearch && !mName.empty() ? mpSearch->attributes : 0;
+    return mName.empty() ? 0 : mWalk.attributes();
 }
 
 // --- fileIterator ----------------------------------------------------------------------------------
 
+// Directories are never reported, whatever the mask says.
 fileIterator::fileIterator(const directory& base, const string& filter, int mask)
-    : file(), mBase(base), mpSearch(nullptr), mMask(mask | kDirectoryAttribute) {
-    mpSearch = directorySearch::open(mBase.fullName(), filter);
+    : file(), mWalk(base.fullName(), filter, mask | kDirectoryAttribute) {
     next();
 }
 
 fileIterator::fileIterator(fileIterator&& other) noexcept
-    : file(static_cast<const file&>(other)), mBase(std::move(other.mBase)), mpSearch(other.mpSearch),
-      mMask(other.mMask) {
-    other.mpSearch = nullptr;
+    : file(static_cast<const file&>(other)), mWalk(std::move(other.mWalk)) {
     other.mName = fsEntryName();
 }
 
 fileIterator& fileIterator::operator=(fileIterator&& other) noexcept {
     if (this != &other) {
-        delete mpSearch;
         file::operator=(static_cast<const file&>(other));
-        mBase = std::move(other.mBase);
-        mpSearch = other.mpSearch;
-        mMask = other.mMask;
-        other.mpSearch = nullptr;
+        mWalk = std::move(other.mWalk);
         other.mName = fsEntryName();
     }
     return *this;
 }
 
-fileIterator::~fileIterator() {
-    delete mpSearch;
-}
-
-bool fileIterator::accept() {
-    string entry;
-    if (!mpSearch || !mpSearch->next(mMask, false, entry))
-        return false;
-    fsEntry::operator=(childName(mBase.fullName(), entry));
-    return true;
-}
+fileIterator::~fileIterator() = default;
 
 void fileIterator::next() {
-    mName = fsEntryName();
-    if (!accept()) {
-        delete mpSearch;
-        mpSearch = nullptr;
-    }
+    fsEntry::operator=(mWalk.next(false));
 }
 
 fileIterator& fileIterator::operator++() {
@@ -588,7 +589,7 @@ void fileIterator::operator++(int) {
 }
 
 int fileIterator::attributes() const {
-    return mpSearch && !mName.empty() ? mpSearch->attributes : 0;
+    return mName.empty() ? 0 : mWalk.attributes();
 }
 
 // --- recursiveFileIterator -------------------------------------------------------------------------
@@ -620,7 +621,7 @@ void recursiveFileIterator::settle() {
     }
     // The directory's own files come after everything below it.
     fsEntryName base;
-    base.assignText(mpDirs->mBase);
+    base.assignText(mpDirs->mWalk.base());
     mpDirs.reset();
     mpFiles.reset(new fileIterator(directory(base), mFileFilter, mFileMask));
     if (mpFiles->fullName().empty())

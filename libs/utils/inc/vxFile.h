@@ -19,8 +19,9 @@ class directory;
 class version;
 
 // What an executable image is built for: the magic of its optional header, or 1 for a managed
-// image that runs as either width.
-enum _pe_architecture {
+// image that runs as either width. Based on int, so that any other magic (0x107 of a ROM image)
+// is carried as it is.
+enum _pe_architecture : int {
     peArchitectureUnknown = 0, // unknown, or the file could not be read
     peArchitectureAny = 1,     // a managed image that may run as 32 or 64 bits
     peArchitecture32 = 0x10B,
@@ -116,6 +117,20 @@ public:
     // when both files can be read and have the same CRC-32.
     bool isIdenticalTo(const file& other) const;
 
+    // Writes this file's bytes to target in gzip form, reading chunks of 1024 bytes. After each
+    // chunk, progress (when not null) is called with (written / size) * 100, computed in 32-bit
+    // unsigned integers (so 0 until the last chunk, then 100; 100 when the size is 0), and with
+    // context; false from it cancels. A missing source leaves target untouched; a failure or a
+    // cancel after target was opened leaves the partial target on disk. False when target is
+    // this very file.
+    bool gzCompressTo(const file& target, bool (*progress)(double, void*) = nullptr, void* context = nullptr) const;
+    // Writes the bytes that this gzip file holds to target (a file that is not gzip data is
+    // copied unchanged), 1024 bytes at a time. Progress as for gzCompressTo, with the bytes
+    // written and the size of this file: a whole multiple of 100 that can pass 100. Damaged or
+    // cut gzip data, a failed write and a cancel give false and leave the partial target; a
+    // source that cannot be opened leaves target untouched. False when target is this file.
+    bool gzUncompressTo(const file& target, bool (*progress)(double, void*) = nullptr, void* context = nullptr) const;
+
     // The four numbers of the version resource of an executable. This system's executables
     // have none: the answer is false and the arguments are not written.
     bool getFixedFileVersion(unsigned& a, unsigned& b, unsigned& c, unsigned& d) const;
@@ -140,5 +155,12 @@ private:
     bool versionNumbers(bool product, unsigned (&numbers)[4]) const;
     bool versionString(bool product, string& text, unsigned width) const;
 };
+
+// The architecture a Windows executable (PE image) is built for, read from the file's bytes on
+// every system: the magic of the optional header (0x10B, 0x20B), or peArchitectureAny for an image
+// whose magic is 0x10B and whose managed header, found through the 8 bytes at 0xF8 behind the
+// "PE" signature, does not require 32 bits. peArchitectureUnknown when the file cannot be read,
+// the "MZ" or "PE\0\0" signature is missing, or a structure needed lies beyond its end.
+VX_API _pe_architecture imageArchitecture(const file& f);
 
 } // namespace vx

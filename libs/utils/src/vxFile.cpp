@@ -1,6 +1,8 @@
 #include "vxFile.h"
 
+#include "vxBinaryBuffer.h"
 #include "vxCrc32.h"
+#include "vxGzipFile.h"
 #include "vxDirectory.h"
 #include "vxEnvironment.h"
 #include "vxVersion.h"
@@ -36,46 +38,6 @@ constexpr long kMaxNamesTried = 1L << 20;
 // Version numbers are padded to at most this many digits.
 constexpr unsigned kMaxVersionWidth = 32;
 
-// --- CRC-32, sixteen bytes per step --------------------------------------------------------------
-// Slicing by 16 gives the same values as the byte-wise table update, several times faster: table
-// k holds the effect of a byte followed by k zero bytes, so sixteen lookups that do not depend on
-// each other replace sixteen dependent steps.
-
-constexpr std::size_t kSlices = 16;
-using sliceTables = std::array<std::array<std::uint32_t, 256>, kSlices>;
-
-constexpr sliceTables makeSliceTables() {
-    sliceTables tables{};
-    for (std::size_t i = 0; i < 256; ++i)
-        tables[0][i] = detail::crc32Table[i];
-    for (std::size_t k = 1; k < kSlices; ++k)
-        for (std::size_t i = 0; i < 256; ++i)
-            tables[k][i] = (tables[k - 1][i] >> 8) ^ tables[0][tables[k - 1][i] & 0xFF];
-    return tables;
-}
-
-constexpr sliceTables kSliceTables = makeSliceTables();
-
-inline std::uint32_t loadLittleEndian32(const unsigned char* p) {
-    return static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-           static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[3]) << 24;
-}
-
-// The four lookups of one 32-bit word whose first byte stands `first` bytes before the end of
-// the step.
-inline std::uint32_t sliceWord(std::uint32_t word, std::size_t first) {
-    return kSliceTables[first][word & 0xFF] ^ kSliceTables[first - 1][(word >> 8) & 0xFF] ^
-           kSliceTables[first - 2][(word >> 16) & 0xFF] ^ kSliceTables[first - 3][word >> 24];
-}
-
-std::uint32_t crc32Sliced(std::uint32_t running, const unsigned char* p, std::size_t size) {
-    for (; size >= kSlices; p += kSlices, size -= kSlices) {
-        running = sliceWord(loadLittleEndian32(p) ^ running, 15) ^ sliceWord(loadLittleEndian32(p + 4), 11) ^
-                  sliceWord(loadLittleEndian32(p + 8), 7) ^ sliceWord(loadLittleEndian32(p + 12), 3);
-    }
-    return detail::crc32Update(running, p, size);
-}
-
 // The CRC of a file; false when it cannot be opened (or the buffer cannot be had).
 bool crc32OfFile(const string& path, std::uint32_t& crc) {
     platform::fileHandle handle;
@@ -88,11 +50,41 @@ bool crc32OfFile(const string& path, std::uint32_t& crc) {
         // A failing read ends the file as its end does.
         if (!handle.read(buffer.get(), kCrcBlockSize, got) || got == 0)
             break;
-        running = crc32Sliced(running, buffer.get(), got);
+        running = detail::crc32Update(running, buffer.get(), got);
         if (got < kCrcBlockSize)
             break;
     }
     crc = ~running;
+    return true;
+}
+
+// The gzip copies move chunks of this size.
+constexpr std::size_t kGzipChunk = 1024;
+
+// The progress of the gzip copies: (done / size) * 100 in 32-bit unsigned integers, as sizes are
+// 32-bit values. A size of 0 (a file that was empty when asked, or a multiple of 4 GiB) would
+// divide by zero; it counts as complete.
+double gzipProgress(std::uint64_t done, unsigned long size) {
+    const auto done32 = static_cast<std::uint32_t>(done), size32 = static_cast<std::uint32_t>(size);
+    if (size32 == 0)
+        return 100.0;
+    return static_cast<double>(static_cast<std::uint32_t>(done32 / size32 * 100u));
+}
+
+// Little-endian fields of a PE image; false when they lie beyond the end.
+bool readLe16(const binaryBuffer& image, std::uint64_t at, std::uint32_t& value) {
+    if (at > image.logicalLength() || image.logicalLength() - at < 2)
+        return false;
+    const auto* p = reinterpret_cast<const unsigned char*>(image.data()) + at;
+    value = static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8;
+    return true;
+}
+
+bool readLe32(const binaryBuffer& image, std::uint64_t at, std::uint32_t& value) {
+    std::uint32_t low = 0, high = 0;
+    if (!readLe16(image, at, low) || !readLe16(image, at + 2, high))
+        return false;
+    value = low | high << 16;
     return true;
 }
 
@@ -344,6 +336,69 @@ bool file::isIdenticalTo(const file& other) const {
     return self.getCrc32(mine) && that.getCrc32(theirs) && mine == theirs;
 }
 
+// --- gzip ----------------------------------------------------------------------------------------------------
+
+bool file::gzCompressTo(const file& target, bool (*progress)(double, void*), void* context) const {
+    if (mName.empty() || target.mName.empty() || platform::sameFile(mName.text(), target.mName.text()))
+        return false;
+    // The source first: a missing source must not cost the target its bytes.
+    platform::fileHandle source;
+    if (!source.open(mName.text(), platform::fileHandle::openRead))
+        return false;
+    const unsigned long total = size();
+    detail::gzipFile sink;
+    if (!sink.open(target.mName.text(), detail::gzipFile::forWriting))
+        return false;
+    std::uint64_t written = 0;
+    char chunk[kGzipChunk];
+    for (;;) {
+        std::size_t got = 0;
+        if (!source.read(chunk, sizeof chunk, got))
+            return false;
+        if (got == 0)
+            break;
+        if (!sink.write(chunk, static_cast<unsigned>(got)))
+            return false;
+        written += got;
+        if (progress && !progress(gzipProgress(written, total), context))
+            return false;
+        if (got < sizeof chunk)
+            break; // the end of the file
+    }
+    // Closing writes what zlib still holds: a full disk shows here.
+    return sink.close();
+}
+
+bool file::gzUncompressTo(const file& target, bool (*progress)(double, void*), void* context) const {
+    if (mName.empty() || target.mName.empty() || platform::sameFile(mName.text(), target.mName.text()))
+        return false;
+    // The source first: a source that cannot be opened must not cost the target its bytes.
+    detail::gzipFile source;
+    if (!source.open(mName.text(), detail::gzipFile::forReading))
+        return false;
+    const unsigned long total = size();
+    platform::fileHandle sink;
+    if (!sink.open(target.mName.text(), platform::fileHandle::openWrite))
+        return false;
+    std::uint64_t written = 0;
+    char chunk[kGzipChunk];
+    for (;;) {
+        const int got = source.read(chunk, sizeof chunk);
+        if (got < 0)
+            return false;
+        if (got == 0)
+            break;
+        if (!sink.write(chunk, static_cast<std::size_t>(got)))
+            return false;
+        written += static_cast<std::uint64_t>(got);
+        if (progress && !progress(gzipProgress(written, total), context))
+            return false;
+    }
+    // Data cut short reads as a quiet end; zlib tells it at the close.
+    const bool complete = source.close();
+    return sink.close() && complete;
+}
+
 // --- version resources ------------------------------------------------------------------------------------
 
 bool file::versionNumbers(bool product, unsigned (&numbers)[4]) const {
@@ -457,6 +512,52 @@ string file::removeIllegalFileChars(const string& text) {
         }
     }
     return result;
+}
+
+// --- executable images ---------------------------------------------------------------------------------------
+
+_pe_architecture imageArchitecture(const file& f) {
+    // Offsets of a PE image: the offset of the "PE" signature at 0x3C; behind the signature the
+    // section count (+6), the size of the optional header (+20), its magic (+24); the 8 bytes at
+    // +0xF8 are the managed header's directory entry of a 64-bit image (address, then size), read
+    // for 32-bit images too. A section header is 40 bytes: virtual size (+8), virtual address
+    // (+12), raw size (+16), raw offset (+20). The managed header's flags lie at +16; bit 1
+    // says that the image needs 32 bits.
+    binaryBuffer image;
+    if (!image.readFromFile(f))
+        return peArchitectureUnknown;
+    std::uint32_t mz = 0, peAt = 0, signature = 0, magic = 0;
+    if (!readLe16(image, 0, mz) || mz != 0x5A4D || !readLe32(image, 0x3C, peAt) || !readLe32(image, peAt, signature) ||
+        signature != 0x4550 || !readLe16(image, std::uint64_t(peAt) + 24, magic))
+        return peArchitectureUnknown;
+    if (magic != peArchitecture32)
+        return static_cast<_pe_architecture>(magic);
+
+    const std::uint64_t pe = peAt;
+    std::uint32_t managedAddress = 0, managedSize = 0, sections = 0, optionalSize = 0;
+    if (!readLe32(image, pe + 0xF8, managedAddress) || !readLe32(image, pe + 0xFC, managedSize))
+        return peArchitectureUnknown;
+    if (managedSize == 0)
+        return peArchitecture32;
+    if (!readLe16(image, pe + 6, sections) || !readLe16(image, pe + 20, optionalSize))
+        return peArchitectureUnknown;
+    const std::uint64_t table = pe + 24 + optionalSize;
+    for (std::uint32_t i = 0; i < sections; ++i) {
+        const std::uint64_t header = table + 40ull * i;
+        std::uint32_t virtualSize = 0, virtualAddress = 0, rawSize = 0, rawOffset = 0;
+        if (!readLe32(image, header + 8, virtualSize) || !readLe32(image, header + 12, virtualAddress) ||
+            !readLe32(image, header + 16, rawSize) || !readLe32(image, header + 20, rawOffset))
+            return peArchitectureUnknown;
+        // A section without a virtual size spans its raw data.
+        const std::uint64_t span = virtualSize != 0 ? virtualSize : rawSize;
+        if (managedAddress < virtualAddress || managedAddress - virtualAddress >= span)
+            continue;
+        std::uint32_t flags = 0;
+        if (!readLe32(image, std::uint64_t(rawOffset) + (managedAddress - virtualAddress) + 16, flags))
+            return peArchitectureUnknown;
+        return (flags & 0x2) == 0 ? peArchitectureAny : peArchitecture32;
+    }
+    return peArchitecture32;
 }
 
 } // namespace vx

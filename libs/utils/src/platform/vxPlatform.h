@@ -385,3 +385,42 @@ void* loadedModule(const std::wstring& name);
 bool moduleFileName(void* module, std::wstring& windowsForm);
 
 } // namespace vx::platform
+
+// --- positions in open files (compound documents) --------------------------------------------------
+//
+// A compound document is written block after block and read from its end backwards, so its
+// handle moves to explicit positions. Offsets count bytes from the start of the file.
+
+namespace vx::platform {
+
+// Moves the position to offset. A position beyond the end is allowed, as fseek allows it: a read
+// there gives nothing and a write extends the file. False for a closed handle and for an offset
+// the system cannot represent.
+bool seekFile(fileHandle& handle, std::uint64_t offset);
+
+// The current length of the open file, whatever the position.
+bool openFileLength(const fileHandle& handle, std::uint64_t& length);
+
+// Cuts the open file to length bytes (or extends it with zero bytes); the position stays.
+bool truncateFile(fileHandle& handle, std::uint64_t length);
+
+} // namespace vx::platform
+
+// --- descriptors handed to other libraries (gzip files through zlib) -----------------------------
+//
+// zlib takes a descriptor (gzdopen) and closes it itself (gzclose). The file is opened through
+// fileHandle, so that path mapping and its rules apply, and a duplicate is given away, so that the
+// handle and zlib never close one descriptor twice.
+
+namespace vx::platform {
+
+// A new descriptor for the open file of handle, owned by the caller; -1 on failure.
+int duplicateDescriptor(const fileHandle& handle);
+
+// Closes a descriptor that nothing took over (zlib refused it).
+void discardDescriptor(int descriptor);
+
+// Whether two paths name one and the same existing file (links and case followed).
+bool sameFile(const std::wstring& first, const std::wstring& second);
+
+} // namespace vx::platform

@@ -1,0 +1,561 @@
+#include "vxBinaryBuffer.h"
+
+#include "vxCrc32.h"
+#include "vxDirectory.h"
+#include "vxException.h"
+#include "vxFile.h"
+#include "vxGzipFile.h"
+
+#include "platform/vxPlatform.h"
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <mutex>
+#include <new>
+#include <vector>
+
+namespace vx {
+
+namespace {
+
+// Files are read, and gzip data inflated, in blocks of this size.
+constexpr std::size_t kBlockSize = 1024;
+
+// shrink never leaves less room than this.
+constexpr std::uint64_t kMinimumRoom = 8;
+
+// Whether p points into the block [data, data + size).
+bool pointsInto(const void* p, const char* data, std::uint64_t size) {
+    const auto at = reinterpret_cast<std::uintptr_t>(p), start = reinterpret_cast<std::uintptr_t>(data);
+    return data != nullptr && at >= start && at - start < size;
+}
+
+std::uint64_t checkedSum(std::uint64_t a, std::uint64_t b) {
+    if (a > std::numeric_limits<std::uint64_t>::max() - b)
+        throw outOfMemoryException();
+    return a + b;
+}
+
+// The temporary files of the gzip codecs are removed however the codec ends.
+class temporaryFile {
+public:
+    temporaryFile() : mFile(file::generateRandomFile(directory::systemTempDir(), L"tmp")) {}
+    ~temporaryFile() { mFile.remove(); }
+    temporaryFile(const temporaryFile&) = delete;
+    temporaryFile& operator=(const temporaryFile&) = delete;
+    const file& get() const { return mFile; }
+
+private:
+    file mFile;
+};
+
+// Runs of gzUncompress take turns across the process. Recursive, so that a cancel callback may
+// itself uncompress a buffer.
+std::recursive_mutex& gzUncompressMutex() {
+    static std::recursive_mutex m;
+    return m;
+}
+
+// --- base64 -----------------------------------------------------------------------------------
+
+constexpr char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+// The value of each character of the alphabet, -1 for anything else. ASCII only, whatever the
+// locale says is a letter. A table, because on real text the branches of range tests are
+// mispredicted at nearly every character.
+constexpr std::array<signed char, 256> makeBase64Values() {
+    std::array<signed char, 256> values{};
+    for (auto& v : values)
+        v = -1;
+    for (int i = 0; i < 64; ++i)
+        values[static_cast<unsigned char>(kBase64Alphabet[i])] = static_cast<signed char>(i);
+    return values;
+}
+
+constexpr std::array<signed char, 256> kBase64Values = makeBase64Values();
+
+// --- scrambling --------------------------------------------------------------------------------
+
+// xorshift32: a cheap stream of bytes that follows from its seed alone.
+std::uint32_t nextStreamWord(std::uint32_t& state) {
+    state ^= state << 13;
+    state ^= state >> 17;
+    state ^= state << 5;
+    return state;
+}
+
+} // namespace
+
+// --- construction ------------------------------------------------------------------------------------
+
+binaryBuffer::binaryBuffer(std::uint64_t size) : mData(nullptr), mLogicalLength(0), mPhysicalLength(0) {
+    reAllocate(size);
+}
+
+binaryBuffer::binaryBuffer(char* data, std::uint64_t size)
+    : mData(data), mLogicalLength(data ? size : 0), mPhysicalLength(data ? size : 0) {}
+
+binaryBuffer::binaryBuffer(const binaryBuffer& other) : mData(nullptr), mLogicalLength(0), mPhysicalLength(0) {
+    reAllocate(other.mLogicalLength);
+    write(other.mData, other.mLogicalLength);
+}
+
+binaryBuffer::binaryBuffer(binaryBuffer&& other) noexcept
+    : mData(other.mData), mLogicalLength(other.mLogicalLength), mPhysicalLength(other.mPhysicalLength) {
+    other.mData = nullptr;
+    other.mLogicalLength = other.mPhysicalLength = 0;
+}
+
+binaryBuffer& binaryBuffer::operator=(const binaryBuffer& other) {
+    // Resetting first would empty a buffer assigned to itself.
+    if (this == &other)
+        return *this;
+    reAllocate(other.mLogicalLength);
+    mLogicalLength = 0;
+    write(other.mData, other.mLogicalLength);
+    return *this;
+}
+
+binaryBuffer& binaryBuffer::operator=(binaryBuffer&& other) noexcept {
+    if (this != &other) {
+        std::free(mData);
+        mData = other.mData;
+        mLogicalLength = other.mLogicalLength;
+        mPhysicalLength = other.mPhysicalLength;
+        other.mData = nullptr;
+        other.mLogicalLength = other.mPhysicalLength = 0;
+    }
+    return *this;
+}
+
+binaryBuffer::~binaryBuffer() {
+    std::free(mData);
+}
+
+bool binaryBuffer::operator==(const binaryBuffer& other) const {
+    return mLogicalLength == other.mLogicalLength &&
+           (mLogicalLength == 0 || std::memcmp(mData, other.mData, mLogicalLength) == 0);
+}
+
+// --- content -----------------------------------------------------------------------------------------
+
+void binaryBuffer::reAllocate(std::uint64_t n) {
+    if (n <= mPhysicalLength)
+        return;
+    if (n > std::numeric_limits<std::size_t>::max())
+        throw outOfMemoryException();
+    // Exactly n bytes; the old block is copied and freed (realloc may do both in place).
+    void* grown = std::realloc(mData, static_cast<std::size_t>(n));
+    if (!grown)
+        throw outOfMemoryException();
+    mData = static_cast<char*>(grown);
+    mPhysicalLength = n;
+}
+
+void binaryBuffer::reserve(std::uint64_t n) {
+    reAllocate(n);
+}
+
+bool binaryBuffer::setLogicalLength(std::uint64_t n) {
+    if (n > mPhysicalLength)
+        return false;
+    mLogicalLength = n;
+    return true;
+}
+
+void binaryBuffer::write(const void* src, std::uint64_t n) {
+    if (n == 0 || src == nullptr)
+        return;
+    // A source inside the block moves with it when the block grows.
+    const bool inside = pointsInto(src, mData, mPhysicalLength);
+    const std::uint64_t offset = inside ? static_cast<const char*>(src) - mData : 0;
+    reAllocate(checkedSum(mLogicalLength, n));
+    const void* from = inside ? mData + offset : src;
+    std::memmove(mData + mLogicalLength, from, static_cast<std::size_t>(n));
+    mLogicalLength += n;
+}
+
+void binaryBuffer::writeAtStart(const void* src, std::uint64_t n) {
+    if (n == 0 || src == nullptr)
+        return;
+    // A source inside the block is taken aside: moving the content would change it.
+    std::vector<char> aside;
+    if (pointsInto(src, mData, mPhysicalLength)) {
+        const char* p = static_cast<const char*>(src);
+        aside.assign(p, p + n);
+        src = aside.data();
+    }
+    reAllocate(checkedSum(mLogicalLength, n));
+    std::memmove(mData + n, mData, static_cast<std::size_t>(mLogicalLength));
+    std::memcpy(mData, src, static_cast<std::size_t>(n));
+    mLogicalLength += n;
+}
+
+std::uint64_t binaryBuffer::read(void*& cursor, void* dest, std::uint64_t n) const {
+    if (cursor == nullptr)
+        cursor = mData;
+    if (!isValidCursor(cursor) || dest == nullptr || n == 0)
+        return 0;
+    const std::uint64_t remaining =
+        mLogicalLength - (reinterpret_cast<std::uintptr_t>(cursor) - reinterpret_cast<std::uintptr_t>(mData));
+    const std::uint64_t count = n < remaining ? n : remaining;
+    std::memcpy(dest, cursor, static_cast<std::size_t>(count));
+    cursor = static_cast<char*>(cursor) + count;
+    return count;
+}
+
+bool binaryBuffer::isValidCursor(const void* cursor) const {
+    return pointsInto(cursor ? cursor : mData, mData, mLogicalLength);
+}
+
+void binaryBuffer::clear() {
+    mLogicalLength = 0;
+}
+
+void binaryBuffer::shrink() {
+    if (mLogicalLength >= mPhysicalLength)
+        return;
+    const std::uint64_t room = mLogicalLength > kMinimumRoom ? mLogicalLength : kMinimumRoom;
+    if (room == mPhysicalLength)
+        return;
+    void* block = std::realloc(mData, static_cast<std::size_t>(room));
+    if (!block)
+        throw outOfMemoryException();
+    mData = static_cast<char*>(block);
+    mPhysicalLength = room;
+}
+
+char* binaryBuffer::unlinkBuffer() {
+    char* block = mData;
+    mData = nullptr;
+    mLogicalLength = mPhysicalLength = 0;
+    return block;
+}
+
+// --- files ---------------------------------------------------------------------------------------------
+
+bool binaryBuffer::readFromFile(const file& f, const std::function<bool()>& cancel) {
+    platform::fileHandle handle;
+    if (f.fullName().empty() || !handle.open(f.fullName(), platform::fileHandle::openRead))
+        return false;
+    reAllocate(checkedSum(mLogicalLength, f.size()));
+    char block[kBlockSize];
+    for (;;) {
+        std::size_t got = 0;
+        // A read error ends the file as its end does.
+        if (!handle.read(block, sizeof block, got) || got == 0)
+            break;
+        // The handle closes the file on this path too.
+        if (cancel && cancel())
+            return false;
+        write(block, got);
+    }
+    return true;
+}
+
+bool binaryBuffer::writeToFile(const file& f, bool append) const {
+    platform::fileHandle handle;
+    if (f.fullName().empty() ||
+        !handle.open(f.fullName(), append ? platform::fileHandle::openAppend : platform::fileHandle::openWrite))
+        return false;
+    const bool written = mLogicalLength == 0 || handle.write(mData, static_cast<std::size_t>(mLogicalLength));
+    const bool closed = handle.close();
+    return written && closed;
+}
+
+// --- base64 ---------------------------------------------------------------------------------------------
+
+void base64_encode(const unsigned char* src, unsigned int n, std::string& out) {
+    if (src == nullptr)
+        return;
+    out.reserve(out.size() + static_cast<std::size_t>(n * 1.4));
+    unsigned int i = 0;
+    for (; n - i >= 3; i += 3) {
+        const std::uint32_t group = static_cast<std::uint32_t>(src[i]) << 16 | static_cast<std::uint32_t>(src[i + 1]) << 8 |
+                                    src[i + 2];
+        out += kBase64Alphabet[group >> 18];
+        out += kBase64Alphabet[(group >> 12) & 0x3F];
+        out += kBase64Alphabet[(group >> 6) & 0x3F];
+        out += kBase64Alphabet[group & 0x3F];
+    }
+    if (i < n) {
+        // One or two bytes left: padded with zero bytes, two or three characters, '=' to four.
+        const unsigned left = n - i;
+        const std::uint32_t group = static_cast<std::uint32_t>(src[i]) << 16 |
+                                    (left == 2 ? static_cast<std::uint32_t>(src[i + 1]) << 8 : 0u);
+        out += kBase64Alphabet[group >> 18];
+        out += kBase64Alphabet[(group >> 12) & 0x3F];
+        out += left == 2 ? kBase64Alphabet[(group >> 6) & 0x3F] : '=';
+        out += '=';
+    }
+}
+
+void base64_decode(const std::string& src, std::string& out) {
+    out.reserve(out.size() + static_cast<std::size_t>(src.size() / 1.3));
+    std::uint32_t group = 0;
+    int count = 0;
+    for (const char c : src) {
+        // '=' and anything outside the alphabet end the text, silently.
+        const int value = kBase64Values[static_cast<unsigned char>(c)];
+        if (value < 0)
+            break;
+        group = group << 6 | static_cast<std::uint32_t>(value);
+        if (++count == 4) {
+            out += static_cast<char>(group >> 16);
+            out += static_cast<char>(group >> 8);
+            out += static_cast<char>(group);
+            group = 0;
+            count = 0;
+        }
+    }
+    // k characters left (2 or 3) give k - 1 bytes; a single one gives nothing.
+    if (count >= 2) {
+        group <<= 6 * (4 - count);
+        out += static_cast<char>(group >> 16);
+        if (count == 3)
+            out += static_cast<char>(group >> 8);
+    }
+}
+
+bool binaryBuffer::base64Encode() {
+    try {
+        std::string text;
+        base64_encode(reinterpret_cast<const unsigned char*>(mData), static_cast<unsigned int>(mLogicalLength), text);
+        // Room first: once the content is cleared nothing may fail.
+        reAllocate(text.size());
+        clear();
+        write(text.data(), text.size());
+        return true;
+    } catch (const outOfMemoryException&) {
+    } catch (const std::bad_alloc&) {
+    }
+    return false;
+}
+
+bool binaryBuffer::base64Decode() {
+    const std::uint64_t before = mLogicalLength;
+    try {
+        if (mLogicalLength == 0 || mData[mLogicalLength - 1] != 0) {
+            const char terminator = 0;
+            write(&terminator, 1);
+        }
+        const std::size_t textLength = std::strlen(mData);
+        std::string decoded;
+        base64_decode(std::string(mData, textLength), decoded);
+        // Never longer than the text, so there is room.
+        clear();
+        write(decoded.data(), decoded.size());
+        return true;
+    } catch (const outOfMemoryException&) {
+    } catch (const std::bad_alloc&) {
+    }
+    mLogicalLength = before < mLogicalLength ? before : mLogicalLength;
+    return false;
+}
+
+// --- gzip -----------------------------------------------------------------------------------------------
+
+bool binaryBuffer::gzCompress() {
+    const temporaryFile plain, packed;
+    if (!writeToFile(plain.get(), false))
+        return false;
+
+    // The content is set aside rather than freed, so that it survives even when the copy on disk
+    // cannot be read back; meanwhile the buffer is empty, with the room that shrink leaves.
+    char* const saved = mData;
+    const std::uint64_t savedLogical = mLogicalLength, savedPhysical = mPhysicalLength;
+    mData = nullptr;
+    mLogicalLength = mPhysicalLength = 0;
+    if (savedPhysical > 0) {
+        mData = static_cast<char*>(std::malloc(kMinimumRoom));
+        if (mData)
+            mPhysicalLength = kMinimumRoom;
+    }
+
+    bool done = false;
+    try {
+        binaryBuffer result;
+        done = (savedPhysical == 0 || mData != nullptr) && plain.get().gzCompressTo(packed.get(), nullptr, nullptr) &&
+               result.readFromFile(packed.get());
+        if (done)
+            *this = result;
+    } catch (const outOfMemoryException&) {
+        done = false;
+    } catch (const std::bad_alloc&) {
+        done = false;
+    }
+
+    if (!done) {
+        // Restored from the first file; the block set aside stands in when that fails.
+        bool restored = false;
+        try {
+            mLogicalLength = 0;
+            restored = readFromFile(plain.get()) && mLogicalLength == savedLogical &&
+                       (savedLogical == 0 || std::memcmp(mData, saved, savedLogical) == 0);
+        } catch (const outOfMemoryException&) {
+        }
+        if (!restored) {
+            std::free(mData);
+            mData = saved;
+            mLogicalLength = savedLogical;
+            mPhysicalLength = savedPhysical;
+            return false;
+        }
+    }
+    std::free(saved);
+    return done;
+}
+
+bool binaryBuffer::gzUncompress(const std::function<bool()>& cancel) {
+    const std::lock_guard<std::recursive_mutex> lock(gzUncompressMutex());
+    const temporaryFile packed;
+    if (!writeToFile(packed.get(), true))
+        return false;
+    try {
+        detail::gzipFile source;
+        if (!source.open(packed.get().fullName(), detail::gzipFile::forReading))
+            return false;
+        const std::uint64_t compressed = mLogicalLength;
+        binaryBuffer result(checkedSum(compressed, compressed));
+        char block[kBlockSize];
+        for (;;) {
+            const int got = source.read(block, sizeof block);
+            if (got < 0)
+                return false;
+            if (got == 0)
+                break;
+            if (cancel && cancel())
+                return false;
+            const std::uint64_t needed = checkedSum(result.mLogicalLength, static_cast<std::uint64_t>(got));
+            if (needed > result.mPhysicalLength) {
+                // Grow by the compressed size, then by exactly what is needed if that is short.
+                result.reAllocate(checkedSum(result.mPhysicalLength, compressed));
+                result.reAllocate(needed);
+            }
+            result.write(block, static_cast<std::uint64_t>(got));
+        }
+        // Data cut short reads as a quiet end; zlib tells it at the close.
+        if (!source.close())
+            return false;
+        *this = std::move(result);
+        return true;
+    } catch (const outOfMemoryException&) {
+    } catch (const std::bad_alloc&) {
+    }
+    return false;
+}
+
+bool binaryBuffer::isGZCompressed() const {
+    return mLogicalLength >= 3 && static_cast<unsigned char>(mData[0]) == 0x1F &&
+           static_cast<unsigned char>(mData[1]) == 0x8B && static_cast<unsigned char>(mData[2]) == 0x08;
+}
+
+// --- text -------------------------------------------------------------------------------------------------
+
+void binaryBuffer::mbcsToWideChar() {
+    const std::wstring wide = platform::activeCodePageToWide(mData, static_cast<std::size_t>(mLogicalLength));
+    std::string units;
+    units.reserve(wide.size() * 2);
+    const auto unit = [&units](std::uint32_t u) {
+        units += static_cast<char>(u & 0xFF);
+        units += static_cast<char>(u >> 8);
+    };
+    for (const wchar_t c : wide) {
+        const auto code = static_cast<std::uint32_t>(c);
+        if (code > 0xFFFF) {
+            unit(0xD800 + ((code - 0x10000) >> 10));
+            unit(0xDC00 + ((code - 0x10000) & 0x3FF));
+        } else {
+            unit(code);
+        }
+    }
+    reAllocate(units.size());
+    clear();
+    write(units.data(), units.size());
+}
+
+// --- scrambling ------------------------------------------------------------------------------------------
+
+void binaryBuffer::bitwiseXor(const string& key) {
+    const std::string k = key.getMBCS();
+    if (k.empty())
+        return;
+    for (std::uint64_t i = 0; i < mLogicalLength; ++i)
+        mData[i] = static_cast<char>(mData[i] ^ k[i % k.size()]);
+}
+
+void binaryBuffer::xxor(const string& key) {
+    const std::string k = key.getMBCS();
+    if (k.empty())
+        return;
+    std::uint32_t state = ~detail::crc32Update(0xFFFFFFFFu, k.data(), k.size());
+    if (state == 0)
+        state = 0x9E3779B9u; // xorshift never leaves 0
+    for (std::uint64_t i = 0; i < mLogicalLength; ++i)
+        mData[i] = static_cast<char>(mData[i] ^ k[i % k.size()] ^ static_cast<char>(nextStreamWord(state) >> 24));
+}
+
+void binaryBuffer::xxorDontUseAnyLonger(const string& key) {
+    const std::string k = key.getMBCS();
+    if (k.empty())
+        return;
+    for (std::uint64_t i = 0; i < mLogicalLength; ++i)
+        mData[i] = static_cast<char>(mData[i] ^ k[i % k.size()] ^ static_cast<char>(i & 0xFF));
+}
+
+// --- files as base64 text -------------------------------------------------------------------------------
+
+void binaryBufferUtil::readFile(const file& target, const string& text, bool skipEmpty) {
+    if (skipEmpty && text.empty())
+        return;
+    std::string narrow;
+    narrow.reserve(text.size());
+    for (const wchar_t c : text)
+        narrow += static_cast<char>(static_cast<std::uint32_t>(c) & 0xFF);
+    std::string bytes;
+    base64_decode(narrow, bytes);
+    binaryBuffer buffer(bytes.size());
+    buffer.write(bytes.data(), bytes.size());
+    buffer.writeToFile(target, false);
+}
+
+void binaryBufferUtil::writeFile(const file& source, string& text) {
+    binaryBuffer buffer;
+    if (!buffer.readFromFile(source) || !buffer.base64Encode())
+        return;
+    text.reserve(text.size() + static_cast<std::size_t>(buffer.logicalLength()));
+    for (std::uint64_t i = 0; i < buffer.logicalLength(); ++i)
+        text += static_cast<wchar_t>(static_cast<unsigned char>(buffer.data()[i]));
+}
+
+// --- CRC-32 ------------------------------------------------------------------------------------------------
+
+calcCrc32::calcCrc32(unsigned long start) : mValue(start & 0xFFFFFFFFul) {}
+
+void calcCrc32::crc(const void* data, std::uint64_t n) {
+    if (data == nullptr)
+        return;
+    mValue = detail::crc32Update(static_cast<std::uint32_t>(mValue), data, static_cast<std::size_t>(n));
+}
+
+void calcCrc32::setValue(unsigned long value) {
+    mValue = value & 0xFFFFFFFFul;
+}
+
+CCrc32Dynamic::CCrc32Dynamic() = default;
+
+CCrc32Dynamic::~CCrc32Dynamic() = default;
+
+unsigned long CCrc32Dynamic::tableEntry(unsigned char i) {
+    return detail::crc32Table[i];
+}
+
+unsigned long CCrc32Dynamic::crc32(const void* data, std::uint64_t n) {
+    if (data == nullptr)
+        return 0;
+    return ~detail::crc32Update(0xFFFFFFFFu, data, static_cast<std::size_t>(n)) & 0xFFFFFFFFul;
+}
+
+} // namespace vx

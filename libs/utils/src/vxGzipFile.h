@@ -1,0 +1,37 @@
+// gzip files through zlib, opened by the platform layer (internal).
+//
+// zlib is handed a descriptor of a file that the platform layer opened, never a path: the
+// library's path mapping (drives, case, shares) stays the only way from a name to a file.
+#pragma once
+
+#include "vxString.h"
+
+namespace vx::detail {
+
+class gzipFile {
+public:
+    enum openMode {
+        forReading, // gzip data is inflated; anything else is passed through unchanged
+        forWriting, // created or truncated; written as one gzip member
+    };
+
+    gzipFile() = default;
+    ~gzipFile();
+    gzipFile(const gzipFile&) = delete;
+    gzipFile& operator=(const gzipFile&) = delete;
+
+    // False when the file cannot be opened or zlib refuses it.
+    bool open(const string& path, openMode mode);
+    // The bytes read (at most size), 0 at the end, negative on failure (damaged or cut data).
+    int read(void* buffer, unsigned size);
+    // True when all size bytes were taken.
+    bool write(const void* data, unsigned size);
+    // Flushes and closes; false when anything could not be written or closed, and after reading
+    // when the gzip data ended in the middle of a stream (zlib's reads end quietly there).
+    bool close();
+
+private:
+    void* mFile = nullptr; // zlib's gzFile
+};
+
+} // namespace vx::detail

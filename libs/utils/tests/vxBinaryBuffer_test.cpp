@@ -1,0 +1,810 @@
+#include <vxBinaryBuffer.h>
+#include <vxDirectory.h>
+#include <vxEnvironment.h>
+#include <vxFile.h>
+#include <vxException.h>
+#include <vxZLib.h>
+
+#include "testSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <random>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+using vx::binaryBuffer;
+using vx::file;
+using vx::string;
+
+// Under AddressSanitizer a request for more memory than can be had must answer null, as the C
+// library does, instead of ending the program.
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
+    return "allocator_may_return_null=1";
+}
+
+namespace {
+
+std::string randomBytes(std::size_t size, unsigned seed) {
+    std::mt19937 generator(seed);
+    std::string bytes(size, '\0');
+    for (auto& b : bytes)
+        b = static_cast<char>(generator() & 0xFF);
+    return bytes;
+}
+
+binaryBuffer bufferOf(const std::string& bytes) {
+    binaryBuffer b;
+    b.write(bytes.data(), bytes.size());
+    return b;
+}
+
+std::string contentOf(const binaryBuffer& b) {
+    return b.logicalLength() ? std::string(b.data(), b.logicalLength()) : std::string();
+}
+
+// The CRC-32 bit by bit, independent of any table.
+std::uint32_t referenceCrc(const void* data, std::size_t size, std::uint32_t crc = 0xFFFFFFFFu) {
+    const auto* p = static_cast<const unsigned char*>(data);
+    for (std::size_t i = 0; i < size; ++i) {
+        crc ^= p[i];
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 1) ? (crc >> 1) ^ 0xEDB88320u : crc >> 1;
+    }
+    return crc;
+}
+
+// Base64 as a stream of 6-bit groups, independent of the library's three-byte steps.
+std::string referenceBase64(const std::string& bytes) {
+    const char* alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    const std::size_t bits = bytes.size() * 8;
+    for (std::size_t at = 0; at < bits; at += 6) {
+        unsigned value = 0;
+        for (std::size_t b = at; b < at + 6; ++b) {
+            const unsigned bit =
+                b < bits ? (static_cast<unsigned char>(bytes[b / 8]) >> (7 - b % 8)) & 1u : 0u;
+            value = value << 1 | bit;
+        }
+        text += alphabet[value];
+    }
+    while (text.size() % 4)
+        text += '=';
+    return text;
+}
+
+std::size_t openDescriptors() {
+    std::size_t n = 0;
+    for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator("/proc/self/fd"))
+        ++n;
+    return n;
+}
+
+// Runs body in a child process, where the files it writes may hold at most fileLimit bytes (0:
+// no limit) and, with asNobody, as the unprivileged user when the tests run as the superuser
+// (who writes into read-only directories). The child's temporary directory is tempDir. Answers
+// what the body reported as failed.
+std::string inChild(const vx::directory& tempDir, rlim_t fileLimit, bool asNobody,
+                    const std::function<void(std::string&)>& body) {
+    int channel[2];
+    if (::pipe(channel) != 0)
+        return "no pipe";
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::close(channel[0]);
+        vx::directory::setThreadTempDir(vx::getCurrentThreadId(), tempDir);
+        std::string errors;
+        std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit fails with EFBIG instead
+        if (fileLimit > 0) {
+            const rlimit limit{fileLimit, fileLimit};
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+        }
+        if (asNobody && ::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
+            errors = "cannot become nobody";
+        if (errors.empty())
+            body(errors);
+        [[maybe_unused]] const ssize_t n = ::write(channel[1], errors.data(), errors.size());
+        ::_exit(0);
+    }
+    ::close(channel[1]);
+    std::string report;
+    char chunk[256];
+    for (ssize_t n; (n = ::read(channel[0], chunk, sizeof chunk)) > 0;)
+        report.append(chunk, static_cast<std::size_t>(n));
+    ::close(channel[0]);
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        report += " child ended abnormally";
+    return report;
+}
+
+void check(std::string& errors, bool ok, const char* what) {
+    if (!ok)
+        errors += std::string(what) + "; ";
+}
+
+// Each test works in a fresh temporary directory, which is also the temporary directory of
+// the gzip codecs, so that what they leave behind can be seen.
+class bufferTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/vxBinaryBuffer.XXXXXX";
+        ASSERT_NE(::mkdtemp(pattern), nullptr);
+        char resolved[PATH_MAX];
+        ASSERT_NE(::realpath(pattern, resolved), nullptr);
+        mDir = resolved;
+        ::chmod(mDir.c_str(), 0777); // reachable for the unprivileged child too
+        mWin = L"C:" + string(mDir.begin(), mDir.end());
+        for (auto& c : mWin)
+            c = c == L'/' ? L'\\' : c;
+        ::mkdir(native("tmp").c_str(), 0777);
+        ::chmod(native("tmp").c_str(), 0777);
+        vx::directory::setThreadTempDir(vx::getCurrentThreadId(), temp());
+    }
+    void TearDown() override {
+        vx::directory::setThreadTempDir(vx::getCurrentThreadId(), vx::directory());
+        std::error_code ignored;
+        for (auto it = std::filesystem::recursive_directory_iterator(mDir, ignored);
+             it != std::filesystem::recursive_directory_iterator(); it.increment(ignored))
+            ::chmod(it->path().c_str(), 0777);
+        std::filesystem::remove_all(mDir, ignored);
+    }
+
+    std::string native(const std::string& name) const { return mDir + "/" + name; }
+    file at(const std::string& name) const { return file(mWin, string(name.begin(), name.end())); }
+    void write(const std::string& name, const std::string& bytes) const {
+        const int fd = ::open(native(name).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(::write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+        ::close(fd);
+    }
+    std::string read(const std::string& name) const {
+        std::string bytes;
+        const int fd = ::open(native(name).c_str(), O_RDONLY);
+        if (fd < 0)
+            return "<missing>";
+        char chunk[65536];
+        for (ssize_t n; (n = ::read(fd, chunk, sizeof chunk)) > 0;)
+            bytes.append(chunk, static_cast<std::size_t>(n));
+        ::close(fd);
+        return bytes;
+    }
+    vx::directory temp() const { return vx::directory(mWin + L"\\tmp"); }
+    // Entries the codecs left in the temporary directory.
+    std::size_t leftovers() const {
+        std::size_t n = 0;
+        for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator(native("tmp")))
+            ++n;
+        return n;
+    }
+
+    std::string mDir;
+    string mWin;
+};
+
+// --- construction, growth and room ------------------------------------------------------------------
+
+TEST(binaryBufferRoom, constructorsSetExactLengths) {
+    const binaryBuffer none(0);
+    EXPECT_EQ(none.data(), nullptr);
+    EXPECT_EQ(none.logicalLength(), 0u);
+    EXPECT_EQ(none.physicalLength(), 0u);
+
+    const binaryBuffer room(16);
+    EXPECT_NE(room.data(), nullptr);
+    EXPECT_EQ(room.logicalLength(), 0u);
+    EXPECT_EQ(room.physicalLength(), 16u);
+
+    char* block = static_cast<char*>(std::malloc(5));
+    std::memcpy(block, "abcde", 5);
+    binaryBuffer adopted(block, 5);
+    EXPECT_EQ(adopted.data(), block);
+    EXPECT_EQ(adopted.logicalLength(), 5u);
+    EXPECT_EQ(adopted.physicalLength(), 5u);
+    const binaryBuffer adoptedNull(nullptr, 7);
+    EXPECT_EQ(adoptedNull.physicalLength(), 0u);
+
+    // A copy has room for exactly the source's content.
+    binaryBuffer source(32);
+    source.write("xyz", 3);
+    const binaryBuffer copy(source);
+    EXPECT_EQ(copy.physicalLength(), 3u);
+    EXPECT_EQ(contentOf(copy), "xyz");
+    const binaryBuffer emptyRoom(9);
+    EXPECT_EQ(binaryBuffer(emptyRoom).data(), nullptr);
+}
+
+TEST(binaryBufferRoom, growthIsExactWithoutSlack) {
+    binaryBuffer b(16);
+    b.write("12345", 5);
+    EXPECT_EQ(b.physicalLength(), 16u);
+    b.write("abcdefghijklmnopqrst", 20);
+    EXPECT_EQ(b.physicalLength(), 25u);
+    for (std::uint64_t expected = 26; expected < 40; ++expected) {
+        b.write("#", 1);
+        EXPECT_EQ(b.physicalLength(), expected);
+    }
+    b.writeAtStart(">>", 2);
+    EXPECT_EQ(b.physicalLength(), 41u);
+    EXPECT_EQ(contentOf(b), ">>12345abcdefghijklmnopqrst##############");
+    // Room asked for ahead is exact too, and never taken back by a smaller request.
+    b.reserve(100);
+    EXPECT_EQ(b.physicalLength(), 100u);
+    b.reserve(50);
+    EXPECT_EQ(b.physicalLength(), 100u);
+    b.clear();
+    EXPECT_EQ(b.logicalLength(), 0u);
+    EXPECT_EQ(b.physicalLength(), 100u);
+}
+
+TEST(binaryBufferRoom, shrinkLeavesAtLeastEightBytes) {
+    const struct {
+        std::uint64_t room, content, expected;
+    } cases[] = {
+        {16, 3, 8}, {20, 10, 10}, {9, 0, 8}, {8, 8, 8}, {10, 10, 10}, {0, 0, 0},
+        {5, 2, 8}, // below 8 bytes of room, shrinking grows
+        {3, 3, 3}, // full: nothing happens
+    };
+    for (const auto& c : cases) {
+        binaryBuffer b(c.room);
+        b.write("0123456789", c.content);
+        b.shrink();
+        EXPECT_EQ(b.physicalLength(), c.expected) << c.room << "/" << c.content;
+        EXPECT_EQ(contentOf(b), std::string("0123456789", c.content));
+    }
+}
+
+TEST(binaryBufferRoom, assignmentGrowsOnlyWhenShortAndMovesTakeTheBlock) {
+    binaryBuffer big(32);
+    big.write("0123456789", 10);
+    const binaryBuffer abc = bufferOf("abc");
+    big = abc;
+    EXPECT_EQ(contentOf(big), "abc");
+    EXPECT_EQ(big.physicalLength(), 32u);
+
+    binaryBuffer small(4);
+    const binaryBuffer ten = bufferOf("0123456789");
+    small = ten;
+    EXPECT_EQ(small.physicalLength(), 10u);
+    EXPECT_TRUE(small == ten);
+
+    const binaryBuffer& alias = small;
+    small = alias;
+    EXPECT_EQ(contentOf(small), "0123456789");
+
+    binaryBuffer moved(std::move(small));
+    EXPECT_EQ(small.data(), nullptr);
+    EXPECT_EQ(small.physicalLength(), 0u);
+    EXPECT_EQ(contentOf(moved), "0123456789");
+}
+
+TEST(binaryBufferRoom, equalityLooksAtTheContentOnly) {
+    binaryBuffer roomy(64);
+    roomy.write("abc", 3);
+    EXPECT_TRUE(roomy == bufferOf("abc"));
+    EXPECT_FALSE(roomy == bufferOf("abd"));
+    EXPECT_FALSE(roomy == bufferOf("ab"));
+    EXPECT_TRUE(binaryBuffer(5) == binaryBuffer(0));
+    EXPECT_TRUE(roomy != bufferOf(""));
+}
+
+TEST(binaryBufferRoom, writesFromInsideTheBufferSurviveItsGrowth) {
+    binaryBuffer b = bufferOf("abcdef");
+    b.write(b.data(), b.logicalLength());
+    EXPECT_EQ(contentOf(b), "abcdefabcdef");
+    b.writeAtStart(b.data() + 3, 4);
+    EXPECT_EQ(contentOf(b), "defaabcdefabcdef");
+    // Null sources write nothing.
+    b.write(nullptr, 5);
+    b.writeAtStart(nullptr, 5);
+    EXPECT_EQ(b.logicalLength(), 16u);
+}
+
+TEST(binaryBufferRoom, unlinkAndLogicalLength) {
+    binaryBuffer b(8);
+    b.write("abc", 3);
+    EXPECT_FALSE(b.setLogicalLength(9));
+    std::memcpy(b.data() + 3, "de", 2);
+    EXPECT_TRUE(b.setLogicalLength(5));
+    EXPECT_EQ(contentOf(b), "abcde");
+    char* block = b.unlinkBuffer();
+    EXPECT_EQ(std::string(block, 5), "abcde");
+    std::free(block);
+    EXPECT_EQ(b.data(), nullptr);
+    EXPECT_EQ(b.logicalLength(), 0u);
+    EXPECT_EQ(b.physicalLength(), 0u);
+}
+
+TEST(binaryBufferRoom, roomThatCannotBeHadThrowsAndKeepsTheContent) {
+    binaryBuffer b = bufferOf("abc");
+    EXPECT_THROW(b.reserve(1ull << 62), vx::outOfMemoryException);
+    EXPECT_THROW(b.write("x", UINT64_MAX), vx::outOfMemoryException); // the length would wrap
+    EXPECT_THROW(binaryBuffer(UINT64_MAX), vx::outOfMemoryException);
+    EXPECT_EQ(contentOf(b), "abc");
+    EXPECT_EQ(b.physicalLength(), 3u);
+}
+
+// --- cursors ----------------------------------------------------------------------------------------
+
+TEST(binaryBufferCursor, readFollowsTheCursorRules) {
+    binaryBuffer b(16);
+    b.write("abcdefg", 7);
+    void* cursor = nullptr;
+    char out[16] = {};
+    EXPECT_EQ(b.read(cursor, out, 3), 3u);
+    EXPECT_EQ(cursor, b.data() + 3);
+    EXPECT_EQ(b.read(cursor, out, 10), 4u); // what remains
+    EXPECT_EQ(std::string(out, 4), "defg");
+    EXPECT_EQ(cursor, b.data() + 7);
+    EXPECT_EQ(b.read(cursor, out, 1), 0u); // at the end: nothing, the cursor stays
+    EXPECT_EQ(cursor, b.data() + 7);
+    void* before = b.data() - 1;
+    EXPECT_EQ(b.read(before, out, 1), 0u);
+    void* inRoom = b.data() + 9; // beyond the content, inside the room
+    EXPECT_EQ(b.read(inRoom, out, 1), 0u);
+    void* exact = b.data() + 4;
+    EXPECT_EQ(b.read(exact, out, 3), 3u); // up to the end exactly
+    EXPECT_EQ(b.read(cursor = nullptr, nullptr, 3), 0u);
+
+    // A null cursor on an empty buffer: nothing read, the cursor at the start of nothing.
+    const binaryBuffer empty(16);
+    void* start = nullptr;
+    EXPECT_EQ(empty.read(start, out, 4), 0u);
+    EXPECT_EQ(start, empty.data());
+    const binaryBuffer none;
+    start = nullptr;
+    EXPECT_EQ(none.read(start, out, 4), 0u);
+    EXPECT_EQ(start, nullptr);
+}
+
+TEST(binaryBufferCursor, validCursorsLieWithinTheContent) {
+    binaryBuffer b(16);
+    b.write("abc", 3);
+    const struct {
+        const void* cursor;
+        bool valid;
+    } cases[] = {
+        {b.data(), true}, {b.data() + 2, true}, {b.data() + 3, false},
+        {b.data() + 10, false}, {b.data() - 1, false}, {nullptr, true},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(b.isValidCursor(c.cursor), c.valid) << c.cursor;
+    EXPECT_FALSE(binaryBuffer(4).isValidCursor(nullptr));
+}
+
+// --- base64 ---------------------------------------------------------------------------------------------
+
+TEST(base64, encodesEveryLengthFromZeroToNineAndEveryByte) {
+    const char* expected[] = {"", "Zg==", "Zm8=", "Zm9v", "Zm9vYg==", "Zm9vYmE=", "Zm9vYmFy", "Zm9vYmFyYg==",
+                              "Zm9vYmFyYmE=", "Zm9vYmFyYmF6"};
+    const std::string text = "foobarbaz";
+    for (std::size_t n = 0; n <= 9; ++n) {
+        std::string out;
+        vx::base64_encode(reinterpret_cast<const unsigned char*>(text.data()), static_cast<unsigned>(n), out);
+        EXPECT_EQ(out, expected[n]) << n;
+        std::string back;
+        vx::base64_decode(out, back);
+        EXPECT_EQ(back, text.substr(0, n));
+    }
+    std::string all;
+    for (int i = 0; i < 256; ++i)
+        all += static_cast<char>(i);
+    for (std::size_t shift = 0; shift < 3; ++shift) { // every byte in each place of a group
+        const std::string bytes = all.substr(shift) + all.substr(0, shift);
+        binaryBuffer b = bufferOf(bytes);
+        ASSERT_TRUE(b.base64Encode());
+        EXPECT_EQ(contentOf(b), referenceBase64(bytes));
+        ASSERT_TRUE(b.base64Decode());
+        EXPECT_EQ(contentOf(b), bytes);
+    }
+}
+
+TEST(base64, decodingStopsSilently) {
+    const struct {
+        const char* text;
+        std::string bytes;
+    } cases[] = {
+        {"TWFu", "Man"}, {"TQ", "M"}, {"TWE", "Ma"}, {"T", ""}, {"TQ==", "M"}, {"TWFuTQ==", "ManM"},
+        {"TWFu\nTWFu", "Man"}, {"TWFu TWFu", "Man"}, {"TW=Fu", "M"}, {"TWFu*", "Man"},
+        {"TWF\xC3\xA9u", "Ma"}, {"", ""}, {"=TWFu", ""}, {"////", "\xFF\xFF\xFF"},
+    };
+    for (const auto& c : cases) {
+        std::string out;
+        vx::base64_decode(c.text, out);
+        EXPECT_EQ(out, c.bytes) << c.text;
+    }
+    std::string withNull("TW\0Fu", 5), out;
+    vx::base64_decode(withNull, out);
+    EXPECT_EQ(out, "M");
+}
+
+TEST(base64, freeFunctionsAppendToWhatOutHolds) {
+    std::string out = "head:";
+    vx::base64_encode(reinterpret_cast<const unsigned char*>("Man"), 3, out);
+    EXPECT_EQ(out, "head:TWFu");
+    vx::base64_decode("TWE", out);
+    EXPECT_EQ(out, "head:TWFuMa");
+    vx::base64_encode(nullptr, 3, out);
+    EXPECT_EQ(out, "head:TWFuMa");
+}
+
+TEST(base64, bufferDecodingEndsAtTheFirstNullAndGrowsForIt) {
+    // No null at the end: one is appended, which takes one byte more of room.
+    binaryBuffer b = bufferOf("TWFu");
+    ASSERT_TRUE(b.base64Decode());
+    EXPECT_EQ(contentOf(b), "Man");
+    EXPECT_EQ(b.physicalLength(), 5u);
+    // A null already at the end: no growth.
+    binaryBuffer terminated = bufferOf(std::string("TQ\0", 3));
+    ASSERT_TRUE(terminated.base64Decode());
+    EXPECT_EQ(contentOf(terminated), "M");
+    EXPECT_EQ(terminated.physicalLength(), 3u);
+    // The text ends at the first null, wherever it is.
+    binaryBuffer inner = bufferOf(std::string("TWE\0TWFu", 8));
+    ASSERT_TRUE(inner.base64Decode());
+    EXPECT_EQ(contentOf(inner), "Ma");
+    binaryBuffer empty;
+    ASSERT_TRUE(empty.base64Decode());
+    EXPECT_EQ(empty.logicalLength(), 0u);
+    ASSERT_TRUE(empty.base64Encode());
+    EXPECT_EQ(empty.logicalLength(), 0u);
+    // The edge cases by name.
+    for (const auto& [plain, text] : {std::pair<std::string, std::string>{"M", "TQ=="}, {"Ma", "TWE="}, {"Man", "TWFu"}}) {
+        binaryBuffer e = bufferOf(plain);
+        ASSERT_TRUE(e.base64Encode());
+        EXPECT_EQ(contentOf(e), text);
+    }
+}
+
+// --- CRC-32 -------------------------------------------------------------------------------------------
+
+TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
+    std::mt19937 generator(7);
+    for (std::size_t size : {0, 1, 2, 3, 7, 15, 16, 17, 31, 32, 33, 63, 100, 255, 1000, 4096, 65537, 300001}) {
+        const std::string bytes = randomBytes(size, static_cast<unsigned>(size));
+        const std::uint32_t expected = ~referenceCrc(bytes.data(), size);
+        EXPECT_EQ(vx::CCrc32Dynamic::crc32(bytes.data(), size), expected) << size;
+        vx::calcCrc32 running;
+        for (std::size_t at = 0; at < size;) {
+            const std::size_t piece = std::min<std::size_t>(size - at, generator() % 40);
+            running.crc(bytes.data() + at, piece);
+            at += piece;
+        }
+        EXPECT_EQ(~running.value() & 0xFFFFFFFFul, expected) << size;
+    }
+}
+
+TEST(crc32, knownValuesTableAndStartValue) {
+    EXPECT_EQ(vx::CCrc32Dynamic::crc32("123456789", 9), 0xCBF43926ul);
+    EXPECT_EQ(vx::CCrc32Dynamic::crc32("", 0), 0ul);
+    EXPECT_EQ(vx::CCrc32Dynamic::tableEntry(1), 0x77073096ul);
+    EXPECT_EQ(vx::CCrc32Dynamic::tableEntry(255), 0x2D02EF8Dul);
+    // The start value is the caller's, and only its low 32 bits count.
+    vx::calcCrc32 zero(0);
+    zero.crc("a", 1);
+    EXPECT_EQ(zero.value(), referenceCrc("a", 1, 0));
+    vx::calcCrc32 wide(0x1FFFFFFFFul);
+    EXPECT_EQ(wide.value(), 0xFFFFFFFFul);
+    wide.setValue(0xABCDEF0123ul);
+    EXPECT_EQ(wide.value(), 0xCDEF0123ul);
+}
+
+// --- text and scrambling ------------------------------------------------------------------------------
+
+TEST(binaryBufferText, mbcsToWideCharGivesUtf16LittleEndian) {
+    const struct {
+        std::string in, out;
+    } cases[] = {
+        {"", ""},
+        {"A", std::string("A\0", 2)},
+        {"\xC3\xA9", std::string("\xE9\0", 2)},
+        {"\xE2\x82\xAC", "\xAC\x20"},
+        {"\xF0\x9F\x98\x80", std::string("\x3D\xD8\x00\xDE", 4)},                 // a surrogate pair
+        {std::string("a\0b", 3), std::string("a\0\0\0b\0", 6)},   // nulls are characters
+        {"\xFF", "\xFD\xFF"}, {"\xE2\x82", "\xFD\xFF"},          // ill-formed: U+FFFD
+    };
+    for (const auto& c : cases) {
+        binaryBuffer b = bufferOf(c.in);
+        b.mbcsToWideChar();
+        EXPECT_EQ(contentOf(b), c.out) << c.in;
+    }
+    binaryBuffer grown = bufferOf("abc");
+    grown.mbcsToWideChar();
+    EXPECT_EQ(grown.physicalLength(), 6u);
+}
+
+TEST(binaryBufferText, scramblingIsItsOwnInverseAndKeepsTheLength) {
+    using scramble = void (binaryBuffer::*)(const string&);
+    const std::string data = randomBytes(1000, 3) + std::string(64, '\0');
+    for (scramble s : {&binaryBuffer::bitwiseXor, &binaryBuffer::xxor, &binaryBuffer::xxorDontUseAnyLonger}) {
+        for (const wchar_t* key : {L"k", L"secret key", L"\u00e9\u20ac"}) {
+            binaryBuffer b = bufferOf(data);
+            (b.*s)(key);
+            EXPECT_EQ(b.logicalLength(), data.size());
+            EXPECT_NE(contentOf(b), data);
+            (b.*s)(key);
+            EXPECT_EQ(contentOf(b), data);
+        }
+        binaryBuffer unchanged = bufferOf(data);
+        (unchanged.*s)(L"");
+        EXPECT_EQ(contentOf(unchanged), data);
+    }
+    // The key's bytes are its UTF-8 form.
+    binaryBuffer zeros = bufferOf(std::string(4, '\0'));
+    zeros.bitwiseXor(L"\u00e9");
+    EXPECT_EQ(contentOf(zeros), "\xC3\xA9\xC3\xA9");
+    binaryBuffer former = bufferOf(std::string(3, '\0'));
+    former.xxorDontUseAnyLonger(L"A");
+    EXPECT_EQ(contentOf(former), "A@C");
+    // Zero bytes scrambled by xxor do not repeat the key.
+    binaryBuffer stream = bufferOf(std::string(64, '\0'));
+    stream.xxor(L"k");
+    EXPECT_NE(contentOf(stream), std::string(64, 'k'));
+}
+
+// --- files ------------------------------------------------------------------------------------------------
+
+TEST_F(bufferTest, readFromFileAppendsAfterOneExactGrowth) {
+    write("f", "0123456789");
+    binaryBuffer b = bufferOf("ab");
+    ASSERT_TRUE(b.readFromFile(at("f")));
+    EXPECT_EQ(contentOf(b), "ab0123456789");
+    EXPECT_EQ(b.physicalLength(), 12u);
+    binaryBuffer kept = bufferOf("x");
+    EXPECT_FALSE(kept.readFromFile(at("missing")));
+    EXPECT_FALSE(kept.readFromFile(file(mWin)));
+    EXPECT_FALSE(kept.readFromFile(file()));
+    EXPECT_EQ(contentOf(kept), "x");
+    EXPECT_EQ(kept.physicalLength(), 1u);
+}
+
+TEST_F(bufferTest, readFromFileCancelKeepsTheBlocksReadAndClosesTheFile) {
+    write("f", randomBytes(5000, 1));
+    const std::size_t descriptors = openDescriptors();
+    int calls = 0;
+    binaryBuffer b;
+    EXPECT_FALSE(b.readFromFile(at("f"), [&calls] { return ++calls == 3; }));
+    EXPECT_EQ(calls, 3);
+    EXPECT_EQ(b.logicalLength(), 2048u);
+    EXPECT_EQ(b.physicalLength(), 5000u);
+    EXPECT_EQ(openDescriptors(), descriptors);
+    // A callback that never cancels is asked once per block.
+    calls = 0;
+    binaryBuffer whole;
+    EXPECT_TRUE(whole.readFromFile(at("f"), [&calls] { return ++calls < 0; }));
+    EXPECT_EQ(calls, 5);
+    EXPECT_EQ(contentOf(whole), read("f"));
+}
+
+TEST_F(bufferTest, writeToFileReplacesOrAppends) {
+    const binaryBuffer b = bufferOf("abc");
+    ASSERT_TRUE(b.writeToFile(at("f"), false));
+    ASSERT_TRUE(b.writeToFile(at("f"), true));
+    EXPECT_EQ(read("f"), "abcabc");
+    ASSERT_TRUE(b.writeToFile(at("f"), false));
+    EXPECT_EQ(read("f"), "abc");
+    ASSERT_TRUE(binaryBuffer().writeToFile(at("f"), false));
+    EXPECT_EQ(read("f"), "");
+    EXPECT_FALSE(b.writeToFile(file(), false));
+    EXPECT_FALSE(b.writeToFile(file(mWin), false));
+    ::chmod(native("f").c_str(), 0444); // read-only for everyone, as on Windows
+    EXPECT_FALSE(b.writeToFile(at("f"), true));
+    EXPECT_EQ(read("f"), "");
+}
+
+TEST_F(bufferTest, base64FilesAsText) {
+    write("in", "Man is");
+    string text = L"<";
+    vx::binaryBufferUtil::writeFile(at("in"), text);
+    EXPECT_EQ(text, L"<TWFuIGlz");
+    vx::binaryBufferUtil::writeFile(at("missing"), text);
+    EXPECT_EQ(text, L"<TWFuIGlz");
+    vx::binaryBufferUtil::readFile(at("out"), text.substr(1), true);
+    EXPECT_EQ(read("out"), "Man is");
+    // Only the low byte of each character counts: U+0154 reads as 'T'.
+    vx::binaryBufferUtil::readFile(at("out"), L"\u0154WFu", true);
+    EXPECT_EQ(read("out"), "Man");
+    vx::binaryBufferUtil::readFile(at("out"), L"", true);
+    EXPECT_EQ(read("out"), "Man");
+    vx::binaryBufferUtil::readFile(at("out"), L"", false);
+    EXPECT_EQ(read("out"), "");
+}
+
+// --- gzip -------------------------------------------------------------------------------------------------
+
+TEST(binaryBufferGzip, isGZCompressedLooksAtThreeBytes) {
+    const struct {
+        std::string bytes;
+        bool gzip;
+    } cases[] = {
+        {"", false}, {"\x1F\x8B", false}, {"\x1F\x8B\x08", true}, {"\x1F\x8B\x08rest", true},
+        {"\x1F\x8B\x09", false}, {"\x8B\x1F\x08", false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(bufferOf(c.bytes).isGZCompressed(), c.gzip) << c.bytes.size();
+}
+
+TEST_F(bufferTest, gzipRoundTripsLeaveNoTemporaryFiles) {
+    const struct {
+        const char* name;
+        std::string bytes;
+    } cases[] = {
+        {"empty", ""},
+        {"small", "hello, hello, hello"},
+        {"1 MiB", std::string(1 << 20, 'z') + "end"},
+        {"incompressible", randomBytes(300000, 9)},
+    };
+    for (const auto& c : cases) {
+        binaryBuffer b = bufferOf(c.bytes);
+        ASSERT_TRUE(b.gzCompress()) << c.name;
+        EXPECT_TRUE(b.isGZCompressed()) << c.name;
+        EXPECT_EQ(b.physicalLength(), b.logicalLength()) << c.name;
+        EXPECT_EQ(leftovers(), 0u) << c.name;
+        ASSERT_TRUE(b.gzUncompress()) << c.name;
+        EXPECT_EQ(contentOf(b), c.bytes) << c.name;
+        EXPECT_EQ(leftovers(), 0u) << c.name;
+    }
+}
+
+TEST_F(bufferTest, gzUncompressGrowsByTheCompressedSizeThenExactly) {
+    // Room starts at twice the compressed size; a short room grows by the compressed size, and
+    // where that is not enough for the next block, exactly to what is needed.
+    binaryBuffer small = bufferOf("hello");
+    ASSERT_TRUE(small.gzCompress());
+    const std::uint64_t smallPacked = small.logicalLength();
+    ASSERT_TRUE(small.gzUncompress());
+    EXPECT_EQ(small.physicalLength(), 2 * smallPacked);
+
+    binaryBuffer zeros = bufferOf(std::string(3000, '\0'));
+    ASSERT_TRUE(zeros.gzCompress());
+    ASSERT_LT(zeros.logicalLength(), 300u);
+    ASSERT_TRUE(zeros.gzUncompress());
+    EXPECT_EQ(zeros.physicalLength(), 3000u);
+
+    const std::string text = randomBytes(2000, 2) + std::string(200000, 'a');
+    binaryBuffer large = bufferOf(text);
+    ASSERT_TRUE(large.gzCompress());
+    const std::uint64_t packed = large.logicalLength();
+    ASSERT_GT(packed, 1024u); // every growth by the compressed size is then enough
+    ASSERT_TRUE(large.gzUncompress());
+    EXPECT_EQ(contentOf(large), text);
+    EXPECT_EQ(large.physicalLength(), 2 * packed + (text.size() - 2 * packed + packed - 1) / packed * packed);
+}
+
+TEST_F(bufferTest, gzUncompressPassesPlainDataAndRefusesDamagedData) {
+    binaryBuffer plain = bufferOf("not gzip at all");
+    ASSERT_TRUE(plain.gzUncompress());
+    EXPECT_EQ(contentOf(plain), "not gzip at all");
+
+    binaryBuffer packed = bufferOf(randomBytes(10000, 4));
+    ASSERT_TRUE(packed.gzCompress());
+    const std::string gzip = contentOf(packed);
+    std::string damaged = gzip;
+    for (std::size_t i = 20; i < 60; ++i)
+        damaged[i] = static_cast<char>(~damaged[i]);
+    const std::string truncated = gzip.substr(0, gzip.size() / 2), badTrailer = gzip.substr(0, gzip.size() - 4) + "CRC!";
+    for (const std::string* bytes : {&std::as_const(damaged), &truncated, &badTrailer}) {
+        binaryBuffer b = bufferOf(*bytes);
+        const std::size_t descriptors = openDescriptors();
+        EXPECT_FALSE(b.gzUncompress());
+        EXPECT_TRUE(contentOf(b) == *bytes);
+        EXPECT_EQ(openDescriptors(), descriptors);
+    }
+    EXPECT_EQ(leftovers(), 0u);
+}
+
+TEST_F(bufferTest, gzUncompressCancelKeepsTheContent) {
+    binaryBuffer b = bufferOf(std::string(3000, 'q'));
+    ASSERT_TRUE(b.gzCompress());
+    const std::string packed = contentOf(b);
+    const std::uint64_t room = b.physicalLength();
+    int calls = 0;
+    EXPECT_FALSE(b.gzUncompress([&calls] { return ++calls == 2; }));
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(contentOf(b), packed);
+    EXPECT_EQ(b.physicalLength(), room);
+    EXPECT_FALSE(b.gzUncompress([] { return true; }));
+    EXPECT_EQ(contentOf(b), packed);
+    EXPECT_EQ(leftovers(), 0u);
+    // Asked once per block of 1024 bytes, and a callback may itself uncompress.
+    calls = 0;
+    EXPECT_TRUE(b.gzUncompress([&calls] {
+        binaryBuffer inner = bufferOf("x");
+        inner.gzUncompress();
+        return ++calls < 0;
+    }));
+    EXPECT_EQ(calls, 3);
+    EXPECT_EQ(contentOf(b), std::string(3000, 'q'));
+}
+
+TEST_F(bufferTest, gzipCodecsFailAndKeepTheContentWhereTemporaryFilesCannotBeMade) {
+    ASSERT_EQ(::chmod(native("tmp").c_str(), 0555), 0);
+    const std::string report = inChild(temp(), 0, true, [](std::string& errors) {
+        binaryBuffer b(64);
+        b.write("content", 7);
+        check(errors, !b.gzCompress(), "gzCompress succeeded");
+        check(errors, contentOf(b) == "content" && b.physicalLength() == 64, "gzCompress lost the content");
+        binaryBuffer packed = bufferOf("\x1F\x8B\x08");
+        check(errors, !packed.gzUncompress(), "gzUncompress succeeded");
+        check(errors, contentOf(packed) == "\x1F\x8B\x08", "gzUncompress lost the content");
+    });
+    EXPECT_EQ(report, "");
+}
+
+TEST_F(bufferTest, aFullDiskFailsWithoutLosingTheCallersData) {
+    // The files of the child may hold at most 64 KiB.
+    const std::string bigText = randomBytes(100000, 5), smallText = randomBytes(60000, 6);
+    write("keep", "old bytes");
+    const file keep = at("keep"), target = at("target");
+    const std::string report = inChild(temp(), 65536, false, [&](std::string& errors) {
+        binaryBuffer big = bufferOf(bigText);
+        check(errors, !big.writeToFile(target, false), "writing 100000 bytes succeeded");
+        check(errors, !big.gzCompress() && contentOf(big) == bigText, "gzCompress of 100000 bytes");
+        check(errors, !big.gzUncompress() && contentOf(big) == bigText, "gzUncompress of 100000 bytes");
+        check(errors, !big.writeToFile(keep, true), "appending beyond the limit succeeded");
+        // The plain copy fits, its gzip form (incompressible, a little longer) does not: the
+        // content comes back from the plain copy.
+        const std::string edge = randomBytes(65530, 8);
+        binaryBuffer b(100000);
+        b.write(edge.data(), edge.size());
+        check(errors, !b.gzCompress(), "gzCompress beyond the limit succeeded");
+        check(errors, contentOf(b) == edge, "gzCompress lost the content");
+        check(errors, b.physicalLength() == edge.size(), "the content was not read back from the plain copy");
+        binaryBuffer small = bufferOf(smallText);
+        check(errors, small.gzCompress() && small.gzUncompress() && contentOf(small) == smallText,
+              "a round trip within the limit failed");
+    });
+    EXPECT_EQ(report, "");
+    EXPECT_EQ(read("keep").substr(0, 9), "old bytes");
+    EXPECT_EQ(leftovers(), 0u);
+}
+
+// --- one-shot compression ------------------------------------------------------------------------------
+
+TEST_F(bufferTest, vxcompressMakesAZlibStreamThatInflates) {
+    const std::string data = randomBytes(5000, 11) + std::string(20000, 'r');
+    std::vector<unsigned char> packed(vx::vxcompressBound(static_cast<unsigned long>(data.size())));
+    unsigned long length = static_cast<unsigned long>(packed.size());
+    ASSERT_EQ(vx::vxcompress(packed.data(), &length, reinterpret_cast<const unsigned char*>(data.data()),
+                             static_cast<unsigned long>(data.size())),
+              vx::vxcompressOk);
+    ASSERT_GT(length, 6u);
+    EXPECT_EQ(packed[0], 0x78);
+    EXPECT_EQ((packed[0] * 256 + packed[1]) % 31, 0);
+    // The deflate data in a gzip frame (header, data, CRC-32, size) inflates to the bytes.
+    std::string gzip("\x1F\x8B\x08\0\0\0\0\0\0\x03", 10);
+    gzip.append(reinterpret_cast<const char*>(packed.data()) + 2, length - 6);
+    const std::uint32_t crc = ~referenceCrc(data.data(), data.size()), size = static_cast<std::uint32_t>(data.size());
+    for (std::uint32_t value : {crc, size})
+        for (int i = 0; i < 4; ++i)
+            gzip += static_cast<char>(value >> (8 * i));
+    binaryBuffer b = bufferOf(gzip);
+    ASSERT_TRUE(b.gzUncompress());
+    EXPECT_EQ(contentOf(b), data);
+
+    unsigned long tooSmall = 10;
+    EXPECT_EQ(vx::vxcompress(packed.data(), &tooSmall, reinterpret_cast<const unsigned char*>(data.data()),
+                             static_cast<unsigned long>(data.size())),
+              vx::vxcompressNoRoom);
+    EXPECT_EQ(vx::vxcompress(nullptr, &length, nullptr, 0), vx::vxcompressNoRoom);
+    EXPECT_EQ(vx::vxcompress(packed.data(), nullptr, nullptr, 0), vx::vxcompressNoRoom);
+    EXPECT_EQ(vx::vxcompress(packed.data(), &length, nullptr, 5), vx::vxcompressNoRoom);
+    length = static_cast<unsigned long>(packed.size());
+    EXPECT_EQ(vx::vxcompress(packed.data(), &length, nullptr, 0), vx::vxcompressOk);
+}
+
+} // namespace

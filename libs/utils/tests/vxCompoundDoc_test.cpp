@@ -1,0 +1,690 @@
+#include <vxBinaryBuffer.h>
+#include <vxCompoundDoc.h>
+#include <vxException.h>
+#include <vxFile.h>
+
+#include "testSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <random>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+using vx::compoundDocReader;
+using vx::compoundDocUtils;
+using vx::compoundDocWriter;
+
+namespace {
+
+using names = std::vector<std::string>;
+
+// What an exception of type E that f throws says: "<id>|<text>", or what went wrong instead.
+template <class E, class F>
+std::wstring thrown(F&& f) {
+    try {
+        f();
+    } catch (const E& e) {
+        return std::wstring(e.message().stringId().id()) + L"|" + e.message().string();
+    } catch (const vx::exception& e) {
+        return L"other exception: " + std::wstring(e.message().string());
+    }
+    return L"nothing thrown";
+}
+
+std::string bytesOf(const vx::binaryBuffer& b) {
+    return b.logicalLength() ? std::string(b.data(), b.logicalLength()) : std::string();
+}
+
+std::string le64(std::uint64_t v) {
+    std::string s;
+    for (int i = 0; i < 8; ++i)
+        s.push_back(static_cast<char>(v >> (8 * i)));
+    return s;
+}
+
+const std::string kMagic = "vxcompoundDoc";
+
+// One entry of a dictionary as the format lays it out; for forging documents.
+std::string entry(const std::string& name, std::uint64_t start, std::uint64_t end) {
+    return le64(name.size()) + name + le64(start) + le64(end);
+}
+
+// A document around data and raw dictionary entries, with the dictionary at data's end.
+std::string forged(const std::string& data, const std::string& entries) {
+    return data + kMagic + entries + le64(0) + kMagic + le64(data.size());
+}
+
+// Reads a document with no help from the library: the blocks in file order, each as name,
+// start and end, and checks the layout on the way. Empty when anything is out of place.
+struct parsed {
+    bool ok = false;
+    std::uint64_t dictionaryStart = 0;
+    std::vector<std::string> order; // names in dictionary order
+    std::map<std::string, std::pair<std::uint64_t, std::uint64_t>> blocks;
+};
+
+std::uint64_t at64(const std::string& s, std::size_t i) {
+    std::uint64_t v = 0;
+    for (int k = 7; k >= 0; --k)
+        v = v << 8 | static_cast<unsigned char>(s[i + static_cast<std::size_t>(k)]);
+    return v;
+}
+
+parsed parse(const std::string& s) {
+    parsed p;
+    if (s.size() < 42 || s.compare(s.size() - 21, 13, kMagic) != 0)
+        return p;
+    p.dictionaryStart = at64(s, s.size() - 8);
+    std::size_t i = p.dictionaryStart;
+    if (s.compare(i, 13, kMagic) != 0)
+        return p;
+    for (i += 13; i + 8 <= s.size() - 21;) {
+        const std::uint64_t n = at64(s, i);
+        i += 8;
+        if (n == 0)
+            return p.ok = i == s.size() - 21, p;
+        const std::string name = s.substr(i, n);
+        p.order.push_back(name);
+        p.blocks[name] = {at64(s, i + n), at64(s, i + n + 8)};
+        i += n + 16;
+    }
+    return p;
+}
+
+class compoundDocTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/vxCompoundDoc.XXXXXX";
+        ASSERT_NE(::mkdtemp(pattern), nullptr);
+        char buffer[PATH_MAX];
+        ASSERT_NE(::realpath(pattern, buffer), nullptr);
+        mDir = buffer;
+    }
+    void TearDown() override {
+        std::error_code ignored;
+        for (auto it = std::filesystem::recursive_directory_iterator(mDir, ignored);
+             it != std::filesystem::recursive_directory_iterator(); it.increment(ignored))
+            ::chmod(it->path().c_str(), it->is_directory(ignored) ? 0700 : 0600);
+        std::filesystem::remove_all(mDir, ignored);
+    }
+
+    std::string native(const std::string& name) const { return mDir + "/" + name; }
+    // The file of that name in the temporary directory; the narrow form takes ASCII names.
+    vx::file at(const std::wstring& name) const {
+        std::wstring text = L"C:" + std::wstring(mDir.begin(), mDir.end()) + L"/" + name;
+        for (auto& c : text)
+            c = c == L'/' ? L'\\' : c;
+        return vx::file(vx::string(text));
+    }
+    vx::file at(const std::string& name) const { return at(std::wstring(name.begin(), name.end())); }
+    vx::file at(const char* name) const { return at(std::string(name)); }
+    void put(const std::string& name, const std::string& bytes) const {
+        const int fd = ::open(native(name).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        ASSERT_GE(fd, 0) << name;
+        ASSERT_EQ(::write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+        ::close(fd);
+    }
+    std::string get(const std::string& name) const {
+        std::string bytes;
+        const int fd = ::open(native(name).c_str(), O_RDONLY);
+        if (fd < 0)
+            return "<missing>";
+        char buffer[65536];
+        for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;)
+            bytes.append(buffer, static_cast<std::size_t>(n));
+        ::close(fd);
+        return bytes;
+    }
+    // Every block of the document by name, read through the library.
+    std::map<std::string, std::string> contents(const std::string& name) const {
+        compoundDocReader reader(at(name));
+        reader.open();
+        std::vector<std::string> dictionary;
+        reader.getDictionary(dictionary);
+        std::map<std::string, std::string> result;
+        for (const auto& n : dictionary) {
+            vx::binaryBuffer b;
+            EXPECT_TRUE(reader.read(n.c_str(), b)) << n;
+            result[n] = bytesOf(b);
+        }
+        return result;
+    }
+    static void add(compoundDocWriter& w, const char* name, std::string data) {
+        w.write(name, data.data(), data.size());
+    }
+
+    std::string mDir;
+};
+
+using blocks = std::map<std::string, std::string>;
+
+// --- the format, byte for byte ---------------------------------------------------------------------
+
+TEST_F(compoundDocTest, smallDocumentHasExactlyTheseBytes) {
+    {
+        compoundDocWriter w(at("d.vxc"));
+        add(w, "b", "XY");
+        add(w, "a", "Z");
+        w.close();
+    }
+    // Data in the order written, then the dictionary sorted: "a" at 2..3, "b" at 0..2, D = 3.
+    static const char expected[] =
+        "XYZ"
+        "vxcompoundDoc"
+        "\x01\0\0\0\0\0\0\0" "a" "\x02\0\0\0\0\0\0\0" "\x03\0\0\0\0\0\0\0"
+        "\x01\0\0\0\0\0\0\0" "b" "\0\0\0\0\0\0\0\0" "\x02\0\0\0\0\0\0\0"
+        "\0\0\0\0\0\0\0\0"
+        "vxcompoundDoc"
+        "\x03\0\0\0\0\0\0\0";
+    EXPECT_EQ(get("d.vxc"), std::string(expected, sizeof expected - 1));
+
+    {
+        compoundDocWriter w(at("empty.vxc"));
+        w.create();
+    } // the destructor completes it
+    static const char empty[] = "vxcompoundDoc" "\0\0\0\0\0\0\0\0" "vxcompoundDoc" "\0\0\0\0\0\0\0\0";
+    EXPECT_EQ(get("empty.vxc"), std::string(empty, sizeof empty - 1));
+    compoundDocReader r(at("empty.vxc"));
+    r.open();
+    names listed{"stale"};
+    EXPECT_FALSE(r.getDictionary(listed));
+    EXPECT_TRUE(listed.empty());
+}
+
+TEST_F(compoundDocTest, thousandBlocksRoundTripInWriteOrderWithASortedDictionary) {
+    std::mt19937 random(7);
+    std::vector<std::pair<std::string, std::string>> written;
+    {
+        compoundDocWriter w(at("big.vxc"));
+        for (int i = 0; i < 1000; ++i) {
+            // Names out of order, so the dictionary order differs from the order of writing.
+            const std::string name = "block" + std::to_string((i * 7919) % 1000);
+            // Mostly small blocks, some at and beyond the sizes where reading changes its way.
+            const std::size_t sizes[] = {16384, 16385, 65536, 70000};
+            std::string data(i % 97 == 0 ? sizes[(i / 97) % 4] : random() % 3000, '\0');
+            for (auto& c : data)
+                c = static_cast<char>(random());
+            add(w, name.c_str(), data);
+            written.emplace_back(name, data);
+        }
+    }
+    const std::string file = get("big.vxc");
+    const parsed p = parse(file);
+    ASSERT_TRUE(p.ok);
+    names sorted;
+    std::uint64_t offset = 0;
+    for (const auto& [name, data] : written) {
+        EXPECT_EQ(p.blocks.at(name), std::make_pair(offset, offset + data.size())) << name;
+        offset += data.size();
+        sorted.push_back(name);
+    }
+    EXPECT_EQ(p.dictionaryStart, offset);
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(p.order, sorted);
+
+    compoundDocReader r(at("big.vxc"));
+    r.open();
+    names listed;
+    EXPECT_TRUE(r.getDictionary(listed));
+    EXPECT_EQ(listed, sorted);
+    vx::binaryBuffer b;
+    for (const auto& [name, data] : written) {
+        EXPECT_EQ(r.length(name.c_str()), data.size());
+        ASSERT_TRUE(r.read(name.c_str(), b)) << name;
+        ASSERT_EQ(bytesOf(b), data) << name;
+    }
+    for (auto it = written.rbegin(); it != written.rend(); ++it) { // backwards too
+        ASSERT_TRUE(r.read(it->first.c_str(), b)) << it->first;
+        ASSERT_EQ(bytesOf(b), it->second) << it->first;
+    }
+}
+
+TEST_F(compoundDocTest, namesSortBytewiseAndMatchExactly) {
+    {
+        compoundDocWriter w(at("d"));
+        for (const char* name : {"\xC3\xA9", "a", "Z", "ab", "A"})
+            add(w, name, name);
+        EXPECT_TRUE(w.has("ab"));
+        EXPECT_FALSE(w.has("AB"));
+        EXPECT_FALSE(w.has(nullptr));
+    }
+    compoundDocReader r(at("d"));
+    r.open();
+    names listed;
+    r.getDictionary(listed);
+    EXPECT_EQ(listed, (names{"A", "Z", "a", "ab", "\xC3\xA9"}));
+    EXPECT_TRUE(r.has("Z"));
+    EXPECT_FALSE(r.has("z"));
+    EXPECT_FALSE(r.has("a "));
+    EXPECT_FALSE(r.has(nullptr));
+    EXPECT_EQ(r.length(nullptr), 0u);
+    EXPECT_EQ(r.length("missing"), 0u);
+}
+
+// --- the writer ---------------------------------------------------------------------------------------
+
+TEST_F(compoundDocTest, emptyBlocksHaveEqualOffsets) {
+    {
+        compoundDocWriter w(at("d"));
+        add(w, "x", "abc");
+        w.write("empty", nullptr, 0);
+        add(w, "y", "");
+        add(w, "z", "d");
+    }
+    const parsed p = parse(get("d"));
+    ASSERT_TRUE(p.ok);
+    EXPECT_EQ(p.blocks.at("empty"), std::make_pair(std::uint64_t(3), std::uint64_t(3)));
+    EXPECT_EQ(p.blocks.at("z"), std::make_pair(std::uint64_t(3), std::uint64_t(4)));
+    compoundDocReader r(at("d"));
+    r.open();
+    vx::binaryBuffer b;
+    b.write("old", 3);
+    EXPECT_TRUE(r.read("empty", b));
+    EXPECT_EQ(b.logicalLength(), 0u);
+    EXPECT_EQ(r.length("y"), 0u);
+    EXPECT_EQ(contents("d"), (blocks{{"x", "abc"}, {"empty", ""}, {"y", ""}, {"z", "d"}}));
+}
+
+TEST_F(compoundDocTest, flushGivesACompleteFileAndLaterWritesExtendIt) {
+    compoundDocWriter w(at("d"));
+    add(w, "one", "1111");
+    w.flush();
+    EXPECT_EQ(contents("d"), (blocks{{"one", "1111"}}));
+    w.flush(); // twice in a row writes the same dictionary at the same place
+    EXPECT_EQ(contents("d"), (blocks{{"one", "1111"}}));
+
+    // The next block overwrites the dictionary: until the next flush the file is no document.
+    add(w, "two", "22");
+    EXPECT_EQ(thrown<vx::invalidFileFormatException>([&] { contents("d"); }).substr(0, 22),
+              L"Msg_EInvalidFileFormat");
+    add(w, "three", "");
+    w.close();
+    EXPECT_EQ(contents("d"), (blocks{{"one", "1111"}, {"two", "22"}, {"three", ""}}));
+
+    // The same bytes as the document written without a flush.
+    {
+        compoundDocWriter once(at("once"));
+        add(once, "one", "1111");
+        add(once, "two", "22");
+        add(once, "three", "");
+    }
+    EXPECT_EQ(get("d"), get("once"));
+}
+
+TEST_F(compoundDocTest, misuseThrowsAndLeavesTheDocumentAsItWas) {
+    const std::wstring unexpected = L"EUnexpected|Unexpected error occurred (";
+    compoundDocWriter w(at("d"));
+    EXPECT_EQ(thrown<vx::unexpectedErrorException>([&] { w.flush(); }),
+              unexpected + L"compoundDocWriter::flush: file not opened)");
+    w.close(); // nothing open: nothing happens
+    EXPECT_EQ(get("d"), "<missing>");
+
+    const std::string name127(127, 'n'), name128(128, 'n');
+    char data[] = "data";
+    const struct {
+        const char* name;
+        void* data;
+        std::uint64_t n;
+        std::wstring details;
+    } refused[] = {
+        {nullptr, data, 1, L"compoundDocWriter::write: datablock without a name"},
+        {"", data, 1, L"compoundDocWriter::write: datablock without a name"},
+        {name128.c_str(), data, 1,
+         L"compoundDocWriter::write: name of datablock " + std::wstring(128, L'n') + L" longer than 127 bytes"},
+        {"x", nullptr, 1, L"compoundDocWriter::write: datablock x without data"},
+    };
+    for (const auto& c : refused) {
+        EXPECT_EQ(thrown<vx::unexpectedErrorException>([&] { w.write(c.name, c.data, c.n); }),
+                  unexpected + c.details + L")");
+        EXPECT_EQ(get("d"), "<missing>") << "refused before the file is made";
+    }
+
+    w.write(name127.c_str(), data, 4);
+    EXPECT_EQ(thrown<vx::unexpectedErrorException>([&] { w.create(); }),
+              unexpected + L"compoundDocWriter::create: file already open)");
+    EXPECT_EQ(thrown<vx::unexpectedErrorException>([&] { add(w, name127.c_str(), "second"); }),
+              unexpected + L"compoundDocWriter::write: datablock " + std::wstring(127, L'n') + L" already existing)");
+    add(w, "\xC3\xA9", "1");
+    EXPECT_EQ(thrown<vx::unexpectedErrorException>([&] { add(w, "\xC3\xA9", "2"); }),
+              unexpected + L"compoundDocWriter::write: datablock \u00E9 already existing)");
+    w.close();
+    EXPECT_EQ(contents("d"), (blocks{{name127, "data"}, {"\xC3\xA9", "1"}}));
+    EXPECT_TRUE(w.has(name127.c_str())) << "known until the next create";
+}
+
+TEST_F(compoundDocTest, createReplacesAnExistingFileAndStartsAfresh) {
+    put("d", std::string(5000, 'x'));
+    compoundDocWriter w(at("d"));
+    add(w, "a", "1");
+    w.close();
+    EXPECT_EQ(contents("d"), (blocks{{"a", "1"}}));
+    // A write after close starts a new document.
+    add(w, "b", "2");
+    EXPECT_FALSE(w.has("a"));
+    w.close();
+    EXPECT_EQ(contents("d"), (blocks{{"b", "2"}}));
+    EXPECT_EQ(w.file().fullName(), at("d").fullName());
+
+    compoundDocWriter missingDir(at("no/such/dir/d"));
+    EXPECT_EQ(thrown<vx::writeFileException>([&] { missingDir.create(); }),
+              L"Msg_EWriteFile|Error writing file " + at("no/such/dir/d").fullName());
+    ::mkdir(native("dir").c_str(), 0755);
+    compoundDocWriter onDirectory(at("dir"));
+    EXPECT_EQ(thrown<vx::writeFileException>([&] { add(onDirectory, "a", "1"); }).substr(0, 15), L"Msg_EWriteFile|");
+}
+
+// --- the reader ---------------------------------------------------------------------------------------
+
+TEST_F(compoundDocTest, openRefusesWhatIsNoDocument) {
+    const std::string valid = forged("abc", entry("a", 0, 1) + entry("b", 1, 3));
+    const struct {
+        const char* what;
+        std::string bytes;
+    } cases[] = {
+        {"an empty file", ""},
+        {"fewer than 21 bytes", std::string(20, 'v')},
+        {"21 bytes without the magic", std::string(21, 'v')},
+        {"a wrong trailer magic", "abc" + kMagic + le64(0) + "vxcompoundDoC" + le64(3)},
+        {"a wrong magic at D", forged("abc", "").replace(3, 1, "V")},
+        {"D beyond the end", "abc" + kMagic + le64(0) + kMagic + le64(1000)},
+        {"D just behind the trailer", "abc" + kMagic + le64(0) + kMagic + le64(37)},
+        {"D beyond any position", "abc" + kMagic + le64(0) + kMagic + le64(~std::uint64_t(0))},
+        {"a name length of 128", forged("", entry(std::string(128, 'n'), 0, 0))},
+        {"a name length of 129", forged("", entry(std::string(129, 'n'), 0, 0))},
+        {"a huge name length", forged("", le64(~std::uint64_t(0)))},
+        // Without the end mark the loop runs on into the trailer, which is no entry.
+        {"no end mark", "abc" + kMagic + entry("a", 0, 1) + kMagic + le64(3)},
+    };
+    for (const auto& c : cases) {
+        put("d", c.bytes);
+        compoundDocReader r(at("d"));
+        EXPECT_EQ(thrown<vx::invalidFileFormatException>([&] { r.open(); }),
+                  L"Msg_EInvalidFileFormat|Invalid file format in File " + at("d").fullName() + L"!")
+            << c.what;
+    }
+    // Every cut of a valid document is refused as well.
+    for (std::size_t size = 0; size < valid.size(); ++size) {
+        put("d", valid.substr(0, size));
+        compoundDocReader r(at("d"));
+        EXPECT_EQ(thrown<vx::invalidFileFormatException>([&] { r.open(); }).substr(0, 22), L"Msg_EInvalidFileFormat")
+            << size;
+    }
+    compoundDocReader missing(at("missing"));
+    EXPECT_EQ(thrown<vx::readFileException>([&] { missing.open(); }),
+              L"Msg_EReadFile|Error reading file " + at("missing").fullName());
+    EXPECT_FALSE(missing.isValid());
+}
+
+TEST_F(compoundDocTest, aFailedOpenLeavesTheReaderClosed) {
+    put("d", "abc" + kMagic + le64(0) + kMagic + le64(1000)); // the trailer points outside
+    compoundDocReader r(at("d"));
+    EXPECT_TRUE(r.isValid()) << "the quick check looks at the trailer magic only";
+    EXPECT_THROW(r.open(), vx::invalidFileFormatException);
+    EXPECT_TRUE(r.isValid());
+    EXPECT_THROW(r.open(), vx::invalidFileFormatException) << "no 'already open' after a failure";
+    put("d", forged("abc", entry("a", 0, 3)));
+    r.open();
+    EXPECT_EQ(thrown<vx::unexpectedErrorException>([&] { r.open(); }),
+              L"EUnexpected|Unexpected error occurred (compoundDocReader::open: file already open)");
+    EXPECT_TRUE(r.has("a"));
+}
+
+TEST_F(compoundDocTest, readerTakesEntriesAsTheyStand) {
+    // Forged dictionaries: the reader checks neither order, nor uniqueness, nor offsets.
+    put("d", forged("0123456789", entry("b", 2, 4) + entry("a", 0, 1) + entry("a", 5, 9) + entry("out", 8, 100000) +
+                                      entry("far", ~std::uint64_t(0) - 1, ~std::uint64_t(0)) +
+                                      entry("back", 6, 2) + entry("all", 0, 10)));
+    compoundDocReader r(at("d"));
+    r.open();
+    names listed;
+    r.getDictionary(listed);
+    EXPECT_EQ(listed, (names{"a", "all", "b", "back", "far", "out"}));
+    vx::binaryBuffer b;
+    ASSERT_TRUE(r.read("a", b));
+    EXPECT_EQ(bytesOf(b), "0") << "the first of two equal names stands";
+    ASSERT_TRUE(r.read("all", b));
+    EXPECT_EQ(bytesOf(b), "0123456789");
+    ASSERT_TRUE(r.read("b", b));
+    EXPECT_EQ(bytesOf(b), "23") << "the previous content is replaced";
+
+    // Blocks outside the file are refused before any room is made; out stays as it was.
+    EXPECT_EQ(r.length("out"), 99992u);
+    EXPECT_EQ(r.length("far"), 1u);
+    EXPECT_EQ(r.length("back"), 0u);
+    for (const char* name : {"out", "far", "back", "missing"}) {
+        EXPECT_FALSE(r.read(name, b)) << name;
+        EXPECT_EQ(bytesOf(b), "23") << name;
+    }
+    // A block may reach into the dictionary: the offsets are only positions in the file.
+    put("e", forged("", entry("self", 0, 13)));
+    compoundDocReader self(at("e"));
+    self.open();
+    ASSERT_TRUE(self.read("self", b));
+    EXPECT_EQ(bytesOf(b), kMagic);
+
+    // The smallest document: 21 bytes whose dictionary is its own trailer, D = 0 read as the
+    // end mark.
+    put("tiny", kMagic + le64(0));
+    compoundDocReader tiny(at("tiny"));
+    tiny.open();
+    EXPECT_FALSE(tiny.getDictionary(listed));
+}
+
+TEST_F(compoundDocTest, closeForgetsTheDictionary) {
+    {
+        compoundDocWriter w(at("d"));
+        add(w, "a", "1");
+    }
+    compoundDocReader r(at("d"));
+    vx::binaryBuffer b;
+    EXPECT_FALSE(r.read("a", b)) << "not open yet";
+    EXPECT_TRUE(r.isValid());
+    r.open();
+    EXPECT_TRUE(r.isValid());
+    EXPECT_TRUE(r.read("a", b));
+    r.close();
+    r.close();
+    names listed;
+    EXPECT_FALSE(r.has("a"));
+    EXPECT_FALSE(r.read("a", b));
+    EXPECT_FALSE(r.getDictionary(listed));
+    r.open(); // and again
+    EXPECT_TRUE(r.has("a"));
+    EXPECT_EQ(r.file().fullName(), at("d").fullName());
+
+    for (const std::string& bytes : {std::string(), std::string(20, 'x'), std::string(42, 'x')}) {
+        put("bad", bytes);
+        EXPECT_FALSE(compoundDocReader(at("bad")).isValid()) << bytes.size();
+    }
+}
+
+// --- the known blocks -------------------------------------------------------------------------------
+
+TEST_F(compoundDocTest, thumbnailFormatIsTheLowerCaseExtensionInUtf16) {
+    const struct {
+        const wchar_t* image;
+        const char* utf8;
+        std::string format;
+    } cases[] = {
+        {L"Pic.PNG", "Pic.PNG", std::string("\x04\0\0\0p\0n\0g\0\0\0", 12)},
+        {L"a.b.JPeG", "a.b.JPeG", std::string("\x05\0\0\0j\0p\0e\0g\0\0\0", 14)},
+        {L"noextension", "noextension", std::string("\x01\0\0\0\0\0", 6)},
+        {L"x.\u00E4", "x.\xC3\xA4", std::string("\x02\0\0\0\xE4\0\0\0", 8)},
+        {L"x.\U0001F600", "x.\xF0\x9F\x98\x80", std::string("\x03\0\0\0\x3D\xD8\x00\xDE\0\0", 10)}, // a pair
+    };
+    std::filesystem::create_directories(native("img"));
+    for (const auto& c : cases) {
+        const std::string image = std::string("img/") + c.utf8;
+        put(image, std::string("\x89PNG\r\n\x1A\n", 8) + c.utf8);
+        {
+            compoundDocWriter w(at("d"));
+            EXPECT_TRUE(compoundDocUtils::writeThumbnail(at(L"img/" + std::wstring(c.image)), w)) << c.utf8;
+        }
+        const blocks got = contents("d");
+        EXPECT_EQ(got.at("thumbnail"), get(image)) << c.utf8;
+        EXPECT_EQ(got.at("thumbnailformat"), c.format) << c.utf8;
+    }
+    compoundDocWriter w(at("none"));
+    EXPECT_FALSE(compoundDocUtils::writeThumbnail(at("img/missing.png"), w));
+    EXPECT_EQ(get("none"), "<missing>");
+}
+
+TEST_F(compoundDocTest, extractReadsTheKnownBlocks) {
+    {
+        compoundDocWriter w(at("d"));
+        add(w, "thumbnail", "T");
+        add(w, "productioninfo", "P");
+        add(w, "info", "");
+    }
+    put("plain", "no document");
+    const struct {
+        bool (*extract)(const vx::file&, vx::binaryBuffer&);
+        std::string content;
+    } cases[] = {
+        {&compoundDocUtils::extractThumbnail, "T"},
+        {&compoundDocUtils::extractProductionInfo, "P"},
+        {&compoundDocUtils::extractInfo, ""}, // present but empty: false
+    };
+    for (const auto& c : cases) {
+        vx::binaryBuffer out;
+        out.write("previous", 8);
+        EXPECT_EQ(c.extract(at("d"), out), !c.content.empty()) << c.content;
+        EXPECT_EQ(bytesOf(out), c.content);
+        EXPECT_THROW(c.extract(at("plain"), out), vx::invalidFileFormatException);
+        EXPECT_THROW(c.extract(at("missing"), out), vx::readFileException);
+    }
+    {
+        compoundDocWriter w(at("bare"));
+        add(w, "other", "x");
+    }
+    vx::binaryBuffer out;
+    out.write("previous", 8);
+    EXPECT_FALSE(compoundDocUtils::extractThumbnail(at("bare"), out));
+    EXPECT_EQ(out.logicalLength(), 0u) << "emptied even when the block is missing";
+}
+
+// --- failures of the system ---------------------------------------------------------------------------
+
+// Runs f in a child process and answers its exit status (-1 when it did not exit normally).
+int inChild(const std::function<int()>& f) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        int status = 99;
+        try {
+            status = f();
+        } catch (...) {
+            status = 98;
+        }
+        std::_Exit(status);
+    }
+    int status = 0;
+    if (child < 0 || ::waitpid(child, &status, 0) != child || !WIFEXITED(status))
+        return -1;
+    return WEXITSTATUS(status);
+}
+
+TEST_F(compoundDocTest, readOnlyDirectoryRefusesAndKeepsTheExistingDocument) {
+    std::filesystem::create_directories(native("ro"));
+    {
+        compoundDocWriter w(at("ro/d"));
+        add(w, "old", "keep me");
+    }
+    const std::string before = get("ro/d");
+    // The file itself may be written (0666): only the directory is read-only. The superuser
+    // writes anywhere, so the attempt runs as the user nobody.
+    ::chmod(native("ro/d").c_str(), 0666);
+    ::chmod(native("ro").c_str(), 0555);
+    ::chmod(mDir.c_str(), 0755);
+    const int status = inChild([&] {
+        if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
+            return 2;
+        compoundDocWriter existing(at("ro/d"));
+        if (thrown<vx::writeFileException>([&] { existing.create(); }) !=
+            L"Msg_EWriteFile|Error writing file " + at("ro/d").fullName())
+            return 3;
+        compoundDocWriter fresh(at("ro/new"));
+        if (thrown<vx::writeFileException>([&] { add(fresh, "a", "1"); }).substr(0, 15) != L"Msg_EWriteFile|")
+            return 4;
+        return 0;
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(get("ro/d"), before);
+    EXPECT_EQ(get("ro/new"), "<missing>");
+}
+
+TEST_F(compoundDocTest, fullDiskFailsTheWriteAndKeepsTheBlocksBeforeIt) {
+    // RLIMIT_FSIZE stands in for a full disk: writes beyond the limit fail (SIGXFSZ ignored).
+    const struct {
+        const char* what;
+        std::function<int()> run;
+        blocks afterwards; // empty: the file is no document
+    } cases[] = {
+        {"a block too big after a flush",
+         [&] {
+             compoundDocWriter w(at("a"));
+             add(w, "first", std::string(10000, '1'));
+             w.flush();
+             const std::wstring failure = thrown<vx::writeFileException>([&] { add(w, "big", std::string(100000, 'b')); });
+             if (failure != L"Msg_EWriteFile|Error writing file " + at("a").fullName())
+                 return 3;
+             if (w.has("big"))
+                 return 4;
+             add(w, "small", "s"); // fits where the failed block began
+             w.close();
+             return 0;
+         },
+         blocks{{"first", std::string(10000, '1')}, {"small", "s"}}},
+        {"a block too big, then the destructor",
+         [&] {
+             compoundDocWriter w(at("b"));
+             add(w, "first", std::string(10000, '1'));
+             return thrown<vx::writeFileException>([&] { add(w, "big", std::string(100000, 'b')); })
+                            .substr(0, 15) == L"Msg_EWriteFile|" ? 0 : 3;
+         },
+         blocks{{"first", std::string(10000, '1')}}},
+        {"no room for the dictionary",
+         [&] {
+             compoundDocWriter w(at("c"));
+             add(w, "exact", std::string(65536, 'e'));
+             if (thrown<vx::writeFileException>([&] { w.flush(); }).substr(0, 15) != L"Msg_EWriteFile|")
+                 return 3;
+             if (thrown<vx::writeFileException>([&] { w.close(); }).substr(0, 15) != L"Msg_EWriteFile|")
+                 return 4;
+             w.close(); // closed now, even though it failed
+             return 0;
+         },
+         blocks{}},
+    };
+    const char* names[] = {"a", "b", "c"};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const auto& c = cases[i];
+        const int status = inChild([&] {
+            std::signal(SIGXFSZ, SIG_IGN);
+            const rlimit limit{65536, 65536};
+            if (::setrlimit(RLIMIT_FSIZE, &limit) != 0)
+                return 2;
+            return c.run();
+        });
+        EXPECT_EQ(status, 0) << c.what;
+        if (c.afterwards.empty())
+            EXPECT_THROW(contents(names[i]), vx::invalidFileFormatException) << c.what;
+        else
+            EXPECT_EQ(contents(names[i]), c.afterwards) << c.what;
+    }
+}
+
+} // namespace

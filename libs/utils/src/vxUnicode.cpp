@@ -97,3 +97,28 @@ void appendFromUtf8(std::wstring& out, const char* text, std::size_t length) {
 }
 
 } // namespace vx::unicode
+
+namespace vx::unicode {
+
+void appendFromUtf16Le(std::wstring& out, const unsigned char* bytes, std::size_t length) {
+    out.reserve(out.size() + length / 2 + 1);
+    const std::size_t units = length / 2;
+    const auto unitAt = [bytes](std::size_t i) {
+        return static_cast<std::uint32_t>(bytes[2 * i]) | static_cast<std::uint32_t>(bytes[2 * i + 1]) << 8;
+    };
+    for (std::size_t i = 0; i < units; ++i) {
+        const std::uint32_t unit = unitAt(i);
+        if (unit < 0xD800 || unit > 0xDFFF) {
+            out.push_back(static_cast<wchar_t>(unit));
+        } else if (unit <= 0xDBFF && i + 1 < units && unitAt(i + 1) >= 0xDC00 && unitAt(i + 1) <= 0xDFFF) {
+            out.push_back(static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (unitAt(i + 1) - 0xDC00)));
+            ++i;
+        } else {
+            out.push_back(replacementCharacter);
+        }
+    }
+    if (length % 2 != 0)
+        out.push_back(replacementCharacter);
+}
+
+} // namespace vx::unicode

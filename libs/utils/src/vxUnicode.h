@@ -14,4 +14,8 @@ constexpr wchar_t replacementCharacter = 0xFFFD;
 void appendUtf8(std::string& out, const wchar_t* text, std::size_t length);
 void appendFromUtf8(std::wstring& out, const char* text, std::size_t length);
 
+// UTF-16 little-endian bytes to code points: a surrogate pair gives one code point, an unpaired
+// surrogate and an odd last byte give U+FFFD each.
+void appendFromUtf16Le(std::wstring& out, const unsigned char* bytes, std::size_t length);
+
 } // namespace vx::unicode

@@ -1,0 +1,389 @@
+#include "vxLocFile.h"
+
+#include "vxLocMessage.h"
+#include "vxUnicode.h"
+
+#include "platform/vxPlatform.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vx {
+
+namespace {
+
+// A line is read into a buffer of 1024 characters that keeps one for the terminating null, as
+// the wide line reader of the C runtime fills it: longer lines arrive in pieces.
+constexpr std::size_t kLineBufferSize = 1024;
+constexpr std::size_t kLineChunk = kLineBufferSize - 1;
+
+constexpr wchar_t kCommandMark[] = L";;cmd(";
+constexpr wchar_t kIncludeMark[] = L"#include";
+constexpr std::size_t kIncludeLength = 8;
+constexpr wchar_t kAliasMark[] = L"$$";
+constexpr wchar_t kCommandFieldSeparator[] = L":::";
+constexpr wchar_t kReplaceVerb[] = L"replace";
+
+bool isBlankOrTab(wchar_t c) {
+    return c == L' ' || c == L'\t';
+}
+
+bool isLineEnd(wchar_t c) {
+    return c == L'\r' || c == L'\n';
+}
+
+void trimTrailingBlanks(string& text) {
+    std::size_t end = text.size();
+    while (end > 0 && isBlankOrTab(text[end - 1]))
+        --end;
+    text.erase(end);
+}
+
+void trimLeadingBlanks(string& text) {
+    std::size_t begin = 0;
+    while (begin < text.size() && isBlankOrTab(text[begin]))
+        ++begin;
+    text.erase(0, begin);
+}
+
+// Leading blanks and tabs, then trailing CR and LF, then trailing blanks and tabs. The same rule
+// serves lines of a file and ids asked for.
+void trimLine(string& text) {
+    trimLeadingBlanks(text);
+    std::size_t end = text.size();
+    while (end > 0 && isLineEnd(text[end - 1]))
+        --end;
+    text.erase(end);
+    trimTrailingBlanks(text);
+}
+
+// The whole file as bytes; false when it cannot be opened. A read error ends the file as its end
+// does.
+bool readBytes(const string& path, std::string& bytes) {
+    platform::fileHandle handle;
+    if (path.empty() || !handle.open(path, platform::fileHandle::openRead))
+        return false;
+    char block[65536];
+    for (;;) {
+        std::size_t got = 0;
+        if (!handle.read(block, sizeof block, got) || got == 0)
+            break;
+        bytes.append(block, got);
+        if (got < sizeof block)
+            break;
+    }
+    return true;
+}
+
+// Text as the reader in text mode gives it: a UTF-16LE or UTF-8 byte-order mark decides the
+// encoding, and without one the bytes are text of the active code page. CR LF becomes LF.
+std::wstring decode(const std::string& bytes) {
+    const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+    std::wstring text;
+    if (bytes.size() >= 2 && data[0] == 0xFF && data[1] == 0xFE)
+        unicode::appendFromUtf16Le(text, data + 2, bytes.size() - 2);
+    else if (bytes.size() >= 3 && data[0] == 0xEF && data[1] == 0xBB && data[2] == 0xBF)
+        unicode::appendFromUtf8(text, bytes.data() + 3, bytes.size() - 3);
+    else
+        text = platform::activeCodePageToWide(bytes.data(), bytes.size());
+    std::wstring::size_type out = 0;
+    for (std::wstring::size_type in = 0; in < text.size(); ++in) {
+        if (text[in] == L'\r' && in + 1 < text.size() && text[in + 1] == L'\n')
+            continue;
+        text[out++] = text[in];
+    }
+    text.resize(out);
+    return text;
+}
+
+// The lines as the line reader gives them, each prepared: at most 1023 characters up to and
+// including a line feed, cut at a null character; then trimmed (trimLine), tabs made blanks.
+// Empty lines are left out. The backslash that continues a value is left to the entry pass.
+std::vector<string> preparedLines(const std::wstring& text) {
+    std::vector<string> lines;
+    std::size_t pos = 0;
+    while (pos < text.size()) {
+        const auto begin = text.begin() + static_cast<std::ptrdiff_t>(pos);
+        const auto limit = text.begin() + static_cast<std::ptrdiff_t>(std::min(text.size(), pos + kLineChunk));
+        auto end = std::find(begin, limit, L'\n');
+        if (end != limit)
+            ++end;
+        string line(std::wstring(begin, std::find(begin, end, L'\0')));
+        pos = static_cast<std::size_t>(end - text.begin());
+        trimLine(line);
+        line.replace(L'\t', L' ');
+        if (!line.empty())
+            lines.push_back(std::move(line));
+    }
+    return lines;
+}
+
+// The value part of a line: quoted, it loses its opening quote and ends at the last quote (the
+// end of the line when there is none); otherwise it ends before the last ';', without trailing
+// blanks.
+string valuePart(const string& text) {
+    if (!text.empty() && text[0] == L'"') {
+        string value(text.substr(1));
+        const std::size_t quote = value.rfind(L'"');
+        if (quote != string::npos)
+            value.erase(quote);
+        return value;
+    }
+    string value(text.substr(0, text.rfind(L';')));
+    trimTrailingBlanks(value);
+    return value;
+}
+
+// Every two-character "\n" becomes a line feed; the search goes on behind the inserted one.
+void insertLineFeeds(string& value) {
+    for (std::size_t at = value.find(L"\\n"); at != string::npos; at = value.find(L"\\n", at + 1))
+        value.replace(at, 2, 1, L'\n');
+}
+
+void applyCommand(const string& command, std::map<string, string>& messages) {
+    std::vector<string> fields;
+    command.splitAt(kCommandFieldSeparator, fields);
+    if (fields.size() < 3 || fields[0] != kReplaceVerb)
+        return;
+    for (auto& entry : messages)
+        entry.second.replace(fields[1], fields[2]);
+}
+
+// Whether a regular file of that name exists, and its modification time (0 when it does not).
+bool fileTime(const file& f, std::int64_t& time) {
+    platform::fileStatus status;
+    if (f.fullName().empty() || !platform::statPath(f.fullName(), status) || status.isDirectory) {
+        time = 0;
+        return false;
+    }
+    time = status.modificationTime;
+    return true;
+}
+
+} // namespace
+
+locFile::locFile() = default;
+
+locFile::locFile(const wchar_t* path) : file(string(path)) {}
+
+locFile::locFile(const wchar_t* folderText, const wchar_t* name) : file(string(folderText), string(name)) {}
+
+locFile::locFile(const file& f) : file(f) {}
+
+locFile::locFile(const locFile& other) = default;
+
+locFile::locFile(locFile&& other) noexcept
+    : file(other),
+      mIncludes(std::move(other.mIncludes)),
+      mOverlay(other.mOverlay),
+      mOverlayTime(other.mOverlayTime),
+      mCommands(std::move(other.mCommands)),
+      mMessages(std::move(other.mMessages)),
+      mFileTime(other.mFileTime),
+      mIncludedFrom(std::move(other.mIncludedFrom)) {}
+
+locFile& locFile::operator=(const locFile& other) = default;
+
+locFile& locFile::operator=(locFile&& other) noexcept {
+    if (this != &other) {
+        file::operator=(other);
+        mIncludes = std::move(other.mIncludes);
+        mOverlay = other.mOverlay;
+        mOverlayTime = other.mOverlayTime;
+        mCommands = std::move(other.mCommands);
+        mMessages = std::move(other.mMessages);
+        mFileTime = other.mFileTime;
+        mIncludedFrom = std::move(other.mIncludedFrom);
+    }
+    return *this;
+}
+
+locFile& locFile::operator=(const file& f) {
+    file::operator=(f);
+    mIncludes.clear();
+    mOverlayTime = 0;
+    mCommands.clear();
+    mMessages.clear();
+    mFileTime = 0;
+    mIncludedFrom.clear();
+    return *this;
+}
+
+locFile::~locFile() = default;
+
+void locFile::setOverlay(const file& overlay) {
+    mOverlay = overlay;
+    // Another overlay may carry the same time as the old one: only a new load is sure.
+    mMessages.clear();
+}
+
+bool locFile::getMessage(const wchar_t* id, locMessage& msg) const {
+    string key(id ? id : L"");
+    trimLine(key);
+    return lookup(std::move(key), msg);
+}
+
+bool locFile::isFresh() const {
+    if (mMessages.empty())
+        return false;
+    std::int64_t time = 0;
+    fileTime(*this, time);
+    if (time != mFileTime)
+        return false;
+    std::int64_t overlayTime = 0;
+    return fileTime(mOverlay, overlayTime) ? overlayTime == mOverlayTime : mOverlayTime == 0;
+}
+
+bool locFile::reload() const {
+    std::set<string> met(mIncludedFrom.begin(), mIncludedFrom.end());
+    met.insert(fullName().lower());
+    return load(met, true);
+}
+
+bool locFile::lookup(string key, locMessage& msg) const {
+    // Followed in a loop, not by recursion: a long chain of aliases cannot exhaust the stack.
+    std::set<string> visited;
+    for (;;) {
+        if (!isFresh() && !reload())
+            return false;
+        const auto found = mMessages.find(key);
+        if (found == mMessages.end())
+            break;
+        const string& text = found->second;
+        if (text.compare(0, 2, kAliasMark) != 0) {
+            msg.setMessage(text.c_str());
+            return true;
+        }
+        visited.insert(key);
+        string target(text.substr(2));
+        if (visited.count(target) != 0) {
+            // A cycle: the alias text itself is the message.
+            msg.setMessage(text.c_str());
+            return true;
+        }
+        key = std::move(target);
+    }
+    for (const locFile& include : mIncludes)
+        if (include.getMessage(key.c_str(), msg))
+            return true;
+    return false;
+}
+
+bool locFile::load(std::set<string>& met, bool followIncludes) const {
+    mIncludes.clear();
+    mCommands.clear();
+    mMessages.clear();
+    // Noted before reading, so that a change made while the file is read shows at the next
+    // lookup.
+    fileTime(*this, mFileTime);
+    std::string bytes;
+    const bool opened = readBytes(fullName(), bytes);
+    if (opened) {
+        const std::vector<string> lines = preparedLines(decode(bytes));
+        bytes.clear();
+
+        // First pass: the commands.
+        for (const string& line : lines) {
+            const std::size_t mark = line.find(kCommandMark);
+            if (mark == string::npos)
+                continue;
+            string command(line.substr(mark + (sizeof kCommandMark / sizeof(wchar_t) - 1)));
+            trimTrailingBlanks(command);
+            if (!command.empty() && command.back() == L')')
+                command.pop_back();
+            mCommands.push_back(std::move(command));
+        }
+
+        // Second pass: the entries.
+        string key, value;
+        bool pending = false; // a value that goes on in the next line
+        const auto store = [this](const string& k, string v) {
+            insertLineFeeds(v);
+            mMessages.emplace(k, std::move(v)); // the first definition wins
+        };
+        for (string line : lines) {
+            const bool continued = line.back() == L'\\';
+            if (continued)
+                line.pop_back();
+            if (pending) {
+                value += valuePart(line);
+            } else {
+                const std::size_t blank = line.find(L' ');
+                if (blank == string::npos)
+                    continue;
+                key = line.substr(0, blank);
+                if (key.find(L';') != string::npos)
+                    continue; // a comment
+                string rest(line.substr(blank + 1));
+                trimLeadingBlanks(rest);
+                value = valuePart(rest);
+            }
+            pending = continued;
+            if (!pending)
+                store(key, value);
+        }
+        if (pending)
+            store(key, value);
+
+        if (followIncludes)
+            scanIncludes(lines, met);
+    }
+
+    for (const string& command : mCommands)
+        applyCommand(command, mMessages);
+
+    if (fileTime(mOverlay, mOverlayTime)) {
+        locFile overlay(mOverlay);
+        std::set<string> none;
+        overlay.load(none, false);
+        for (auto& entry : overlay.mMessages)
+            mMessages[entry.first] = std::move(entry.second);
+        for (const string& command : overlay.mCommands)
+            applyCommand(command, mMessages);
+    }
+    return opened;
+}
+
+void locFile::scanIncludes(const std::vector<string>& lines, std::set<string>& met) const {
+    const string folder = entryName().path(0);
+    std::vector<string> chain(mIncludedFrom);
+    chain.push_back(fullName().lower());
+    for (const string& line : lines) {
+        if (line.find(kIncludeMark) == string::npos)
+            continue;
+        string name(line.substr(0, line.rfind(L';')));
+        const std::size_t first = name.find_first_of(kIncludeMark);
+        name.erase(0, first == string::npos ? name.size() : std::min(name.size(), first + kIncludeLength));
+        trimLeadingBlanks(name);
+        trimTrailingBlanks(name);
+        if (name.empty())
+            continue;
+        const file candidate(folder, name);
+        if (!candidate.exists() || !candidate.isReadable())
+            continue;
+        // Case is ignored, so a cycle ends at the first file met again.
+        if (!met.insert(candidate.fullName().lower()).second)
+            continue;
+        locFile include(candidate);
+        include.mIncludedFrom = chain;
+        include.load(met, true);
+        mIncludes.push_back(std::move(include));
+    }
+}
+
+void locFile::collectKeys(std::set<string>& out) const {
+    if (!isFresh())
+        reload();
+    for (const auto& entry : mMessages)
+        out.insert(entry.first);
+    for (const locFile& include : mIncludes)
+        include.collectKeys(out);
+}
+
+void locFile::keys(std::vector<string>& out) const {
+    std::set<string> all;
+    collectKeys(all);
+    out.assign(all.begin(), all.end());
+}
+
+} // namespace vx

@@ -1,0 +1,476 @@
+#include "testSupport.h"
+
+#include <vxLocFile.h>
+#include <vxLocMessage.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace fs = std::filesystem;
+using vx::locFile;
+
+namespace {
+
+// A fresh temporary directory, removed with everything in it at the end.
+struct tempDir {
+    tempDir() {
+        char pattern[] = "/tmp/vxLocFile.XXXXXX";
+        EXPECT_NE(::mkdtemp(pattern), nullptr);
+        path = fs::canonical(pattern).string();
+    }
+    ~tempDir() {
+        std::error_code ignored;
+        for (auto it = fs::recursive_directory_iterator(path, ignored); it != fs::recursive_directory_iterator();
+             it.increment(ignored))
+            fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+        fs::remove_all(path, ignored);
+    }
+    // Writes bytes to name (folders made as needed) and answers the file's name in Windows form.
+    std::wstring write(const std::string& name, const std::string& bytes) const {
+        const fs::path native = fs::path(path) / name;
+        fs::create_directories(native.parent_path());
+        std::ofstream(native, std::ios::binary | std::ios::trunc) << bytes;
+        return windows(name);
+    }
+    std::wstring windows(const std::string& name) const {
+        std::string text = "C:" + path + "/" + name;
+        std::replace(text.begin(), text.end(), '/', '\\');
+        return std::wstring(text.begin(), text.end());
+    }
+    std::string path;
+};
+
+// UTF-8 bytes of wide text, by the library's own encoder.
+std::string utf8(const std::wstring& text) {
+    return vx::string(text).getMBCS();
+}
+
+// UTF-16LE bytes with the byte-order mark, surrogate pairs above U+FFFF.
+std::string utf16le(const std::wstring& text) {
+    std::string out = "\xFF\xFE";
+    const auto unit = [&out](std::uint32_t u) {
+        out += static_cast<char>(u & 0xFF);
+        out += static_cast<char>(u >> 8);
+    };
+    for (wchar_t w : text) {
+        const auto c = static_cast<std::uint32_t>(w);
+        if (c < 0x10000) {
+            unit(c);
+        } else {
+            unit(0xD800 + ((c - 0x10000) >> 10));
+            unit(0xDC00 + ((c - 0x10000) & 0x3FF));
+        }
+    }
+    return out;
+}
+
+// The text of id, or nothing when the file does not hold it.
+std::optional<std::wstring> lookUp(const locFile& f, const wchar_t* id) {
+    vx::locMessage msg(L"untouched");
+    if (!f.getMessage(id, msg)) {
+        EXPECT_EQ(std::wstring(msg), L"untouched") << "a failed lookup changed the message";
+        return std::nullopt;
+    }
+    return std::wstring(msg);
+}
+
+const std::optional<std::wstring> absent;
+
+// Rewrites a file and moves its modification time on, so that a lookup sees the change.
+void rewrite(const tempDir& dir, const std::string& name, const std::string& bytes) {
+    const vx::file before(dir.windows(name));
+    const std::int64_t time = before.lastModificationTime();
+    dir.write(name, bytes);
+    ASSERT_TRUE(vx::file(dir.windows(name)).setLastModificationTime(time + 10));
+}
+
+struct formatCase {
+    const char* what;
+    std::string content;
+    const wchar_t* id;
+    std::optional<std::wstring> expected;
+};
+
+} // namespace
+
+// --- the format of a line --------------------------------------------------------------------
+
+TEST(locFileFormat, linesKeysValuesAndComments) {
+    const std::vector<formatCase> cases = {
+        {"comment behind the text", "Key Text ; note\n", L"Key", L"Text"},
+        {"quoted text keeps ;", "Key \"Text ; note\"\n", L"Key", L"Text ; note"},
+        {"quoted text ends at the last quote", "Key \"a \"b\" c\" ; x\n", L"Key", L"a \"b\" c"},
+        {"quoted text without closing quote", "Key \"open text\n", L"Key", L"open text"},
+        {"cut at the last of two ;", "Key a;b;c\n", L"Key", L"a;b"},
+        {"quote inside an unquoted text", "Key say \"hi\"\n", L"Key", L"say \"hi\""},
+        {"only a comment: an empty text", "Key ;\n", L"Key", L""},
+        {"blanks and tabs", "  \tKey \t  Text\there \t\r\n", L"Key", L"Text here"},
+        {"a tab separates the key", "Key\tText\n", L"Key", L"Text"},
+        {"line feed sequence", "Key Line1\\nLine2\n", L"Key", L"Line1\nLine2"},
+        {"backslash before the sequence", "Key a\\\\nb\n", L"Key", L"a\\\nb"},
+        {"first definition wins", "Key first\nKey second\n", L"Key", L"first"},
+        {"keys are case-sensitive", "Key Text\n", L"key", absent},
+        {"line without blank", "Key\n", L"Key", absent},
+        {"key with ; is a comment", "Ke;y Text\n", L"Ke;y", absent},
+        {"comment line", ";Key Text\n", L";Key", absent},
+        {"CR LF lines", "A one\r\nB two\r\n", L"B", L"two"},
+        {"last line without line end", "A one\nB two", L"B", L"two"},
+        {"the id is trimmed", "Key Text\n", L" \tKey \t\r\n", L"Text"},
+        {"a null id is empty", "Key Text\n", nullptr, absent},
+        {"a null character ends its line", std::string("Key Te\0xt\nB two\n", 16), L"Key", L"Te"},
+        {"an include line is an entry too", "#include other.loc ; x\n", L"#include", L"other.loc"},
+        {"a severity prefix is taken off", "Key E: Broken\n", L"Key", L"Broken"},
+    };
+    tempDir dir;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const std::string name = "f" + std::to_string(i) + ".loc";
+        const locFile f(dir.write(name, cases[i].content).c_str());
+        EXPECT_EQ(lookUp(f, cases[i].id), cases[i].expected) << cases[i].what;
+    }
+}
+
+TEST(locFileFormat, continuedLinesJoinTheirValueParts) {
+    const std::vector<formatCase> cases = {
+        {"nothing between the parts", "Key abc\\\ndef\n", L"Key", L"abcdef"},
+        {"blank kept inside quotes", "Key \"abc \"\\\n   \"def\" ; note\n", L"Key", L"abc def"},
+        {"the next part is cut at its ;", "Key a \\\nb ; note\n", L"Key", L"ab"},
+        {"the first part is cut at its ;", "Key a ; note \\\nb\n", L"Key", L"ab"},
+        {"value starts on the next line", "Key \\\n    Long text\n", L"Key", L"Long text"},
+        {"three lines", "Key a\\\nb\\\nc\nNext x\n", L"Key", L"abc"},
+        {"the entry after a continuation", "Key a\\\nb\nNext x\n", L"Next", L"x"},
+        {"empty lines do not end it", "Key a\\\n\n\t\nb\n", L"Key", L"ab"},
+        {"a continued line takes the next whole", "Key a\\\nOther text\n", L"Other", absent},
+        {"continued at the end of the file", "Key a\\", L"Key", L"a"},
+        {"line feeds after the join", "Key a\\\\\nnb\n", L"Key", L"a\nb"},
+        {"a comment line continues nothing", "; note \\\nKey x\n", L"Key", L"x"},
+    };
+    tempDir dir;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const std::string name = "c" + std::to_string(i) + ".loc";
+        const locFile f(dir.write(name, cases[i].content).c_str());
+        EXPECT_EQ(lookUp(f, cases[i].id), cases[i].expected) << cases[i].what;
+    }
+}
+
+TEST(locFileFormat, longLinesArriveInPiecesOf1023Characters) {
+    tempDir dir;
+    // 1023 characters fill the buffer; the rest of the line arrives as a line of its own.
+    const std::string head = "Key " + std::string(1019, 'x');
+    const locFile split(dir.write("split.loc", head + " Tail rest ; note\nAfter y\n").c_str());
+    EXPECT_EQ(lookUp(split, L"Key"), std::wstring(1019, L'x'));
+    EXPECT_EQ(lookUp(split, L"Tail"), L"rest");
+    EXPECT_EQ(lookUp(split, L"After"), L"y");
+
+    // 1022 characters and the line feed still fit.
+    const std::string fits = "Key " + std::string(1017, 'x') + "y";
+    const locFile whole(dir.write("whole.loc", fits + "\nNext z\n").c_str());
+    EXPECT_EQ(lookUp(whole, L"Key"), std::wstring(1017, L'x') + L"y");
+    EXPECT_EQ(lookUp(whole, L"Next"), L"z");
+
+    // Characters, not bytes, count: 1019 two-byte characters fill the buffer as well.
+    const locFile wide(dir.write("wide.loc", "Key " + utf8(std::wstring(1019, L'\u00E9')) + " Tail rest\n").c_str());
+    EXPECT_EQ(lookUp(wide, L"Key"), std::wstring(1019, L'\u00E9'));
+    EXPECT_EQ(lookUp(wide, L"Tail"), L"rest");
+
+    // A very long line without a line end is read in pieces without trouble.
+    const locFile huge(dir.write("huge.loc", "Key " + std::string(200000, 'q')).c_str());
+    EXPECT_EQ(lookUp(huge, L"Key"), std::wstring(1019, L'q'));
+}
+
+// --- encodings ---------------------------------------------------------------------------------
+
+TEST(locFileEncoding, byteOrderMarkDecidesAndPlainTextIsUtf8) {
+    const std::wstring content = L"Greeting Grüße aus Köln ; note\r\nEmoji \"Smile 😀 𝄞\"\r\nKanji 日本語\r\n";
+    struct encodingCase {
+        const char* what;
+        std::string bytes;
+    } cases[] = {
+        {"UTF-16LE with mark", utf16le(content)},
+        {"UTF-8 with mark", "\xEF\xBB\xBF" + utf8(content)},
+        {"UTF-8 without mark", utf8(content)},
+    };
+    tempDir dir;
+    int n = 0;
+    for (const encodingCase& c : cases) {
+        const locFile f(dir.write("e" + std::to_string(n++) + ".loc", c.bytes).c_str());
+        EXPECT_EQ(lookUp(f, L"Greeting"), L"Grüße aus Köln") << c.what;
+        EXPECT_EQ(lookUp(f, L"Emoji"), L"Smile 😀 𝄞") << c.what;
+        EXPECT_EQ(lookUp(f, L"Kanji"), L"日本語") << c.what;
+    }
+}
+
+TEST(locFileEncoding, brokenTextBecomesReplacementCharacters) {
+    tempDir dir;
+    // An unpaired surrogate and an odd last byte in UTF-16LE.
+    std::string broken = utf16le(L"A x");
+    broken += std::string("\x00\xD8", 2);
+    broken += std::string(utf16le(L"y\nB z").substr(2));
+    broken += "\x41";
+    const locFile utf16(dir.write("u16.loc", broken).c_str());
+    EXPECT_EQ(lookUp(utf16, L"A"), L"x\uFFFDy");
+    EXPECT_EQ(lookUp(utf16, L"B"), L"z\uFFFD");
+    // Invalid UTF-8 without a mark.
+    const locFile utf8File(dir.write("u8.loc", "A \xC3(\xFF\n").c_str());
+    EXPECT_EQ(lookUp(utf8File, L"A"), L"\uFFFD(\uFFFD");
+    // A big-endian mark is no mark: its bytes are no UTF-8 and become part of the first key.
+    const locFile bigEndian(dir.write("be.loc", "\xFE\xFF" "A x\n").c_str());
+    EXPECT_EQ(lookUp(bigEndian, L"A"), absent);
+    EXPECT_EQ(lookUp(bigEndian, L"\uFFFD\uFFFDA"), L"x");
+}
+
+// --- aliases -------------------------------------------------------------------------------------
+
+TEST(locFileAlias, aliasesFollowAndCyclesEnd) {
+    const std::vector<formatCase> cases = {
+        {"alias", "A $$B\nB Text\n", L"A", L"Text"},
+        {"chain", "A $$B\nB $$C\nC $$D\nD End\n", L"A", L"End"},
+        {"two-key cycle", "A $$B\nB $$A\n", L"A", L"$$A"},
+        {"two-key cycle from the other end", "A $$B\nB $$A\n", L"B", L"$$B"},
+        {"self", "A $$A\n", L"A", L"$$A"},
+        {"three-key cycle", "A $$B\nB $$C\nC $$A\n", L"A", L"$$A"},
+        {"cycle entered later", "A $$B\nB $$C\nC $$B\n", L"A", L"$$B"},
+        {"missing target", "A $$Nowhere\n", L"A", absent},
+        {"empty target", "A $$\n", L"A", absent},
+        {"quoted alias", "A \"$$B\"\nB Text\n", L"A", L"Text"},
+        {"a single $ is text", "A $B\nB Text\n", L"A", L"$B"},
+    };
+    tempDir dir;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const locFile f(dir.write("a" + std::to_string(i) + ".loc", cases[i].content).c_str());
+        EXPECT_EQ(lookUp(f, cases[i].id), cases[i].expected) << cases[i].what;
+    }
+}
+
+TEST(locFileAlias, aVeryLongChainEnds) {
+    tempDir dir;
+    std::string content;
+    const int length = 100000;
+    for (int i = 0; i < length; ++i)
+        content += "K" + std::to_string(i) + " $$K" + std::to_string(i + 1) + "\n";
+    content += "K" + std::to_string(length) + " End\n";
+    const locFile chain(dir.write("chain.loc", content).c_str());
+    EXPECT_EQ(lookUp(chain, L"K0"), L"End");
+}
+
+// --- commands -------------------------------------------------------------------------------------
+
+TEST(locFileCommands, replaceAfterAllEntriesInFileOrder) {
+    const std::vector<formatCase> cases = {
+        {"replace in every text", "A foo bar\n;;cmd(replace:::foo:::baz)\nB more foo\n", L"B", L"more baz"},
+        {"before the entries", ";;cmd(replace:::foo:::baz)\nA foo foo\n", L"A", L"baz baz"},
+        {"unknown verb", ";;cmd(delete:::foo:::baz)\nA foo\n", L"A", L"foo"},
+        {"two fields", ";;cmd(replace:::foo)\nA foo\n", L"A", L"foo"},
+        {"in file order", ";;cmd(replace:::a:::b)\n;;cmd(replace:::b:::c)\nA ab\n", L"A", L"cc"},
+        {"inserted text is not searched", ";;cmd(replace:::a:::aa)\nA aba\n", L"A", L"aabaa"},
+        {"more fields are ignored", ";;cmd(replace:::a:::b:::c)\nA a\n", L"A", L"b"},
+        {"empty search text", ";;cmd(replace::::::x)\nA a\n", L"A", L"a"},
+        {"replace by nothing", ";;cmd(replace:::o:::)\nA foo\n", L"A", L"f"},
+        {"blanks and the closing parenthesis go", "  ;;cmd(replace:::o:::0)  \t\nA foo\n", L"A", L"f00"},
+        {"only the closing parenthesis", ";;cmd(replace:::o:::))\nA o\n", L"A", L")"},
+        {"anywhere in a line", "Note text ;;cmd(replace:::t:::T)\nA t\n", L"A", L"T"},
+        {"verb case counts", ";;cmd(Replace:::a:::b)\nA a\n", L"A", L"a"},
+        {"alias texts change too", ";;cmd(replace:::B:::C)\nA $$B\nB bee\nC sea\n", L"A", L"sea"},
+        {"the line feed is in place", ";;cmd(replace:::\\n:::+)\nA x\\ny\n", L"A", L"x\ny"},
+    };
+    tempDir dir;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const locFile f(dir.write("m" + std::to_string(i) + ".loc", cases[i].content).c_str());
+        EXPECT_EQ(lookUp(f, cases[i].id), cases[i].expected) << cases[i].what;
+    }
+}
+
+// --- includes ---------------------------------------------------------------------------------------
+
+TEST(locFileInclude, nestedIncludesThreeDeep) {
+    tempDir dir;
+    const std::wstring top = dir.write("top.loc", "Top t\nShared top\n#include sub/middle.loc ; note\n");
+    dir.write("sub/middle.loc", "Middle m\n#include ..\\deep\\Deeper.LOC\n");
+    dir.write("deep/deeper.loc", "Deeper d\n\t#include\tlast.loc\t\n");
+    dir.write("deep/last.loc", "Last l\nShared last\nAlias $$Top\n");
+    const locFile f(top.c_str());
+    EXPECT_EQ(lookUp(f, L"Middle"), L"m");
+    EXPECT_EQ(lookUp(f, L"Deeper"), L"d");
+    EXPECT_EQ(lookUp(f, L"Last"), L"l");
+    EXPECT_EQ(lookUp(f, L"Shared"), L"top"); // the including file's own entry first
+    // An alias is followed within the file that holds it (and its includes) only.
+    EXPECT_EQ(lookUp(f, L"Alias"), absent);
+    EXPECT_EQ(lookUp(f, L"Nowhere"), absent);
+    ASSERT_EQ(f.includes().size(), 1u);
+    ASSERT_EQ(f.includes()[0].includes().size(), 1u);
+    ASSERT_EQ(f.includes()[0].includes()[0].includes().size(), 1u);
+}
+
+TEST(locFileInclude, cyclesEndAndMissingFilesAreSkipped) {
+    tempDir dir;
+    const std::wstring a = dir.write("a.loc", "A a\n#include missing.loc\n#include B.loc\n#include a.loc\nX $$Y\n");
+    dir.write("b.loc", "B b\n#include A.LOC\n#include c.loc\nY $$X\n");
+    dir.write("c.loc", "C c\n#include b.loc\n#include a.loc\n");
+    const locFile f(a.c_str());
+    EXPECT_EQ(lookUp(f, L"C"), L"c");
+    EXPECT_EQ(lookUp(f, L"Nowhere"), absent);
+    // Aliases that point at each other across files: each file follows its own.
+    EXPECT_EQ(lookUp(f, L"X"), absent);
+    // The first file is met in its own scan: b.loc does not include it again.
+    ASSERT_EQ(f.includes().size(), 1u);
+    EXPECT_EQ(f.includes()[0].includes().size(), 1u);
+    EXPECT_EQ(f.includes()[0].includes()[0].includes().size(), 0u);
+
+    // Asked on its own, b.loc includes a.loc, which does not include b.loc again.
+    const locFile b(dir.windows("b.loc").c_str());
+    EXPECT_EQ(lookUp(b, L"A"), L"a");
+    EXPECT_EQ(lookUp(b, L"Nowhere"), absent);
+}
+
+TEST(locFileInclude, includeNamesAndWhatCounts) {
+    tempDir dir;
+    dir.write("x.loc", "X x\n");
+    dir.write("y.loc", "Y y\n");
+    dir.write("locked.loc", "L l\n");
+    ::chmod((dir.path + "/locked.loc").c_str(), 0);
+    fs::create_directories(dir.path + "/folder.loc");
+    const std::wstring main = dir.write("main.loc",
+                                        "; #include y.loc\n"          // cut with the comment
+                                        "#include locked.loc\n"       // not readable
+                                        "#include folder.loc\n"       // a folder
+                                        "#include\n"                  // no name
+                                        "include x.loc\n"             // no '#'
+                                        "  #include x.loc ; again\n"  // joins
+                                        "#include X.LOC\n");          // met already
+    const locFile f(main.c_str());
+    EXPECT_EQ(lookUp(f, L"X"), L"x");
+    EXPECT_EQ(lookUp(f, L"Y"), absent);
+    EXPECT_EQ(lookUp(f, L"L"), absent);
+    EXPECT_EQ(f.includes().size(), 1u);
+    // Eight characters go from the first character of the line that is one of the letters of
+    // "#include": here "Key in#in" goes (eight from the "e" on), and "clude y.loc" is the name.
+    dir.write("clude y.loc", "N n\n");
+    const locFile odd(dir.write("odd.loc", "Key in#include y.loc\n").c_str());
+    EXPECT_EQ(lookUp(odd, L"N"), L"n");
+    EXPECT_EQ(lookUp(odd, L"Y"), absent);
+}
+
+TEST(locFileInclude, aTouchedIncludeIsReadAgain) {
+    tempDir dir;
+    const std::wstring main = dir.write("main.loc", "Main m\n#include part.loc\n");
+    dir.write("part.loc", "Part old\n");
+    const locFile f(main.c_str());
+    EXPECT_EQ(lookUp(f, L"Part"), L"old");
+    rewrite(dir, "part.loc", "Part new\n#include main.loc\n");
+    EXPECT_EQ(lookUp(f, L"Part"), L"new");
+    // Read again on its own, the include still does not include the file above it.
+    EXPECT_EQ(lookUp(f, L"Nowhere"), absent);
+    EXPECT_EQ(f.includes()[0].includes().size(), 0u);
+}
+
+// --- overlays -------------------------------------------------------------------------------------
+
+TEST(locFileOverlay, mergedOverEntriesThenItsCommands) {
+    tempDir dir;
+    locFile f(dir.write("app.loc", "Title Velmora Draw\nKeep unchanged\nSwap old\n;;cmd(replace:::Draw:::Sketch)\n").c_str());
+    dir.write("app_site.loc",
+              "Swap new\nAdded overlay text\nTwice a\n#include extra.loc\n"
+              ";;cmd(replace:::Velmora:::Acme)\n;;cmd(replace:::a:::ab)\n");
+    dir.write("extra.loc", "Extra e\n");
+    f.setOverlay(vx::file(dir.windows("app_site.loc")));
+    EXPECT_EQ(lookUp(f, L"Title"), L"Acme Sketch");   // the file's command, then the overlay's
+    EXPECT_EQ(lookUp(f, L"Keep"), L"unchabnged");    // the overlay's commands reach every text
+    EXPECT_EQ(lookUp(f, L"Swap"), L"new");
+    EXPECT_EQ(lookUp(f, L"Added"), L"overlabby text"); // its own entries meet its commands twice
+    EXPECT_EQ(lookUp(f, L"Twice"), L"abb");
+    EXPECT_EQ(lookUp(f, L"Extra"), absent);          // the overlay's includes are not followed
+
+    std::vector<vx::string> keys;
+    f.keys(keys);
+    const std::vector<vx::string> expected = {L"#include", L"Added", L"Keep", L"Swap", L"Title", L"Twice"};
+    EXPECT_EQ(keys, expected);
+}
+
+TEST(locFileOverlay, changesOfTheOverlayAreNoticed) {
+    tempDir dir;
+    locFile f(dir.write("app.loc", "Key base\n").c_str());
+    f.setOverlay(vx::file(dir.windows("app_x.loc")));
+    EXPECT_EQ(lookUp(f, L"Key"), L"base"); // no overlay yet
+    dir.write("app_x.loc", "Key overlay\n");
+    EXPECT_EQ(lookUp(f, L"Key"), L"overlay"); // it appeared
+    rewrite(dir, "app_x.loc", "Key changed\n");
+    EXPECT_EQ(lookUp(f, L"Key"), L"changed"); // it changed
+    fs::remove(dir.path + "/app_x.loc");
+    EXPECT_EQ(lookUp(f, L"Key"), L"base"); // it went
+    f.setOverlay(vx::file());
+    EXPECT_EQ(lookUp(f, L"Key"), L"base");
+}
+
+TEST(locFileOverlay, aFileThatCannotBeReadStillTakesItsOverlay) {
+    tempDir dir;
+    dir.write("gone_x.loc", "Key overlay\n");
+    locFile f(dir.windows("gone.loc").c_str());
+    f.setOverlay(vx::file(dir.windows("gone_x.loc")));
+    // The failed load ends the first lookup; the overlay's entries then stand, and the missing
+    // file's time (0) has not changed.
+    EXPECT_EQ(lookUp(f, L"Key"), absent);
+    EXPECT_EQ(lookUp(f, L"Key"), L"overlay");
+}
+
+// --- freshness and copies ---------------------------------------------------------------------------
+
+TEST(locFileFreshness, aTouchedFileIsReadAnew) {
+    tempDir dir;
+    const std::wstring name = dir.write("app.loc", "Key first\nGone soon\n");
+    const locFile f(name.c_str());
+    EXPECT_EQ(lookUp(f, L"Key"), L"first");
+    // The same time: nothing is read.
+    const std::int64_t time = vx::file(name).lastModificationTime();
+    dir.write("app.loc", "Key second\n");
+    ASSERT_TRUE(vx::file(name).setLastModificationTime(time));
+    EXPECT_EQ(lookUp(f, L"Key"), L"first");
+    // Another time: read anew, the old entries gone.
+    ASSERT_TRUE(vx::file(name).setLastModificationTime(time + 1));
+    EXPECT_EQ(lookUp(f, L"Key"), L"second");
+    EXPECT_EQ(lookUp(f, L"Gone"), absent);
+    // Removed: the lookup fails.
+    fs::remove(dir.path + "/app.loc");
+    EXPECT_EQ(lookUp(f, L"Key"), absent);
+    dir.write("app.loc", "Key third\n");
+    EXPECT_EQ(lookUp(f, L"Key"), L"third");
+}
+
+TEST(locFileFreshness, anEmptyFileIsReadAtEveryLookupAndMissingFilesGiveNothing) {
+    tempDir dir;
+    const std::wstring name = dir.write("empty.loc", "; nothing yet\n");
+    const locFile f(name.c_str());
+    EXPECT_EQ(lookUp(f, L"Key"), absent);
+    const std::int64_t time = vx::file(name).lastModificationTime();
+    dir.write("empty.loc", "Key now\n");
+    ASSERT_TRUE(vx::file(name).setLastModificationTime(time));
+    EXPECT_EQ(lookUp(f, L"Key"), L"now"); // an empty map is never fresh
+
+    EXPECT_EQ(lookUp(locFile(dir.windows("missing.loc").c_str()), L"Key"), absent);
+    EXPECT_EQ(lookUp(locFile(), L"Key"), absent);
+    EXPECT_EQ(lookUp(locFile(dir.windows("").c_str()), L"Key"), absent); // a folder
+}
+
+TEST(locFileCopies, copiesAndAssignment) {
+    tempDir dir;
+    const std::wstring a = dir.write("a.loc", "Key a\n");
+    const std::wstring b = dir.write("b.loc", "Key b\n");
+    locFile first(a.c_str());
+    EXPECT_EQ(lookUp(first, L"Key"), L"a");
+    const locFile copy(first);
+    fs::remove(dir.path + "/a.loc");
+    EXPECT_EQ(lookUp(copy, L"Key"), absent); // the copy checks its file too
+    first = vx::file(b);
+    EXPECT_EQ(lookUp(first, L"Key"), L"b");
+    locFile joined(dir.windows("").c_str(), L"b.loc");
+    EXPECT_EQ(std::wstring(joined.fullName()), b);
+    locFile moved(std::move(joined));
+    EXPECT_EQ(lookUp(moved, L"Key"), L"b");
+    locFile assigned;
+    assigned = moved;
+    EXPECT_EQ(lookUp(assigned, L"Key"), L"b");
+}

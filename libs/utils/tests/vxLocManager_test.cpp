@@ -1,0 +1,399 @@
+#include "testSupport.h"
+
+#include <vxDirectory.h>
+#include <vxException.h>
+#include <vxFile.h>
+#include <vxLocManager.h>
+#include <vxLocMessage.h>
+#include <vxLocString.h>
+#include <vxModule.h>
+#include <vxSearchPath.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+using vx::locManager;
+using vx::locString;
+
+namespace {
+
+locManager& manager() {
+    return *locManager::instance();
+}
+
+// A fresh temporary directory, removed with everything in it at the end.
+struct tempDir {
+    tempDir() {
+        char pattern[] = "/tmp/vxLocManager.XXXXXX";
+        EXPECT_NE(::mkdtemp(pattern), nullptr);
+        path = fs::canonical(pattern).string();
+    }
+    ~tempDir() {
+        std::error_code ignored;
+        fs::remove_all(path, ignored);
+    }
+    // Writes UTF-8 text to name (folders made as needed).
+    void write(const std::string& name, const std::string& text) const {
+        const fs::path native = fs::path(path) / name;
+        fs::create_directories(native.parent_path());
+        std::ofstream(native, std::ios::binary | std::ios::trunc) << text;
+    }
+    std::wstring windows(const std::string& name = "") const {
+        std::string text = "C:" + path + "/" + name;
+        std::replace(text.begin(), text.end(), '/', '\\');
+        return std::wstring(text.begin(), text.end());
+    }
+    vx::directory dir(const std::string& name = "") const { return vx::directory(windows(name)); }
+    std::string path;
+};
+
+// Every test starts from a manager that searches only its own folders, with no default language,
+// file or overlay, and leaves the settings as it found them.
+class locManagerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        mLanguage = manager().defaultLanguage();
+        mFile = manager().defaultLocFile();
+        mOverlay = manager().overlayId();
+        mPath = manager().defaultSearchPath();
+        manager().setDefaultLanguage(L"");
+        manager().setDefaultLocFile(L"");
+        manager().setOverlayId(L"");
+        manager().setDefaultSearchPath(vx::searchPath());
+    }
+    void TearDown() override {
+        manager().setDefaultLanguage(mLanguage.c_str());
+        manager().setDefaultLocFile(mFile.c_str());
+        manager().setOverlayId(mOverlay.c_str());
+        manager().setDefaultSearchPath(mPath);
+    }
+    // Searches the folders of root, in order.
+    void searchIn(const tempDir& root, std::initializer_list<const char*> folders = {""}) {
+        vx::searchPath path;
+        for (const char* folder : folders)
+            path.appendDirectory(root.dir(folder));
+        manager().setDefaultSearchPath(path);
+    }
+
+    vx::string mLanguage, mFile, mOverlay;
+    vx::searchPath mPath;
+};
+
+// The text of a string in a language (null: the default one).
+std::wstring text(const locString& s, const wchar_t* language = nullptr) {
+    return s.string(language);
+}
+
+// Records the calls of the language-change callbacks.
+std::vector<std::wstring>& calls() {
+    static std::vector<std::wstring> recorded;
+    return recorded;
+}
+void recordFirst(const wchar_t* oldLanguage, const wchar_t* newLanguage) {
+    calls().push_back(std::wstring(L"1:") + oldLanguage + L">" + newLanguage);
+}
+void recordSecond(const wchar_t* oldLanguage, const wchar_t* newLanguage) {
+    calls().push_back(std::wstring(L"2:") + oldLanguage + L">" + newLanguage);
+}
+
+} // namespace
+
+// --- where files are looked for ----------------------------------------------------------------------
+
+TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutable) {
+    vx::directory executableFolder;
+    ASSERT_TRUE(vx::getModulePath(static_cast<void*>(nullptr), executableFolder));
+    ASSERT_EQ(mPath.size(), 2u);
+    EXPECT_EQ(mPath.directories()[0].fullName(),
+              vx::directory(executableFolder.fullName(), L"..\\config\\Language").fullName());
+    EXPECT_EQ(mPath.directories()[1].fullName(), executableFolder.fullName());
+}
+
+TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguage) {
+    tempDir root;
+    root.write("de/app.loc", "Msg_Hello Hallo [Name]\n");
+    root.write("en/app.loc", "Msg_Hello Hello [Name]\n");
+    searchIn(root);
+    manager().setDefaultLocFile(L"app.loc");
+    locString hello(L"Msg_Hello", L"Default [Name]");
+    hello.params().set(L"Ada", L"Name");
+
+    EXPECT_EQ(text(hello), L"Default Ada"); // no default language: no folder is tried
+    manager().setDefaultLanguage(L"de");
+    EXPECT_EQ(text(hello), L"Hallo Ada");
+    manager().setDefaultLanguage(L"en");
+    EXPECT_EQ(text(hello), L"Hello Ada");
+    EXPECT_EQ(text(hello, L"de"), L"Hallo Ada"); // the language asked for
+    EXPECT_EQ(text(hello, L"DE"), L"Hallo Ada"); // folders are found in any case
+    manager().setDefaultLanguage(L"de");
+    EXPECT_EQ(text(hello), L"Hallo Ada"); // the file found before is still there
+    EXPECT_TRUE(hello.stringIdExists(L"en"));
+    EXPECT_FALSE(hello.stringIdExists(L"fr"));
+    EXPECT_FALSE(locString(L"Msg_Other", L"x").stringIdExists(L"de"));
+}
+
+TEST_F(locManagerTest, whichFileIsAskedForWhichIdentifier) {
+    tempDir root;
+    root.write("de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n");
+    root.write("en/one.loc", "Msg_A one\n");
+    root.write("de/two.loc", "Msg_A zwei\nMsg_B zwei b\n");
+    root.write("plain.loc", "Msg_A plain\n");
+    root.write("de/plain.loc", "Msg_A plain de\n");
+    searchIn(root);
+    manager().setDefaultLanguage(L"de");
+    manager().setDefaultLocFile(L"one.loc");
+    struct lookupCase {
+        const char* what;
+        locString message;
+        const wchar_t* language;
+        const wchar_t* expected;
+    } cases[] = {
+        {"default file, default language", locString(L"Msg_A", L"dflt"), nullptr, L"eins"},
+        {"default file, language asked for", locString(L"Msg_A", L"dflt"), L"en", L"one"},
+        {"one name does not fall back to the default language",
+         locString(L"Msg_Only", L"dflt"), L"en", L"dflt"},
+        {"nor does the default file for a missing language", locString(L"Msg_A", L"dflt"), L"fr", L"dflt"},
+        {"a list falls back to the default language",
+         locString(L"Msg_A", L"dflt", L"two.loc"), L"fr", L"zwei"},
+        {"a list takes the language asked for first",
+         locString(L"Msg_A", L"dflt", L"one.loc"), L"en", L"one"},
+        {"the first file found is the one asked", locString(L"Msg_B", L"dflt", L"one.loc", L"two.loc", nullptr),
+         nullptr, L"dflt"},
+        {"a missing first file lets the next one answer",
+         locString(L"Msg_B", L"dflt", L"none.loc", L"two.loc", nullptr), nullptr, L"zwei b"},
+        {"the name itself before the language folder", locString(L"Msg_A", L"dflt", L"plain.loc"), L"de",
+         L"plain"},
+        {"a path below the search path", locString(L"Msg_A", L"dflt", L"de\\two.loc"), L"en", L"zwei"},
+        {"no file anywhere", locString(L"Msg_A", L"dflt", L"none.loc"), nullptr, L"dflt"},
+        {"an empty id names no file", locString(L"", L"dflt"), nullptr, L"dflt"},
+        // A bar in the default text moves the fields: the third is then one name, not a list,
+        // and the single-name search does not fall back to the default language.
+        {"a bar in the default text", locString(L"Msg_A", L"x|two.loc"), nullptr, L"zwei"},
+        {"a bar in the default text, language asked for", locString(L"Msg_A", L"x|two.loc"), L"en", L"x|two.loc"},
+    };
+    for (const lookupCase& c : cases)
+        EXPECT_EQ(text(c.message, c.language), c.expected) << c.what;
+}
+
+TEST_F(locManagerTest, nullSettingsAreIgnored) {
+    manager().setDefaultLanguage(L"de");
+    manager().setDefaultLocFile(L"app.loc");
+    manager().setOverlayId(L"site");
+    manager().setDefaultLanguage(nullptr);
+    manager().setDefaultLocFile(nullptr);
+    manager().setOverlayId(nullptr);
+    EXPECT_EQ(manager().defaultLanguage(), L"de");
+    EXPECT_EQ(manager().defaultLocFile(), L"app.loc");
+    EXPECT_EQ(manager().overlayId(), L"site");
+    vx::searchPath path;
+    path.appendDirectory(vx::directory(L"C:\\x"));
+    manager().defaultSearchPath() = path;
+    EXPECT_EQ(manager().defaultSearchPath().size(), 1u);
+}
+
+// --- files kept, overlays ------------------------------------------------------------------------------
+
+TEST(locManagerOverlayName, overlayFileNames) {
+    const struct {
+        const wchar_t* file;
+        const wchar_t* id;
+        const wchar_t* overlay;
+    } cases[] = {
+        {L"C:\\lang\\de\\vxDb.loc", L"site", L"C:\\lang\\de\\vxDb_site.loc"},
+        {L"C:\\lang\\app.v2.loc", L"x", L"C:\\lang\\app.v2_x.loc"},
+        {L"C:\\lang\\README", L"x", L"C:\\lang\\README_x"},
+        {L"C:\\dotted.dir\\plain", L"x", L"C:\\dotted.dir\\plain_x"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(locManager::overlayFileFor(vx::file(vx::string(c.file)), c.id).fullName(), c.overlay) << c.overlay;
+}
+
+TEST_F(locManagerTest, overlaysComeWithTheIdOfWhenAFileIsOpened) {
+    tempDir root;
+    root.write("de/app.loc", "Msg_A base\nMsg_B base b\n");
+    root.write("de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n");
+    root.write("de/late.loc", "Msg_A late\n");
+    root.write("de/late_site.loc", "Msg_A late site\n");
+    searchIn(root);
+    manager().setDefaultLanguage(L"de");
+    EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"app.loc")), L"base");
+    manager().setOverlayId(L"site");
+    // The same file, named in another case, is the file opened before: it keeps no overlay.
+    EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"APP.LOC")), L"base");
+    // A file opened now gets the overlay, with its commands over all texts.
+    EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"late.loc")), L"late site");
+    root.write("de/other.loc", "Msg_B other base\n");
+    root.write("de/other_site.loc", ";;cmd(replace:::base:::BASE)\n");
+    EXPECT_EQ(text(locString(L"Msg_B", L"dflt", L"other.loc")), L"other BASE");
+}
+
+// --- language changes ------------------------------------------------------------------------------------
+
+TEST_F(locManagerTest, callbacksOncePerRealChange) {
+    calls().clear();
+    manager().addLanguageChangedCB(&recordSecond);
+    manager().addLanguageChangedCB(&recordFirst);
+    manager().addLanguageChangedCB(&recordFirst); // held once
+    manager().addLanguageChangedCB(nullptr);
+    manager().setDefaultLanguage(L"de");
+    manager().setDefaultLanguage(L"de"); // no change
+    manager().setDefaultLanguage(nullptr);
+    manager().setDefaultLanguage(L"DE"); // a change: names compare exactly
+    manager().removeLanguageChangedCB(&recordSecond);
+    manager().removeLanguageChangedCB(&recordSecond);
+    manager().setDefaultLanguage(L"en");
+    manager().removeLanguageChangedCB(&recordFirst);
+    manager().setDefaultLanguage(L"fr");
+
+    // The order of the set is that of the functions' addresses.
+    const bool firstAddressLower = std::less<locManager::languageChangedCB>()(&recordFirst, &recordSecond);
+    std::vector<std::wstring> expected = {L"1:>de", L"2:>de", L"1:de>DE", L"2:de>DE", L"1:DE>en"};
+    if (!firstAddressLower) {
+        std::swap(expected[0], expected[1]);
+        std::swap(expected[2], expected[3]);
+    }
+    EXPECT_EQ(calls(), expected);
+}
+
+namespace {
+
+int gReentrantCalls = 0;
+std::wstring gReentrantText;
+
+void partnerOne(const wchar_t*, const wchar_t*);
+void partnerTwo(const wchar_t*, const wchar_t*);
+
+// Each of the two partners, called first, removes the other: only one of them runs.
+void reentrant(const wchar_t* newLanguage) {
+    ++gReentrantCalls;
+    // The lock is held, and it is recursive: the manager may be used from here.
+    gReentrantText = locString(L"Msg_A", L"dflt").string(newLanguage);
+    manager().setDefaultLanguage(newLanguage);       // the same name: no new round
+    manager().addLanguageChangedCB(&recordFirst);    // called from the next change on
+    manager().removeLanguageChangedCB(&partnerOne);  // not called after this any more
+    manager().removeLanguageChangedCB(&partnerTwo);
+}
+void partnerOne(const wchar_t*, const wchar_t* newLanguage) {
+    reentrant(newLanguage);
+}
+void partnerTwo(const wchar_t*, const wchar_t* newLanguage) {
+    reentrant(newLanguage);
+}
+
+} // namespace
+
+TEST_F(locManagerTest, callbacksMayUseTheManager) {
+    tempDir root;
+    root.write("en/app.loc", "Msg_A english\n");
+    searchIn(root);
+    manager().setDefaultLocFile(L"app.loc");
+    calls().clear();
+    gReentrantCalls = 0;
+    manager().addLanguageChangedCB(&partnerOne);
+    manager().addLanguageChangedCB(&partnerTwo);
+    manager().setDefaultLanguage(L"en");
+    EXPECT_EQ(gReentrantCalls, 1);
+    EXPECT_EQ(gReentrantText, L"english");
+    EXPECT_EQ(calls(), std::vector<std::wstring>{});
+    manager().setDefaultLanguage(L"de");
+    EXPECT_EQ(gReentrantCalls, 1);
+    EXPECT_EQ(calls(), std::vector<std::wstring>{L"1:en>de"});
+    manager().removeLanguageChangedCB(&recordFirst);
+}
+
+// --- exceptions show texts from language files -------------------------------------------------------------
+
+TEST_F(locManagerTest, aWriteFailureReportsInTheLanguageAskedFor) {
+    tempDir root;
+    root.write("de/vxUtils.loc",
+               "; Meldungen der Dateien\n"
+               "Msg_EWriteFile    E: Fehler beim Schreiben der Datei [File] ; Datei\n"
+               "Msg_EReadFile     $$Msg_EWriteFile\n");
+    root.write("fr/vxUtils.loc", "Msg_EWriteFile Erreur d'écriture du fichier « [File] »\n");
+    searchIn(root);
+    manager().setDefaultLocFile(L"vxUtils.loc");
+
+    // A file in a folder that does not exist cannot be written.
+    const vx::file target(root.windows("missing/plan.dxf"));
+    try {
+        std::ofstream probe(root.path + "/missing/plan.dxf");
+        ASSERT_FALSE(probe.is_open());
+        throw vx::writeFileException(target);
+    } catch (const vx::exception& e) {
+        const locString& message = e.message();
+        EXPECT_EQ(text(message, L"de"), L"Fehler beim Schreiben der Datei " + target.fullName());
+        EXPECT_EQ(text(message, L"fr"), L"Erreur d'écriture du fichier « " + target.fullName() + L" »");
+        EXPECT_EQ(text(message, L"en"), L"Error writing file " + target.fullName());
+        EXPECT_EQ(text(message), L"Error writing file " + target.fullName()); // no default language
+        manager().setDefaultLanguage(L"de");
+        EXPECT_EQ(text(message), L"Fehler beim Schreiben der Datei " + target.fullName());
+    }
+    // Nested causes resolve on their own.
+    const vx::readFileException cause(target);
+    const vx::fileException outer(target.fullName(), &cause);
+    ASSERT_EQ(outer.nestedMessages().size(), 1u);
+    EXPECT_EQ(text(outer.nestedMessages()[0], L"de"), L"Fehler beim Schreiben der Datei " + target.fullName());
+}
+
+// --- threads ------------------------------------------------------------------------------------------------
+
+namespace {
+
+std::atomic<int> gChanges{0};
+
+void countChange(const wchar_t*, const wchar_t*) {
+    gChanges.fetch_add(1);
+}
+
+} // namespace
+
+TEST_F(locManagerTest, threadsResolveWhileTheLanguageChanges) {
+    tempDir root;
+    root.write("de/app.loc", "Msg_A deutsch [N]\n#include common.loc\n");
+    root.write("en/app.loc", "Msg_A english [N]\n#include common.loc\n");
+    root.write("de/common.loc", "Msg_C gemeinsam\n");
+    root.write("en/common.loc", "Msg_C common\n");
+    searchIn(root);
+    manager().setDefaultLocFile(L"app.loc");
+    manager().setDefaultLanguage(L"de");
+    gChanges = 0;
+    manager().addLanguageChangedCB(&countChange);
+
+    constexpr int kReaders = 4;
+    constexpr int kRounds = 300;
+    std::atomic<int> wrong{0};
+    std::atomic<bool> readersDone{false};
+    std::atomic<int> finished{0};
+    int changes = 0;
+    vxtest::runThreads(kReaders + 1, [&](int t) {
+        if (t == kReaders) {
+            // The writer changes the language until the readers are done.
+            for (int i = 0; i < 50 || !readersDone.load(); ++i, ++changes)
+                manager().setDefaultLanguage(i % 2 ? L"de" : L"en");
+            return;
+        }
+        for (int i = 0; i < kRounds; ++i) {
+            locString a(L"Msg_A", L"dflt [N]");
+            a.params().set(i, L"N");
+            const std::wstring got = a.string();
+            const std::wstring n = std::to_wstring(i);
+            if (got != L"deutsch " + n && got != L"english " + n)
+                ++wrong;
+            const std::wstring common = locString(L"Msg_C", L"dflt").string(t % 2 ? L"de" : L"en");
+            if (common != (t % 2 ? L"gemeinsam" : L"common"))
+                ++wrong;
+        }
+        if (++finished == kReaders)
+            readersDone = true;
+    });
+    manager().removeLanguageChangedCB(&countChange);
+    EXPECT_EQ(wrong.load(), 0);
+    // The writer starts with "en" and alternates, so every call was a change, and each was told.
+    EXPECT_EQ(gChanges.load(), changes);
+}

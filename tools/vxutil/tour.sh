@@ -161,6 +161,59 @@ run which make "$tourDir/bin:$tourDir/tools"
 run which --recursive make "$tourDir/bin:$tourDir/tools"
 run --status 1 which cmake "$tourDir/bin:$tourDir/tools"
 
+step "Compound documents: named blocks in one file, the dictionary sorted by name at its end"
+cdocDir="$tourDir/cdoc"
+mkdir -p "$cdocDir"
+printf 'Site plan, revision 3\n' >"$cdocDir/notes.txt"
+printf 'PNG bytes' >"$cdocDir/Preview.PNG"
+run cdoc add "$cdocDir/plan.vxc" notes "$cdocDir/notes.txt"
+run cdoc add "$cdocDir/plan.vxc" info "$cdocDir/notes.txt"
+run cdoc thumbnail "$cdocDir/plan.vxc" "$cdocDir/Preview.PNG"
+run cdoc list "$cdocDir/plan.vxc"
+run cdoc cat "$cdocDir/plan.vxc" notes
+step "Compound documents: the thumbnail format is the extension in lower case; a name is refused twice"
+run cdoc thumbnail "$cdocDir/plan.vxc"
+run --status 1 cdoc add "$cdocDir/plan.vxc" notes "$cdocDir/notes.txt"
+run --status 1 cdoc list "$cdocDir/notes.txt"
+
+step "Messages from language files: one folder per language, the text chosen when it is shown"
+langDir="$tourDir/Language"
+mkdir -p "$langDir/de" "$langDir/fr"
+printf '%s\n' '; messages of the library, in German' \
+    'Msg_EWriteFile  E: Fehler beim Schreiben der Datei [File] ; [File] is filled in' \
+    'Msg_Greeting    "Guten Tag, [Name]; willkommen!"' 'Msg_Welcome     $$Msg_Greeting' \
+    '#include product.loc' ';;cmd(replace:::Tag:::Morgen)' >"$langDir/de/vxUtils.loc"
+printf '%s\n' 'Msg_Product Velmora Draw' >"$langDir/de/product.loc"
+printf '%s\n' 'Msg_EWriteFile  Erreur lors de l’écriture du fichier [File]' >"$langDir/fr/vxUtils.loc"
+run loc get --path "$langDir" --lang de Msg_Greeting Name=Ada
+run --status 1 loc get --path "$langDir" --lang en --text 'Good day, [Name]!' Msg_Greeting Name=Ada
+step "Messages from language files: a write that fails raises writeFileException, shown in the language asked for"
+run --status 1 loc write --path "$langDir" --lang de "$tourDir/no such folder/plan.dxf"
+run --status 1 loc write --path "$langDir" --lang fr "$tourDir/no such folder/plan.dxf"
+run --status 1 loc write --path "$langDir" --lang en "$tourDir/no such folder/plan.dxf"
+step "Messages from language files: what a file holds, after aliases, includes and commands (an #include line is an entry too)"
+run loc dump "$langDir/de/vxUtils.loc"
+
+step "Base64: three bytes give four characters; decoding stops at the first character outside the alphabet"
+printf Man >"$tourDir/man.txt"
+run base64 encode "$tourDir/man.txt"
+printf 'TWFu\nTWFu' >"$tourDir/man.b64"
+run base64 decode "$tourDir/man.b64"
+printf '\n'
+step "gzip files: written and read through zlib; nothing is replaced without --force"
+bufDir="$tourDir/gzip"
+mkdir -p "$bufDir"
+for i in $(seq 1 2000); do printf 'line %d of the site report\n' "$i"; done >"$bufDir/report.txt"
+run gzip "$bufDir/report.txt"
+run --status 1 gzip "$bufDir/report.txt"
+rm "$bufDir/report.txt"
+run gunzip "$bufDir/report.txt.gz"
+step "Windows executables: the architecture from the PE header, on any system"
+{ printf 'MZ'; head -c 58 /dev/zero; printf '\x80\0\0\0'; head -c 64 /dev/zero; printf 'PE\0\0'
+  head -c 20 /dev/zero; printf '\x0b\x02'; head -c 870 /dev/zero; } >"$bufDir/tool.exe"
+run pe "$bufDir/tool.exe"
+run --status 1 pe "$bufDir/report.txt"
+
 step "Bad usage: one line on standard error and exit status 2"
 run --status 2 split '' abc
 

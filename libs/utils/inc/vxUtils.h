@@ -23,6 +23,7 @@
 #include "vxException.h"
 #include "vxLocMessage.h"
 #include "vxLocString.h"
+#include "vxLocFile.h"
 #include "vxLocManager.h"
 
 // Generic values and conversion
@@ -38,6 +39,11 @@
 #include "vxDirectory.h"
 #include "vxSearchPath.h"
 #include "vxModule.h"
+
+// Binary data
+#include "vxBinaryBuffer.h"
+#include "vxZLib.h"
+#include "vxCompoundDoc.h"
 
 // Concurrency
 #include "vxMutex.h"

@@ -6,9 +6,17 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
 #include <stdexcept>
 #include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <thread>
+#include <tuple>
+#include <unistd.h>
 #include <vector>
 
 namespace vxtest {
@@ -65,6 +73,156 @@ void runThreads(int n, F f) {
         threads.emplace_back(f, t);
     for (auto& thread : threads)
         thread.join();
+}
+
+// For messages: gtest prints a std::wstring, but none of the classes derived from it.
+inline const std::wstring& show(const std::wstring& text) { return text; }
+
+// The Windows form of a native absolute path on the default drive table, where "C:" is "/":
+// "C:" and the path with '\' for '/'. Each byte stands for one character, so keep to ASCII.
+inline vx::string windowsForm(const std::string& native) {
+    vx::string text = L"C:";
+    for (const char c : native)
+        text += c == '/' ? L'\\' : static_cast<wchar_t>(static_cast<unsigned char>(c));
+    return text;
+}
+
+// A fresh temporary directory without symbolic links in its path. At the end it is removed with
+// everything in it; directories get their owner's rights back first, so that read-only or
+// unreadable ones do not keep the tree alive. Names below it are relative native paths.
+class tempDir {
+public:
+    tempDir() {
+        char pattern[] = "/tmp/vxTest.XXXXXX";
+        EXPECT_NE(::mkdtemp(pattern), nullptr);
+        mPath = std::filesystem::canonical(pattern).string();
+    }
+    ~tempDir() {
+        namespace fs = std::filesystem;
+        std::error_code ignored;
+        fs::permissions(mPath, fs::perms::owner_all, fs::perm_options::add, ignored);
+        for (auto it = fs::recursive_directory_iterator(mPath, ignored); it != fs::recursive_directory_iterator();
+             it.increment(ignored))
+            if (!it->is_symlink(ignored) && it->is_directory(ignored))
+                fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+        fs::remove_all(mPath, ignored);
+    }
+    tempDir(const tempDir&) = delete;
+    tempDir& operator=(const tempDir&) = delete;
+
+    const std::string& path() const { return mPath; }
+    std::string operator/(const std::string& name) const { return name.empty() ? mPath : mPath + "/" + name; }
+    vx::string windowsForm(const std::string& name = "") const { return vxtest::windowsForm(*this / name); }
+
+    void makeDirs(const std::string& name) const { std::filesystem::create_directories(*this / name); }
+    // Writes a file, with its missing parents, and then gives it the permission bits mode.
+    void makeFile(const std::string& name, const std::string& bytes = "x", mode_t mode = 0644) const {
+        const std::string native = *this / name;
+        std::filesystem::create_directories(std::filesystem::path(native).parent_path());
+        ::chmod(native.c_str(), 0600);
+        const int fd = ::open(native.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        ASSERT_GE(fd, 0) << native;
+        EXPECT_EQ(::write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+        ::close(fd);
+        ::chmod(native.c_str(), mode);
+    }
+    // The bytes of a file, or "<missing>" when it cannot be opened.
+    std::string read(const std::string& name) const {
+        const int fd = ::open((*this / name).c_str(), O_RDONLY);
+        if (fd < 0)
+            return "<missing>";
+        std::string bytes;
+        char buffer[65536];
+        for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;)
+            bytes.append(buffer, static_cast<std::size_t>(n));
+        ::close(fd);
+        return bytes;
+    }
+    // Whether the entry is there; a dangling link counts.
+    bool has(const std::string& name) const {
+        struct stat info;
+        return ::lstat((*this / name).c_str(), &info) == 0;
+    }
+    // The permission bits (0777), or -1 when the entry is missing.
+    int mode(const std::string& name) const {
+        struct stat info;
+        return ::stat((*this / name).c_str(), &info) == 0 ? static_cast<int>(info.st_mode & 0777) : -1;
+    }
+    // The number of entries in a directory.
+    std::size_t count(const std::string& name = "") const {
+        std::error_code ignored;
+        std::size_t n = 0;
+        for (std::filesystem::directory_iterator it(*this / name, ignored), end; it != end; it.increment(ignored))
+            ++n;
+        return n;
+    }
+
+private:
+    std::string mPath;
+};
+
+// Sets environment variables, or removes them with a null value, and restores each one as it was
+// before its first change when it goes.
+class scopedEnvironment {
+public:
+    scopedEnvironment() = default;
+    scopedEnvironment(const char* name, const char* value) { set(name, value); }
+    scopedEnvironment(const char* name, const std::string& value) { set(name, value.c_str()); }
+    ~scopedEnvironment() {
+        for (auto it = mSaved.rbegin(); it != mSaved.rend(); ++it)
+            put(std::get<0>(*it).c_str(), std::get<1>(*it) ? std::get<2>(*it).c_str() : nullptr);
+    }
+    scopedEnvironment(const scopedEnvironment&) = delete;
+    scopedEnvironment& operator=(const scopedEnvironment&) = delete;
+
+    void set(const char* name, const char* value) {
+        bool saved = false;
+        for (const auto& entry : mSaved)
+            saved = saved || std::get<0>(entry) == name;
+        if (!saved) {
+            const char* old = std::getenv(name);
+            mSaved.emplace_back(name, old != nullptr, old ? old : "");
+        }
+        put(name, value);
+    }
+    void set(const char* name, const std::string& value) { set(name, value.c_str()); }
+
+private:
+    static void put(const char* name, const char* value) { value ? ::setenv(name, value, 1) : ::unsetenv(name); }
+    std::vector<std::tuple<std::string, bool, std::string>> mSaved;
+};
+
+// Works in another directory and goes back to the one before at the end.
+class scopedCurrentDirectory {
+public:
+    explicit scopedCurrentDirectory(const std::string& path) : mOld(std::filesystem::current_path()) {
+        EXPECT_EQ(::chdir(path.c_str()), 0) << path;
+    }
+    ~scopedCurrentDirectory() { EXPECT_EQ(::chdir(mOld.c_str()), 0); }
+    scopedCurrentDirectory(const scopedCurrentDirectory&) = delete;
+    scopedCurrentDirectory& operator=(const scopedCurrentDirectory&) = delete;
+
+private:
+    std::filesystem::path mOld;
+};
+
+// Expects check() to answer true for a user without special rights: the calling user, or, for the
+// superuser, who may read and write everything, the user nobody in a child process.
+inline void expectUnprivileged(const std::function<bool()>& check) {
+    if (::geteuid() != 0) {
+        EXPECT_TRUE(check());
+        return;
+    }
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
+            std::_Exit(2);
+        std::_Exit(check() ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
 }
 
 } // namespace vxtest

@@ -6,16 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <mutex>
 #include <set>
 #include <string>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -26,291 +22,171 @@ using vx::directoryIterator;
 using vx::file;
 using vx::fileIterator;
 using vx::recursiveFileIterator;
-
-std::wstring wide(const std::string& ascii) { return std::wstring(ascii.begin(), ascii.end()); }
-
-// The Windows form of a native path on drive C, which is "/".
-vx::string windowsForm(const std::string& native) {
-    std::wstring text = L"C:" + wide(native);
-    std::replace(text.begin(), text.end(), L'/', L'\\');
-    return vx::string(text);
-}
-
-// A fresh temporary directory, removed with everything in it at the end (rights restored first).
-struct tempDir {
-    tempDir() {
-        char pattern[] = "/tmp/vxDirectory.XXXXXX";
-        EXPECT_NE(::mkdtemp(pattern), nullptr);
-        path = fs::canonical(pattern).string();
-    }
-    ~tempDir() {
-        std::error_code ignored;
-        for (auto it = fs::recursive_directory_iterator(path, ignored); it != fs::recursive_directory_iterator();
-             it.increment(ignored))
-            if (!it->is_symlink())
-                fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
-        fs::remove_all(path, ignored);
-    }
-    std::string operator/(const std::string& name) const { return path + "/" + name; }
-    directory dir(const std::string& name = "") const {
-        return directory(windowsForm(name.empty() ? path : *this / name));
-    }
-    void makeDirs(const std::string& name) const { fs::create_directories(*this / name); }
-    void makeFile(const std::string& name, bool readOnly = false) const {
-        fs::create_directories(fs::path(*this / name).parent_path());
-        std::ofstream(*this / name) << "x";
-        if (readOnly)
-            ::chmod((*this / name).c_str(), 0444);
-    }
-    bool has(const std::string& name) const { return fs::exists(fs::symlink_status(*this / name)); }
-    std::string path;
-};
-
-// Sets (or with a null value removes) variables through the library and restores them at the end.
-struct variables {
-    void set(const wchar_t* name, const wchar_t* value) {
-        vx::string old;
-        saved.emplace_back(name, vx::getEnvironmentVariable(name, old), old);
-        vx::setEnvironmentVariable(name, value);
-    }
-    void set(const wchar_t* name, const std::string& native) { set(name, wide(native).c_str()); }
-    ~variables() {
-        for (auto it = saved.rbegin(); it != saved.rend(); ++it)
-            vx::setEnvironmentVariable(std::get<0>(*it), std::get<1>(*it) ? std::get<2>(*it).c_str() : nullptr);
-    }
-    std::vector<std::tuple<const wchar_t*, bool, vx::string>> saved;
-};
-
-// Works in another directory and goes back at the end.
-struct workingDirectory {
-    explicit workingDirectory(const std::string& path) { fs::current_path(path); }
-    ~workingDirectory() { fs::current_path(old); }
-    fs::path old = fs::current_path();
-};
-
-// The names below root that a walk gives, as native relative paths.
-std::string relative(const tempDir& root, const vx::fsEntry& entry) {
-    const std::wstring prefix = root.dir().fullName();
-    std::wstring text = entry.fullName();
-    EXPECT_EQ(text.compare(0, prefix.size(), prefix), 0) << std::string(text.begin(), text.end());
-    text.erase(0, prefix.size());
-    std::replace(text.begin(), text.end(), L'\\', L'/');
-    return std::string(text.begin(), text.end());
-}
-
-std::vector<std::string> dirNames(const tempDir& root, const directory& base, const wchar_t* filter, int mask) {
-    std::vector<std::string> names;
-    for (directoryIterator it(base, filter, mask); !it.fullName().empty(); ++it)
-        names.push_back(relative(root, it));
-    return names;
-}
-
-std::vector<std::string> fileNames(const tempDir& root, const directory& base, const wchar_t* filter, int mask) {
-    std::vector<std::string> names;
-    for (fileIterator it(base, filter, mask); !it.fullName().empty(); it++)
-        names.push_back(relative(root, it));
-    return names;
-}
-
-std::vector<std::string> walk(const tempDir& root, const directory& base, const wchar_t* fileFilter, int fileMask,
-                              const wchar_t* dirFilter, int dirMask) {
-    std::vector<std::string> names;
-    recursiveFileIterator it(base, fileFilter, fileMask, dirFilter, dirMask);
-    for (const file* f = &static_cast<const file&>(it); !f->fullName().empty(); f = &static_cast<const file&>(it)) {
-        names.push_back(relative(root, *f));
-        it.next();
-    }
-    return names;
-}
-
 using names = std::vector<std::string>;
+using texts = std::vector<vx::string>;
 
-// check() must answer true for a user without special rights: the calling one, or for the
-// superuser, who may read and write everything, the user nobody in a child process.
-void expectAsUser(const std::function<bool()>& check) {
-    if (::geteuid() != 0) {
-        EXPECT_TRUE(check());
-        return;
+// A temporary tree whose directories are handed out as objects.
+struct tempTree : vxtest::tempDir {
+    directory dir(const std::string& name = "") const { return directory(windowsForm(name)); }
+    // An entry's name below the tree as a native relative path, "Sub/" for a directory.
+    std::string relative(const vx::fsEntry& entry) const {
+        const std::wstring prefix = dir().fullName();
+        std::wstring text = entry.fullName();
+        EXPECT_EQ(text.compare(0, prefix.size(), prefix), 0) << vxtest::show(text);
+        std::replace(text.begin(), text.end(), L'\\', L'/');
+        return std::string(text.begin() + std::min(prefix.size(), text.size()), text.end());
     }
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
-            std::_Exit(2);
-        std::_Exit(check() ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+};
+
+const vx::fsEntry& current(const vx::fsEntry& it) { return it; }
+const vx::fsEntry& current(const recursiveFileIterator& it) { return static_cast<const file&>(it); }
+
+// Everything an iterator gives until it is exhausted, as names below the tree.
+template <class iterator>
+names all(const tempTree& root, iterator&& it) {
+    names out;
+    for (; !current(it).fullName().empty(); ++it)
+        out.push_back(root.relative(current(it)));
+    return out;
+}
+
+names walk(const tempTree& root, const directory& base, const wchar_t* fileFilter, int fileMask,
+           const wchar_t* dirFilter = L"*.*", int dirMask = 0) {
+    return all(root, recursiveFileIterator(base, fileFilter, fileMask, dirFilter, dirMask));
+}
+
+texts listAll(const directory& base, bool recursive = true, const wchar_t* filter = L"*.*", int mask = 0) {
+    texts out;
+    base.listAllFiles(out, recursive, filter, mask);
+    return out;
 }
 
 // Three levels with hidden entries, a read-only file and names that differ only by case.
-struct sampleTree : tempDir {
+struct sampleTree : tempTree {
     sampleTree() {
         for (const char* f : {"b.txt", "A.txt", "a.txt", ".hid.txt", "Sub/x.txt", "Sub/deep/y.txt",
                               "Sub/.hiddenDir/h.txt", "sub/z.txt"})
             makeFile(f);
-        makeFile("ro.txt", true);
+        makeFile("ro.txt", "x", 0444);
         makeDirs("empty");
     }
 };
 
-// --- filters -----------------------------------------------------------------------------------------
+// --- filters: the rules of the find functions, never expanded, split at the last delimiter -------
 
 TEST(directoryFilter, followsTheFindFunctions) {
-    tempDir root;
+    tempTree root;
     for (const char* f : {"a.txt", "B.TXT", "noext", "x.tar.gz", "abc.", "readme", ".hidden", "%HOME%.txt"})
         root.makeFile(f);
     root.makeDirs("dir.txt");
-    const struct {
-        const wchar_t* filter;
-        names files;
-    } rows[] = {
-        {L"*.*", {"%HOME%.txt", ".hidden", "a.txt", "abc.", "B.TXT", "noext", "readme", "x.tar.gz"}},
-        {L"*", {"%HOME%.txt", ".hidden", "a.txt", "abc.", "B.TXT", "noext", "readme", "x.tar.gz"}},
+    const names every{"%HOME%.txt", ".hidden", "a.txt", "abc.", "B.TXT", "noext", "readme", "x.tar.gz"};
+    const struct { const wchar_t* filter; names files; } rows[] = {
+        {L"*.*", every}, {L"*", every},
         {L"*.TxT", {"%HOME%.txt", "a.txt", "B.TXT"}}, // case is ignored; directories never count
-        {L"?.txt", {"a.txt", "B.TXT"}},
-        {L"??.txt", {}},
-        {L"*.", {"abc.", "noext", "readme"}},   // names without a dot (and a real trailing dot)
-        {L"readme.", {"readme"}},
-        {L"noext.*", {"noext"}},                // ".*" may match nothing at the end
-        {L"x.*", {"x.tar.gz"}},
-        {L"*.gz", {"x.tar.gz"}},
-        {L"*.htm", {}},                         // no short names: ".html" would not count either
-        {L"x*z", {"x.tar.gz"}},
-        {L".*", {".hidden"}},
-        {L"a*", {"a.txt", "abc."}},
-        {L"%HOME%.txt", {"%HOME%.txt"}},        // the name is taken as it is, never expanded
-        {L"", {}},
-        {nullptr, {}},
+        {L"?.txt", {"a.txt", "B.TXT"}}, {L"??.txt", {}},
+        {L"*.", {"abc.", "noext", "readme"}}, // names without a dot (and a real trailing dot)
+        {L"readme.", {"readme"}}, {L"noext.*", {"noext"}}, // ".*" may match nothing at the end
+        {L"x.*", {"x.tar.gz"}}, {L"x*z", {"x.tar.gz"}}, {L".*", {".hidden"}}, {L"a*", {"a.txt", "abc."}},
+        {L"*.htm", {}},                  // no short names: ".html" would not count either
+        {L"%HOME%.txt", {"%HOME%.txt"}}, // the name is taken as it is, never expanded
+        {L"", {}}, {nullptr, {}},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(fileNames(root, root.dir(), row.filter, 0), row.files) << (row.filter ? row.filter : L"<null>");
+        EXPECT_EQ(all(root, fileIterator(root.dir(), row.filter, 0)), row.files) << (row.filter ? row.filter : L"-");
     EXPECT_EQ(root.dir().numberOfFiles(L"*.txt", 0), 3u);
     EXPECT_EQ(root.dir().numberOfFiles(nullptr, 0), 0u);
-}
 
-TEST(directoryFilter, aDelimiterInTheFilterSearchesThereButNamesBelowTheBase) {
-    tempDir root;
+    // The search text is base plus filter, split at its last delimiter as the find functions split
+    // it; the entries are still named below the base.
     root.makeFile("Sub/x.txt");
-    // The search text is base plus filter, split at its last delimiter, as the find functions
-    // split it; the entries are still named below the base.
-    EXPECT_EQ(fileNames(root, root.dir(), L"Sub\\*.txt", 0), names{"x.txt"});
-    EXPECT_EQ(fileNames(root, root.dir(), L"Sub/", 0), names{});
-    EXPECT_EQ(dirNames(root, root.dir("Sub"), L"..\\*", 0), names{"Sub/Sub/"});
+    EXPECT_EQ(all(root, fileIterator(root.dir(), L"Sub\\*.txt", 0)), names{"x.txt"});
+    EXPECT_EQ(all(root, fileIterator(root.dir(), L"Sub/", 0)), names{});
+    EXPECT_EQ(all(root, directoryIterator(root.dir("Sub"), L"..\\*", 0)), (names{"Sub/dir.txt/", "Sub/Sub/"}));
 }
 
-// --- iteration order -----------------------------------------------------------------------------
+// --- iteration: masks exclude, directories in name order, a level's files after its sub-trees ------
 
 TEST(directoryIteration, eachIteratorInItsOrder) {
     sampleTree tree;
     const directory root = tree.dir();
-    const struct {
-        directory base;
-        const wchar_t* filter;
-        int mask;
-        names expected;
-    } dirRows[] = {
-        {root, L"*.*", 0, {"empty/", "Sub/", "sub/"}},
-        {tree.dir("Sub"), L"*.*", 0, {"Sub/.hiddenDir/", "Sub/deep/"}},
-        {tree.dir("Sub"), L"*", vx::DI_HIDDEN, {"Sub/deep/"}},
-        {root, L"s*", 0, {"Sub/", "sub/"}},
+    const struct { directory base; const wchar_t* filter; int mask; names expected; } dirRows[] = {
+        {root, L"*.*", 0, {"empty/", "Sub/", "sub/"}}, {tree.dir("Sub"), L"*.*", 0, {"Sub/.hiddenDir/", "Sub/deep/"}},
+        {tree.dir("Sub"), L"*", vx::DI_HIDDEN, {"Sub/deep/"}}, {root, L"s*", 0, {"Sub/", "sub/"}},
         {root, L"*.*", vx::DI_SUBDIR, {}},
     };
     for (const auto& row : dirRows)
-        EXPECT_EQ(dirNames(tree, row.base, row.filter, row.mask), row.expected) << row.base.fullName().getMBCS();
+        EXPECT_EQ(all(tree, directoryIterator(row.base, row.filter, row.mask)), row.expected) << row.mask;
 
-    const struct {
-        int mask;
-        names expected;
-    } fileRows[] = {
-        {0, {".hid.txt", "A.txt", "a.txt", "b.txt", "ro.txt"}},
-        {vx::DI_HIDDEN, {"A.txt", "a.txt", "b.txt", "ro.txt"}},
-        {vx::DI_RDONLY, {".hid.txt", "A.txt", "a.txt", "b.txt"}},
-        {vx::DI_ARCH, {}},
-        {vx::DI_SYSTEM, {".hid.txt", "A.txt", "a.txt", "b.txt", "ro.txt"}},
+    const names files{".hid.txt", "A.txt", "a.txt", "b.txt", "ro.txt"};
+    const struct { int mask; names expected; } fileRows[] = {
+        {0, files}, {vx::DI_HIDDEN, {"A.txt", "a.txt", "b.txt", "ro.txt"}},
+        {vx::DI_RDONLY, {".hid.txt", "A.txt", "a.txt", "b.txt"}}, {vx::DI_ARCH, {}}, {vx::DI_SYSTEM, files},
     };
     for (const auto& row : fileRows)
-        EXPECT_EQ(fileNames(tree, root, L"*.*", row.mask), row.expected) << row.mask;
+        EXPECT_EQ(all(tree, fileIterator(root, L"*.*", row.mask)), row.expected) << row.mask;
 
-    const struct {
-        const wchar_t* fileFilter;
-        int fileMask;
-        const wchar_t* dirFilter;
-        int dirMask;
-        names expected;
-    } walkRows[] = {
-        {L"*.*", 0, L"*.*", 0,
-         {"Sub/.hiddenDir/h.txt", "Sub/deep/y.txt", "Sub/x.txt", "sub/z.txt", ".hid.txt", "A.txt", "a.txt", "b.txt",
-          "ro.txt"}},
-        {L"*.*", vx::DI_HIDDEN | vx::DI_RDONLY, L"*.*", vx::DI_HIDDEN,
-         {"Sub/deep/y.txt", "Sub/x.txt", "sub/z.txt", "A.txt", "a.txt", "b.txt"}},
-        // The directory filter limits the descent, the file filter does not.
-        {L"*.*", 0, L"s*", 0, {"Sub/x.txt", "sub/z.txt", ".hid.txt", "A.txt", "a.txt", "b.txt", "ro.txt"}},
-        {L"y*", 0, L"*", 0, {"Sub/deep/y.txt"}},
-        {L"*.*", 0, L"*.*", vx::DI_SUBDIR, {".hid.txt", "A.txt", "a.txt", "b.txt", "ro.txt"}},
-        {L"nothing", 0, L"*.*", 0, {}},
-    };
+    const struct { const wchar_t* fileFilter; int fileMask; const wchar_t* dirFilter; int dirMask; names expected; }
+        walkRows[] = {
+            {L"*.*", 0, L"*.*", 0,
+             {"Sub/.hiddenDir/h.txt", "Sub/deep/y.txt", "Sub/x.txt", "sub/z.txt", ".hid.txt", "A.txt", "a.txt",
+              "b.txt", "ro.txt"}},
+            {L"*.*", vx::DI_HIDDEN | vx::DI_RDONLY, L"*.*", vx::DI_HIDDEN,
+             {"Sub/deep/y.txt", "Sub/x.txt", "sub/z.txt", "A.txt", "a.txt", "b.txt"}},
+            // The directory filter limits the descent, the file filter does not.
+            {L"*.*", 0, L"s*", 0, {"Sub/x.txt", "sub/z.txt", ".hid.txt", "A.txt", "a.txt", "b.txt", "ro.txt"}},
+            {L"y*", 0, L"*", 0, {"Sub/deep/y.txt"}}, {L"*.*", 0, L"*.*", vx::DI_SUBDIR, files},
+            {L"nothing", 0, L"*.*", 0, {}},
+        };
     for (const auto& row : walkRows)
         EXPECT_EQ(walk(tree, root, row.fileFilter, row.fileMask, row.dirFilter, row.dirMask), row.expected)
             << row.fileFilter << L" " << row.dirFilter;
 
     // Attributes of the current entry come with it.
-    directoryIterator d(tree.dir("Sub"), L"*.*", 0);
-    EXPECT_EQ(d.attributes(), vx::DI_SUBDIR | vx::DI_HIDDEN);
+    EXPECT_EQ(directoryIterator(tree.dir("Sub"), L"*.*", 0).attributes(), vx::DI_SUBDIR | vx::DI_HIDDEN);
     fileIterator f(root, L"ro.txt", 0);
     EXPECT_EQ(f.attributes(), vx::DI_ARCH | vx::DI_RDONLY);
-    f.next();
+    f++;
     EXPECT_EQ(f.attributes(), 0);
 }
 
-TEST(directoryIteration, subDirectoryFilesComeBeforeTheDirectorysOwn) {
-    tempDir root;
-    root.makeFile("a/x.txt");
-    root.makeFile("y.txt");
-    EXPECT_EQ(walk(root, root.dir(), L"*.*", 0, L"*.*", 0), (names{"a/x.txt", "y.txt"}));
-    std::vector<vx::string> listed;
-    root.dir().listAllFiles(listed, true, L"*.*", 0);
-    EXPECT_EQ(listed, (std::vector<vx::string>{L".\\y.txt", L".\\a\\x.txt"}));
-}
+TEST(directoryIteration, listAllFilesPutsALevelsFilesFirstAndAgreesWithTheWalk) {
+    tempTree small;
+    small.makeFile("a/x.txt");
+    small.makeFile("y.txt");
+    EXPECT_EQ(walk(small, small.dir(), L"*.*", 0), (names{"a/x.txt", "y.txt"}));
+    EXPECT_EQ(listAll(small.dir()), (texts{L".\\y.txt", L".\\a\\x.txt"}));
 
-TEST(directoryIteration, listAllFilesAgreesWithTheRecursiveWalk) {
     sampleTree tree;
     tree.makeFile("Sub/deep/deeper/q.TXT");
     tree.makeFile("Sub/deep/.h/r.txt");
     for (const int mask : {0, vx::DI_HIDDEN, vx::DI_RDONLY}) {
-        std::vector<vx::string> listed{L"kept"};
+        texts listed{L"kept"};
         tree.dir().listAllFiles(listed, true, L"*.txt", mask);
         ASSERT_EQ(listed.front(), L"kept"); // appended to what was there
         listed.erase(listed.begin());
         // listAllFiles never enters hidden or system directories, whatever the mask.
         std::multiset<vx::string> fromWalk;
         for (const std::string& name : walk(tree, tree.dir(), L"*.txt", mask, L"*.*", vx::DI_HIDDEN | vx::DI_SYSTEM)) {
-            vx::string text = L".\\" + wide(name);
+            vx::string text = L".\\" + std::wstring(name.begin(), name.end());
             std::replace(text.begin(), text.end(), L'/', L'\\');
             fromWalk.insert(text.lower());
         }
         EXPECT_EQ(std::multiset<vx::string>(listed.begin(), listed.end()), fromWalk) << mask;
         EXPECT_EQ(listed.size(), mask == 0 ? 9u : 8u);
     }
-    // Files first, then the sub-directories; only this level without recursion.
-    std::vector<vx::string> flat;
-    tree.dir("Sub").listAllFiles(flat, false, L"*.*", 0);
-    EXPECT_EQ(flat, std::vector<vx::string>{L".\\x.txt"});
+    EXPECT_EQ(listAll(tree.dir("Sub"), false), texts{L".\\x.txt"}); // only this level without recursion
 }
 
-// --- creating, removing, clearing ----------------------------------------------------------------
+// --- creating, removing, clearing: special entries stay, and so does what leads to them -------------
 
 TEST(directoryTree, createMakesEveryLevelOnlyWhenAsked) {
-    tempDir root;
-    variables vars;
-    vars.set(L"VX_DRIVES", "Q=" + root.path + "/missing-root");
+    tempTree root;
+    vxtest::scopedEnvironment drives("VX_DRIVES", "Q=" + root.path() + "/missing-root");
     EXPECT_FALSE(root.dir("a/b/c").create(false));
     EXPECT_FALSE(root.has("a"));
     EXPECT_TRUE(root.dir("a/b/c").create(true));
     EXPECT_TRUE(fs::is_directory(root / "a/b/c"));
-    EXPECT_TRUE(root.dir("a/b").create(false)); // exists already
+    EXPECT_TRUE(root.dir("a/b").create(false));     // exists already
     EXPECT_TRUE(root.dir("A/B/new").create(false)); // the parent is found whatever its case
     EXPECT_TRUE(fs::is_directory(root / "a/b/new"));
     EXPECT_FALSE(directory().create(true));
@@ -325,50 +201,36 @@ TEST(directoryTree, createMakesEveryLevelOnlyWhenAsked) {
 }
 
 TEST(directoryTree, removeLeavesReadOnlyHiddenAndSystemEntries) {
-    const struct {
-        const char* kept; // a special entry deep in the tree, or null
-        bool fifo;
-    } rows[] = {{nullptr, false}, {"a/b/.hidden", false}, {"a/b/ro.txt", false}, {"a/b/pipe", true}};
-    for (const auto& row : rows) {
-        tempDir root;
-        root.makeFile("t/a/b/plain.txt");
-        root.makeFile("t/a/other.txt");
-        root.makeFile("t/c/d.txt");
-        root.makeFile("t/top.txt");
-        if (row.kept && row.fifo)
-            ASSERT_EQ(::mkfifo((root / "t/" + row.kept).c_str(), 0644), 0);
-        else if (row.kept)
-            root.makeFile(std::string("t/") + row.kept, std::string(row.kept).find("ro") != std::string::npos);
-        const bool removed = root.dir("t").remove(true);
-        EXPECT_EQ(removed, row.kept == nullptr) << (row.kept ? row.kept : "");
-        if (row.kept) {
-            // The entry and the directories leading to it stay; everything else is gone.
-            EXPECT_TRUE(root.has(std::string("t/") + row.kept));
-            EXPECT_FALSE(root.has("t/a/b/plain.txt") || root.has("t/a/other.txt") || root.has("t/c") ||
-                         root.has("t/top.txt"));
-        } else {
-            EXPECT_FALSE(root.has("t"));
-        }
+    for (const char* kept : {"", "a/b/.hidden", "a/b/ro.txt", "a/b/pipe"}) {
+        tempTree root;
+        for (const char* f : {"t/a/b/plain.txt", "t/a/other.txt", "t/c/d.txt", "t/top.txt"})
+            root.makeFile(f);
+        const std::string special = std::string("t/") + kept;
+        if (special == "t/a/b/pipe")
+            ASSERT_EQ(::mkfifo((root / special).c_str(), 0644), 0);
+        else if (*kept)
+            root.makeFile(special, "x", special == "t/a/b/ro.txt" ? 0444 : 0644);
+        EXPECT_EQ(root.dir("t").remove(true), !*kept) << kept;
+        // The entry and the directories leading to it stay; everything else is gone.
+        EXPECT_EQ(root.has(special), *kept != 0);
+        EXPECT_FALSE(root.has("t/a/b/plain.txt") || root.has("t/a/other.txt") || root.has("t/c") ||
+                     root.has("t/top.txt"));
     }
 }
 
 TEST(directoryTree, removeWithoutRecursionAndClear) {
-    tempDir root;
-    root.makeFile("t/f.txt");
-    root.makeFile("t/s/g.txt");
-    root.makeFile("t/s/.h.txt");
-    root.makeFile("t/ro.txt", true);
+    tempTree root;
+    for (const char* f : {"t/f.txt", "t/s/g.txt", "t/s/.h.txt"})
+        root.makeFile(f);
+    root.makeFile("t/ro.txt", "x", 0444);
     EXPECT_FALSE(root.dir("t").remove(false)); // the files go, the sub-directory stays
-    EXPECT_FALSE(root.has("t/f.txt"));
-    EXPECT_TRUE(root.has("t/s/g.txt") && root.has("t/ro.txt"));
+    EXPECT_TRUE(!root.has("t/f.txt") && root.has("t/s/g.txt") && root.has("t/ro.txt"));
 
     root.makeFile("t/f.txt");
     EXPECT_TRUE(root.dir("t").clear(false));
-    EXPECT_FALSE(root.has("t/f.txt"));
-    EXPECT_TRUE(root.has("t/s/g.txt"));
+    EXPECT_TRUE(!root.has("t/f.txt") && root.has("t/s/g.txt"));
     EXPECT_TRUE(root.dir("t").clear(true));
-    EXPECT_FALSE(root.has("t/s/g.txt"));
-    EXPECT_TRUE(root.has("t/s/.h.txt") && root.has("t/ro.txt") && root.has("t/s"));
+    EXPECT_TRUE(!root.has("t/s/g.txt") && root.has("t/s/.h.txt") && root.has("t/ro.txt"));
     EXPECT_TRUE(root.dir("missing").clear(true));
     EXPECT_FALSE(root.dir("missing").remove(true));
     EXPECT_FALSE(directory().remove(true));
@@ -380,43 +242,32 @@ TEST(directoryTree, removeWithoutRecursionAndClear) {
     EXPECT_TRUE(root.has("locked"));
 }
 
-TEST(directoryTree, isEmptyOverlooksHiddenAndSystemEntries) {
-    tempDir root;
+TEST(directoryTree, isEmptyRenameAndReadOnlyFiles) {
+    tempTree root;
     root.makeFile("hidden/.h");
     root.makeFile("file/f");
     root.makeDirs("sub/s");
     root.makeDirs("none");
     root.makeDirs("system");
     ASSERT_EQ(::mkfifo((root / "system/fifo").c_str(), 0644), 0);
-    const struct {
-        const char* name;
-        bool empty;
-    } rows[] = {{"hidden", true}, {"system", true}, {"file", false}, {"sub", false},
-                {"none", true},   {"missing", true}, {"", false}};
-    for (const auto& row : rows)
-        EXPECT_EQ(root.dir(row.name).isEmpty(), row.empty) << row.name;
-}
+    // isEmpty overlooks hidden and system entries.
+    for (const auto& [name, empty] : std::vector<std::pair<const char*, bool>>{
+             {"hidden", true}, {"system", true}, {"file", false}, {"sub", false}, {"none", true}, {"missing", true}})
+        EXPECT_EQ(root.dir(name).isEmpty(), empty) << name;
 
-TEST(directoryTree, renameKeepsTheParent) {
-    tempDir root;
-    root.makeFile("old/f.txt");
-    root.makeDirs("taken");
-    directory d = root.dir("old");
-    EXPECT_FALSE(d.rename(L"taken"));
-    EXPECT_EQ(d, root.dir("old"));
+    // rename keeps the parent, and fails onto an existing directory, even an empty one.
+    directory d = root.dir("file");
+    EXPECT_FALSE(d.rename(L"none"));
+    EXPECT_EQ(d, root.dir("file"));
     EXPECT_TRUE(d.rename(L"new"));
     EXPECT_EQ(d.fullName(), root.dir("new").fullName());
-    EXPECT_TRUE(root.has("new/f.txt") && !root.has("old"));
+    EXPECT_TRUE(root.has("new/f") && !root.has("file"));
     EXPECT_TRUE(d.rename(L"NEW")); // only the case changes
     EXPECT_EQ(d.fullName(), root.dir("NEW").fullName());
-    EXPECT_TRUE(root.has("NEW/f.txt"));
-    directory none;
-    EXPECT_FALSE(none.rename(L"x"));
-}
+    EXPECT_TRUE(root.has("NEW/f"));
+    EXPECT_FALSE(directory().rename(L"x"));
 
-TEST(directoryTree, readOnlyFilesAreFound) {
-    tempDir root;
-    root.makeFile("a/b/ro.txt", true);
+    root.makeFile("a/b/ro.txt", "x", 0444);
     root.makeFile("a/plain.txt");
     EXPECT_FALSE(root.dir("a").containsReadOnlyFiles(false));
     EXPECT_TRUE(root.dir("a").containsReadOnlyFiles(true));
@@ -424,57 +275,47 @@ TEST(directoryTree, readOnlyFilesAreFound) {
     EXPECT_FALSE(root.dir("missing").containsReadOnlyFiles(true));
 }
 
-// --- names and places ----------------------------------------------------------------------------
+// --- names and places: roots, comparison, the current directory, disk space, known folders -------
 
 TEST(directoryName, rootsAndComparison) {
-    const struct {
-        const wchar_t* name;
-        bool root;
-    } rows[] = {{L"C:\\", true},           {L"c:", true},      {L"\\\\server\\", true},
-                {L"\\\\server\\share\\", false}, {L"C:\\a\\", false}, {L"", false}};
-    for (const auto& row : rows) {
-        directory d;
-        d = vx::fsEntryName(vx::string(row.name));
-        EXPECT_EQ(d.isRoot(), row.root) << row.name;
-    }
+    for (const auto& [name, root] : std::vector<std::pair<const wchar_t*, bool>>{
+             {L"C:\\", true}, {L"c:", true}, {L"\\\\server\\", true}, {L"\\\\server\\share\\", false},
+             {L"C:\\a\\", false}, {L"", false}})
+        EXPECT_EQ(directory(vx::string(name)).isRoot(), root) << name;
     EXPECT_EQ(directory(vx::string(L"C:\\Data\\X")), directory(vx::string(L"c:\\data\\x\\")));
     EXPECT_NE(directory(vx::string(L"C:\\Data\\X")), directory(vx::string(L"C:\\Data\\Y")));
     EXPECT_NE(directory(vx::string(L"C:\\Data")), directory(vx::string(L"C:\\Data\\X")));
     EXPECT_FALSE(directory() == directory()); // two empty names are not equal
     EXPECT_EQ(directory(vx::string(L"C:\\a"), L"b").fullName(), L"C:\\a\\b\\");
-    EXPECT_EQ(directory(vx::string(L""), L"b").fullName(), L"");
 }
 
 TEST(directoryName, makeCurrentChangesTheCurrentDirectoryOnlyOnSuccess) {
-    tempDir root;
+    tempTree root;
     root.makeDirs("here");
     root.makeFile("plain");
-    workingDirectory back(root.path);
+    vxtest::scopedCurrentDirectory back(root.path());
     EXPECT_TRUE(root.dir().isCurrent());
     EXPECT_FALSE(root.dir("here").isCurrent());
     EXPECT_TRUE(root.dir("HERE").makeCurrent()); // found whatever its case
     EXPECT_EQ(fs::current_path(), fs::path(root / "here"));
     EXPECT_TRUE(root.dir("here").isCurrent());
-    for (const char* bad : {"missing", "plain"}) {
-        EXPECT_FALSE(root.dir(bad).makeCurrent()) << bad;
+    for (const directory& bad : {root.dir("missing"), root.dir("plain"), directory(), directory(vx::string(L"R:\\"))}) {
+        EXPECT_FALSE(bad.makeCurrent()) << vxtest::show(bad.fullName());
         EXPECT_EQ(fs::current_path(), fs::path(root / "here"));
     }
-    EXPECT_FALSE(directory().makeCurrent());
-    EXPECT_FALSE(directory(vx::string(L"R:\\")).makeCurrent());
 }
 
 TEST(directoryName, diskSpaceSaturatesAt32Bits) {
-    tempDir root;
-    const fs::space_info space = fs::space(root.path);
+    tempTree root;
+    const fs::space_info space = fs::space(root.path());
+    const auto saturated = [](std::uintmax_t bytes) { return bytes > 0xFFFFFFFFu ? 0xFFFFFFFFul : bytes; };
     unsigned long value = 7;
-    const auto expect = [](std::uintmax_t bytes) { return bytes > 0xFFFFFFFFu ? 0xFFFFFFFFul : bytes; };
-    ASSERT_TRUE(root.dir().getDiskSpace(directory::dsTotal, directory::dsBytes, &value));
-    EXPECT_EQ(value, expect(space.capacity));
-    ASSERT_TRUE(root.dir().getDiskSpace(directory::dsTotal, directory::dsMega, &value));
-    EXPECT_EQ(value, expect(space.capacity >> 20));
-    ASSERT_TRUE(root.dir().getDiskSpace(directory::dsTotal, directory::dsGiga, &value));
-    EXPECT_EQ(value, expect(space.capacity >> 30));
-    ASSERT_TRUE(root.dir().getDiskSpace(directory::dsFreeToCaller, directory::dsKilo, &value));
+    for (const auto& [base, shift] : std::vector<std::pair<directory::eDSBaseSize, int>>{
+             {directory::dsBytes, 0}, {directory::dsKilo, 10}, {directory::dsMega, 20}, {directory::dsGiga, 30}}) {
+        ASSERT_TRUE(root.dir().getDiskSpace(directory::dsTotal, base, &value));
+        EXPECT_EQ(value, saturated(space.capacity >> shift)) << shift;
+    }
+    // Unknown kinds and units write 0 and still answer true; failures leave the value alone.
     ASSERT_TRUE(root.dir().getDiskSpace(static_cast<directory::eDSType>(3), directory::dsKilo, &value));
     EXPECT_EQ(value, 0u);
     value = 7;
@@ -488,17 +329,12 @@ TEST(directoryName, diskSpaceSaturatesAt32Bits) {
 }
 
 TEST(directoryName, wellKnownFolders) {
-    tempDir root;
-    variables vars;
-    vars.set(L"HOME", root.path);
-    vars.set(L"XDG_CONFIG_HOME", nullptr);
-    vars.set(L"XDG_DATA_HOME", nullptr);
-    vars.set(L"XDG_CONFIG_DIRS", nullptr);
+    tempTree root;
+    vxtest::scopedEnvironment env("HOME", root.path());
+    for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CONFIG_DIRS"})
+        env.set(name, nullptr);
     const vx::string home = root.dir().fullName();
-    const struct {
-        directory got;
-        vx::string expected;
-    } defaults[] = {
+    const std::pair<directory, vx::string> defaults[] = {
         {directory::userHomeDir(), home},
         {directory::userDocumentsDir(false), home},
         {directory::desktopDir(false), home + L"Desktop\\"},
@@ -508,16 +344,15 @@ TEST(directoryName, wellKnownFolders) {
         {directory::allUserAppdataDir(L"vx", false), L"C:\\etc\\xdg\\vx\\"},
     };
     for (const auto& row : defaults)
-        EXPECT_EQ(row.got.fullName(), row.expected);
+        EXPECT_EQ(row.first.fullName(), row.second);
     EXPECT_FALSE(root.has("Desktop"));
 
     // Relative values count as unset; the user-dirs file names the desktop and public folders.
-    root.makeDirs("cfg");
-    std::ofstream(root / "cfg/user-dirs.dirs") << "# comment\nXDG_DESKTOP_DIR=\"$HOME/Schreib tisch\"\n"
-                                               << "XDG_PUBLICSHARE_DIR=\"/srv/pub\"\n";
-    vars.set(L"XDG_CONFIG_HOME", root / "cfg");
-    vars.set(L"XDG_DATA_HOME", "relative/data");
-    vars.set(L"XDG_CONFIG_DIRS", "relative:/opt/conf:/etc/xdg");
+    root.makeFile("cfg/user-dirs.dirs",
+                  "# comment\nXDG_DESKTOP_DIR=\"$HOME/Schreib tisch\"\nXDG_PUBLICSHARE_DIR=\"/srv/pub\"\n");
+    env.set("XDG_CONFIG_HOME", root / "cfg");
+    env.set("XDG_DATA_HOME", "relative/data");
+    env.set("XDG_CONFIG_DIRS", "relative:/opt/conf:/etc/xdg");
     EXPECT_EQ(directory::desktopDir(false).fullName(), home + L"Schreib tisch\\");
     EXPECT_EQ(directory::commonDocumentsDir(false).fullName(), L"C:\\srv\\pub\\");
     EXPECT_EQ(directory::userAppdataDir(L"app", false).fullName(), home + L"cfg\\app\\");
@@ -531,30 +366,27 @@ TEST(directoryName, wellKnownFolders) {
     EXPECT_TRUE(directory::userAppdataDir(L"vx", true).exists());
 
     // Without a home the folders that need one fall back to "c:\", without the sub-folder.
-    vars.set(L"HOME", nullptr);
+    env.set("HOME", nullptr);
     EXPECT_EQ(directory::userHomeDir().fullName(), L"c:\\");
     EXPECT_EQ(directory::userLocalAppdataDir(L"vx", true).fullName(), L"c:\\");
     EXPECT_EQ(directory::userAppdataDir(L"app", false).fullName(), home + L"cfg\\app\\");
 }
 
-// --- temporary directories -----------------------------------------------------------------------
+// --- temporary directories: thread entry, override, TMP, TEMP, TMPDIR; per thread; always new ------
 
 TEST(temporaryDirectory, orderOfPreference) {
-    tempDir root;
-    root.makeDirs("tmp");
-    root.makeDirs("temp");
-    root.makeDirs("tmpdir");
-    root.makeDirs("override");
-    variables vars;
-    vars.set(L"TMP", windowsForm(root / "tmp").c_str());
-    vars.set(L"TEMP", windowsForm(root / "temp").c_str());
-    vars.set(L"TMPDIR", root / "tmpdir");
+    tempTree root;
+    for (const char* name : {"tmp", "temp", "tmpdir", "override"})
+        root.makeDirs(name);
+    vxtest::scopedEnvironment env("TMP", root.windowsForm("tmp").getMBCS());
+    env.set("TEMP", root.windowsForm("temp").getMBCS());
+    env.set("TMPDIR", root / "tmpdir");
     EXPECT_EQ(directory::systemTempDir(), root.dir("tmp"));
-    vars.set(L"TMP", L"");
+    env.set("TMP", "");
     EXPECT_EQ(directory::systemTempDir(), root.dir("temp"));
-    vars.set(L"TEMP", nullptr);
+    env.set("TEMP", nullptr);
     EXPECT_EQ(directory::systemTempDir(), root.dir("tmpdir"));
-    vars.set(L"TMPDIR", "relative");
+    env.set("TMPDIR", "relative");
     EXPECT_EQ(directory::systemTempDir().fullName(), L"C:\\tmp\\");
 
     // The override counts only while it exists; a missing one is not even taken.
@@ -578,7 +410,7 @@ TEST(temporaryDirectory, orderOfPreference) {
 }
 
 TEST(temporaryDirectory, eachThreadKeepsItsOwn) {
-    tempDir root;
+    tempTree root;
     root.makeDirs("t0");
     root.makeDirs("t1");
     const directory before = directory::systemTempDir();
@@ -598,13 +430,13 @@ TEST(temporaryDirectory, eachThreadKeepsItsOwn) {
 }
 
 TEST(temporaryDirectory, randomDirectoriesAreNew) {
-    tempDir root;
+    tempTree root;
     std::set<vx::string> made;
+    std::mutex lock;
     vxtest::runThreads(4, [&](int) {
-        std::vector<vx::string> mine;
+        texts mine;
         for (int i = 0; i < 20; ++i)
             mine.push_back(directory::generateRandomDirectory(root.dir("base/below")).fullName());
-        static std::mutex lock;
         std::lock_guard<std::mutex> guard(lock);
         made.insert(mine.begin(), mine.end());
     });
@@ -615,85 +447,76 @@ TEST(temporaryDirectory, randomDirectoriesAreNew) {
     // Where nothing may be made, the name is given, but nothing is made.
     root.makeDirs("locked");
     ::chmod((root / "locked").c_str(), 0555);
-    ::chmod(root.path.c_str(), 0755);
-    expectAsUser([&] {
+    ::chmod(root.path().c_str(), 0755);
+    vxtest::expectUnprivileged([&] {
         const directory refused = directory::generateRandomDirectory(root.dir("locked"));
         return !refused.fullName().empty() && !refused.exists() &&
                refused.entryName().path(0) == root.dir("locked").fullName();
     });
 }
 
-// --- bad input -----------------------------------------------------------------------------------
+// --- bad input: missing bases, vanishing entries, unreadable and deep trees, link loops -----------
 
 TEST(directoryBadInput, missingBasesGiveExhaustedIterators) {
-    tempDir root;
+    tempTree root;
     root.makeFile("plain.txt");
     for (const directory& base : {root.dir("missing"), directory(), root.dir("plain.txt")}) {
-        EXPECT_TRUE(directoryIterator(base, L"*.*", 0).fullName().empty());
-        EXPECT_TRUE(fileIterator(base, L"*.*", 0).fullName().empty());
-        EXPECT_TRUE(static_cast<const file&>(recursiveFileIterator(base, L"*.*", 0, L"*.*", 0)).fullName().empty());
-        std::vector<vx::string> out;
-        base.listAllFiles(out, true, L"*.*", 0);
-        EXPECT_TRUE(out.empty());
+        EXPECT_EQ(all(root, directoryIterator(base, L"*.*", 0)), names{});
+        EXPECT_EQ(all(root, fileIterator(base, L"*.*", 0)), names{});
+        EXPECT_EQ(walk(root, base, L"*.*", 0), names{});
+        EXPECT_EQ(listAll(base), texts{});
         EXPECT_EQ(base.numberOfFiles(L"*.*", 0), 0u);
     }
     // Advancing an exhausted iterator changes nothing; a moved-from one is exhausted.
     fileIterator it(root.dir(), L"*.*", 0);
     fileIterator moved(std::move(it));
     EXPECT_TRUE(it.fullName().empty());
-    EXPECT_EQ(relative(root, moved), "plain.txt");
+    EXPECT_EQ(root.relative(moved), "plain.txt");
     moved.next();
-    moved.next();
+    moved++;
     EXPECT_TRUE(moved.fullName().empty());
     recursiveFileIterator walker(root.dir(), L"*.*", 0, L"*.*", 0);
     walker.next();
     walker++;
-    EXPECT_TRUE(static_cast<const file&>(walker).fullName().empty());
+    EXPECT_TRUE(current(walker).fullName().empty());
 }
 
 TEST(directoryBadInput, entriesThatVanishDuringAWalkAreSkipped) {
-    tempDir root;
+    tempTree root;
     for (const char* f : {"d/a.txt", "d/b.txt", "d/c.txt", "e/gone/x.txt", "e/stays/y.txt"})
         root.makeFile(f);
     fileIterator it(root.dir("d"), L"*.*", 0);
-    EXPECT_EQ(relative(root, it), "d/a.txt");
+    EXPECT_EQ(root.relative(it), "d/a.txt");
     fs::remove(root / "d/b.txt");
     it.next();
-    EXPECT_EQ(relative(root, it), "d/c.txt");
+    EXPECT_EQ(root.relative(it), "d/c.txt");
     fs::remove_all(root / "d");
     it.next();
     EXPECT_TRUE(it.fullName().empty());
 
     // A sub-directory removed before the walk reaches it gives nothing.
     recursiveFileIterator walker(root.dir("e"), L"*.*", 0, L"*.*", 0);
-    std::vector<std::string> seen{relative(root, walker)};
-    fs::remove_all(root / (seen.front() == "e/gone/x.txt" ? "e/stays" : "e/gone"));
-    for (walker.next(); !static_cast<const file&>(walker).fullName().empty(); walker.next())
-        seen.push_back(relative(root, walker));
-    EXPECT_EQ(seen, names{"e/gone/x.txt"});
+    const std::string first = root.relative(current(walker));
+    fs::remove_all(root / (first == "e/gone/x.txt" ? "e/stays" : "e/gone"));
+    walker.next();
+    EXPECT_EQ(first, "e/gone/x.txt");
+    EXPECT_EQ(all(root, walker), names{});
 }
 
 TEST(directoryBadInput, unreadableSubDirectoriesAreSkipped) {
-    tempDir root;
-    root.makeFile("a/x.txt");
-    root.makeFile("b/secret.txt");
-    root.makeFile("c/z.txt");
+    tempTree root;
+    for (const char* f : {"a/x.txt", "b/secret.txt", "c/z.txt"})
+        root.makeFile(f);
     ::chmod((root / "b").c_str(), 0);
-    ::chmod(root.path.c_str(), 0755);
-    const auto check = [&] {
-        names got = walk(root, root.dir(), L"*.*", 0, L"*.*", 0);
-        std::vector<vx::string> listed;
-        root.dir().listAllFiles(listed, true, L"*.*", 0);
-        return got == names{"a/x.txt", "c/z.txt"} && listed.size() == 2;
-    };
-    expectAsUser(check);
+    ::chmod(root.path().c_str(), 0755);
+    vxtest::expectUnprivileged([&] {
+        return walk(root, root.dir(), L"*.*", 0) == names{"a/x.txt", "c/z.txt"} && listAll(root.dir()).size() == 2;
+    });
 }
 
 TEST(directoryBadInput, deepTreesAreWalkedWholeAndLeaveNoDescriptorOpen) {
-    const auto openDescriptors = [] {
-        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-    };
-    tempDir root;
+    const auto openDescriptors = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+    tempTree root;
     // Deeper than the number of levels that keep a descriptor, so the deepest are read by path.
     std::string path = "t";
     names expected;
@@ -706,50 +529,42 @@ TEST(directoryBadInput, deepTreesAreWalkedWholeAndLeaveNoDescriptorOpen) {
     {
         recursiveFileIterator walker(root.dir("t"), L"f*", 0, L"*.*", 0);
         EXPECT_GT(openDescriptors(), before); // the levels above the current file are open
-        names got;
-        for (; !static_cast<const file&>(walker).fullName().empty(); walker.next())
-            got.push_back(relative(root, walker));
-        EXPECT_EQ(got, expected);
+        EXPECT_EQ(all(root, walker), expected);
         directoryIterator unfinished(root.dir("t"), L"*.*", 0);
         fileIterator another(root.dir("t/d"), L"*.*", 0);
     }
     EXPECT_EQ(openDescriptors(), before);
-    std::vector<vx::string> listed;
-    root.dir("t").listAllFiles(listed, true, L"*.*", 0);
-    EXPECT_EQ(listed.size(), 100u);
+    EXPECT_EQ(listAll(root.dir("t")).size(), 100u);
     EXPECT_TRUE(root.dir("t").remove(true));
     EXPECT_FALSE(root.has("t"));
     EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST(directoryBadInput, linkLoopsEndAndLinksAreNotEntered) {
-    tempDir root;
+    tempTree root;
     root.makeFile("t/a/x.txt");
     root.makeFile("outside/keep.txt");
-    fs::create_directory_symlink(root / "t", root / "t/a/up");    // back up: a loop
-    fs::create_directory_symlink(".", root / "t/a/self");         // onto itself
+    fs::create_directory_symlink(root / "t", root / "t/a/up"); // back up: a loop
+    fs::create_directory_symlink(".", root / "t/a/self");      // onto itself
     fs::create_directory_symlink(root / "outside", root / "t/out");
     fs::create_symlink(root / "outside/keep.txt", root / "t/linked.txt");
     fs::create_symlink(root / "nowhere", root / "t/dangling");
-    const names expected{"t/a/x.txt", "t/linked.txt"};
-    EXPECT_EQ(walk(root, root.dir("t"), L"*.*", vx::DI_SYSTEM, L"*.*", 0), expected);
-    std::vector<vx::string> listed;
-    root.dir("t").listAllFiles(listed, true, L"*.*", 0);
-    EXPECT_EQ(listed, (std::vector<vx::string>{L".\\dangling", L".\\linked.txt", L".\\a\\x.txt"}));
+    EXPECT_EQ(walk(root, root.dir("t"), L"*.*", vx::DI_SYSTEM), (names{"t/a/x.txt", "t/linked.txt"}));
+    EXPECT_EQ(listAll(root.dir("t")), (texts{L".\\dangling", L".\\linked.txt", L".\\a\\x.txt"}));
     // The links are listed one level deep, marked as links.
     directoryIterator dirs(root.dir("t/a"), L"*.*", 0);
-    EXPECT_EQ(relative(root, dirs), "t/a/self/");
+    EXPECT_EQ(root.relative(dirs), "t/a/self/");
     EXPECT_EQ(dirs.attributes(), vx::DI_SUBDIR | vx::DI_LINK);
-    EXPECT_EQ(dirNames(root, root.dir("t"), L"*.*", vx::DI_LINK), names{"t/a/"});
-    EXPECT_EQ(fileNames(root, root.dir("t"), L"*.*", 0), (names{"t/dangling", "t/linked.txt"}));
+    EXPECT_EQ(all(root, directoryIterator(root.dir("t"), L"*.*", vx::DI_LINK)), names{"t/a/"});
+    EXPECT_EQ(all(root, fileIterator(root.dir("t"), L"*.*", 0)), (names{"t/dangling", "t/linked.txt"}));
     EXPECT_EQ(fileIterator(root.dir("t"), L"dangling", 0).attributes(), vx::DI_SYSTEM | vx::DI_LINK);
 
     // Removal takes the links themselves, never what they point to; the dangling link is a
     // system entry and stays.
     EXPECT_FALSE(root.dir("t").remove(true));
     EXPECT_TRUE(root.has("outside/keep.txt"));
-    EXPECT_EQ(fileNames(root, root.dir("t"), L"*.*", 0), names{"t/dangling"});
-    EXPECT_EQ(dirNames(root, root.dir("t"), L"*.*", 0), names{});
+    EXPECT_EQ(all(root, fileIterator(root.dir("t"), L"*.*", 0)), names{"t/dangling"});
+    EXPECT_EQ(all(root, directoryIterator(root.dir("t"), L"*.*", 0)), names{});
     fs::remove(root / "t/dangling");
     EXPECT_TRUE(root.dir("t").remove(true));
     EXPECT_FALSE(root.has("t"));

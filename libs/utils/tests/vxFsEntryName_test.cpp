@@ -4,9 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
-#include <cstdlib>
-#include <sys/stat.h>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -21,97 +18,53 @@ static_assert(!std::is_polymorphic<fsEntryName>::value, "no virtual functions");
 
 namespace {
 
-// Sets (or, with null, removes) one environment variable and restores it afterwards.
-class scopedEnv {
-public:
-    scopedEnv(const char* name, const char* value) : mName(name) {
-        const char* old = std::getenv(name);
-        mHad = old != nullptr;
-        if (mHad)
-            mOld = old;
-        value ? ::setenv(name, value, 1) : ::unsetenv(name);
-    }
-    ~scopedEnv() { mHad ? ::setenv(mName.c_str(), mOld.c_str(), 1) : ::unsetenv(mName.c_str()); }
+fsEntryName raw(const std::wstring& text) {
+    fsEntryName n;
+    n.assignText(text);
+    return n;
+}
 
-private:
-    std::string mName, mOld;
-    bool mHad = false;
-};
-
-// For messages: gtest prints a std::wstring, not its derived classes.
-const std::wstring& show(const fsEntryName& n) {
+std::wstring set(const std::wstring& text, bool delimiter = false) {
+    fsEntryName n;
+    n.setName(text, delimiter);
     return n.text();
 }
 
-std::wstring widen(const std::string& s) {
-    return std::wstring(s.begin(), s.end());
-}
-
-// Runs each test in a fresh temporary current directory with the default drive table, so the
+// Each test runs in a fresh temporary current directory with the default drive table, so the
 // current directory is "C:" followed by its native path with '\' delimiters.
 class fsEntryNameTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        char buffer[PATH_MAX];
-        ASSERT_NE(::getcwd(buffer, sizeof buffer), nullptr);
-        mOldDir = buffer;
-        char pattern[] = "/tmp/vxFsEntryName.XXXXXX";
-        ASSERT_NE(::mkdtemp(pattern), nullptr);
-        ASSERT_NE(::realpath(pattern, buffer), nullptr);
-        mTempDir = buffer;
-        ASSERT_EQ(::chdir(mTempDir.c_str()), 0);
-        mCwd = L"C:" + widen(mTempDir);
-        for (auto& c : mCwd)
-            c = c == L'/' ? L'\\' : c;
-    }
-    void TearDown() override {
-        EXPECT_EQ(::chdir(mOldDir.c_str()), 0);
-        ::rmdir(mTempDir.c_str());
-    }
     // "<cwd>" in an expected text stands for the current directory.
     std::wstring expand(std::wstring text) const {
-        const std::wstring token = L"<cwd>";
-        for (auto at = text.find(token); at != std::wstring::npos; at = text.find(token))
-            text.replace(at, token.size(), mCwd);
+        for (auto at = text.find(L"<cwd>"); at != std::wstring::npos; at = text.find(L"<cwd>"))
+            text.replace(at, 5, mCwd);
         return text;
     }
-    static std::wstring set(const std::wstring& text, bool delimiter = false) {
-        fsEntryName n;
-        n.setName(text, delimiter);
-        return n;
-    }
-    static fsEntryName raw(const std::wstring& text) {
-        fsEntryName n;
-        n.assignText(text);
-        return n;
-    }
 
-    scopedEnv mNoDrives{"VX_DRIVES", nullptr};
-    std::string mOldDir, mTempDir;
-    std::wstring mCwd;
+    vxtest::tempDir mDir;
+    vxtest::scopedEnvironment mNoDrives{"VX_DRIVES", nullptr};
+    vxtest::scopedCurrentDirectory mInDir{mDir.path()};
+    std::wstring mCwd = mDir.windowsForm();
 };
 
 } // namespace
 
-// --- normalisation -------------------------------------------------------------------------------
+// --- setName: the steps in their order, joining, and what it asks of the system -----------------
 
 TEST_F(fsEntryNameTest, setNameNormalisesInOrder) {
     struct row { std::wstring in; bool delimiter; std::wstring out; } rows[] = {
-        {L"", true, L""}, {L"\"\"", false, L"<cwd>"}, {L"\"\"", true, L"<cwd>\\"},
-        {L"\"C:\\a b\\c\" -x", false, L"C:\\a b\\c"}, {L"\"C:\\a", false, L"C:\\a"},
-        {L"\"\\x\"", false, L"C:\\x"}, // quotes go before the text is made absolute
+        {L"", true, L""}, {L"\"\"", false, L"<cwd>"}, {L"\"C:\\a b\\c\" -x", false, L"C:\\a b\\c"},
+        {L"\"C:\\a", false, L"C:\\a"}, {L"\"\\x\"", false, L"C:\\x"}, // quotes go before the text is made absolute
         {L"C:/a//b/../c/./", false, L"C:\\a\\c"}, {L"C:/a//b/../c/./", true, L"C:\\a\\c\\"},
-        {L"C:\\..\\x", false, L"C:\\x"}, {L"C:\\a\\.\\..\\b", false, L"C:\\a\\b"},
-        {L"C:\\a\\b\\..\\..\\..\\c", false, L"C:\\c"}, {L"C:\\a\\b\\..", false, L"C:\\a"},
-        {L"C:\\a\\\\..\\b", false, L"C:\\b"}, // doubled delimiters collapse before ".." counts
+        {L"C:\\..\\x", false, L"C:\\x"}, {L"C:\\a\\b\\..\\..\\..\\c", false, L"C:\\c"},
+        {L"C:\\a\\.\\..\\b", false, L"C:\\a\\b"}, // ".." runs before ".": the "." is what it removes
+        {L"C:\\a\\b\\..", false, L"C:\\a"}, {L"C:\\a\\\\..\\b", false, L"C:\\b"}, // doubles collapse first
         {L"C:\\a\\.\\.\\b\\.", false, L"C:\\a\\b"}, {L"C:\\a\\...\\b", false, L"C:\\a\\...\\b"},
         {L"\\\\\\\\server\\x", false, L"\\\\server\\x"}, {L"//server/x", false, L"\\\\server\\x"},
-        {L"\\\\server\\share\\..\\x", false, L"\\\\server\\x"},
         {L"\\\\server\\..\\x", false, L"\\\\x"}, {L"\\\\..\\x", false, L"\\x"},
         {L"\\\\", false, L""}, {L"\\\\", true, L"\\"}, // a share without a server
-        {L"\\x", false, L"C:\\x"}, {L"x", false, L"<cwd>\\x"}, {L"./a", true, L"<cwd>\\a\\"},
-        {L"C:x", false, L"C:x"}, {L"C:", true, L"C:\\"}, {L"C:\\", false, L"C:"},
-        {L"c:\\A\\b", false, L"c:\\A\\b"}, {L"%%\\a", false, L"<cwd>\\%%\\a"},
+        {L"\\x", false, L"C:\\x"}, {L"x", false, L"<cwd>\\x"}, {L"C:x", false, L"C:x"},
+        {L"C:", true, L"C:\\"}, {L"C:\\", false, L"C:"}, {L"c:\\A\\b", false, L"c:\\A\\b"},
         {std::wstring(L"C:\\a\0b\\..\\c\0d", 13), false, std::wstring(L"C:\\c\0d", 6)},
     };
     for (const auto& r : rows)
@@ -122,8 +75,12 @@ TEST_F(fsEntryNameTest, setNameNormalisesInOrder) {
 }
 
 TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceOnly) {
-    scopedEnv a("VXFS_A", "C:/v"), b("VXFS_B", "D:\\w"), quoted("VXFS_Q", "\"C:\\q\" tail"),
-        unset("VXFS_UNSET", nullptr), prefix("VXFS", "C:\\wrong");
+    vxtest::scopedEnvironment env;
+    env.set("VXFS_A", "C:/v");
+    env.set("VXFS_B", "D:\\w");
+    env.set("VXFS_Q", "\"C:\\q\" tail");
+    env.set("VXFS_UNSET", nullptr);
+    env.set("VXFS", "C:\\wrong");
     struct row { std::wstring in, out; } rows[] = {
         {L"%VXFS_A%\\a", L"C:\\v\\a"}, {L"%VXFS_A%\\%VXFS_A%", L"C:\\v\\C:\\v"},
         {L"%VXFS_A%\\%VXFS_B%", L"C:\\v\\%VXFS_B%"}, {L"%VXFS_Q%", L"C:\\q"},
@@ -136,48 +93,42 @@ TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceOnly) {
 }
 
 TEST_F(fsEntryNameTest, joiningDropsTheNameOfAnEmptyDirectory) {
-    EXPECT_EQ(F(L"C:\\a", L"b", false).text(), L"C:\\a\\b");
     EXPECT_EQ(F(L"C:/a/", L"../b", true).text(), L"C:\\b\\");
     EXPECT_EQ(F(L"C:\\a", L"", false).text(), L"C:\\a");
     EXPECT_EQ(F(L"x", L"y", false).text(), expand(L"<cwd>\\x\\y"));
     EXPECT_EQ(F(L"", L"C:\\b", true).text(), L"");
-    EXPECT_EQ(F(L"", L"", true).text(), L"");
 }
 
 TEST_F(fsEntryNameTest, unreadableCurrentDirectoryLosesRelativeText) {
-    const std::string gone = mTempDir + "/gone";
-    ASSERT_EQ(::mkdir(gone.c_str(), 0700), 0);
-    ASSERT_EQ(::chdir(gone.c_str()), 0);
-    ASSERT_EQ(::rmdir(gone.c_str()), 0);
+    mDir.makeDirs("gone");
+    ASSERT_EQ(::chdir((mDir / "gone").c_str()), 0);
+    ASSERT_EQ(::rmdir((mDir / "gone").c_str()), 0);
     EXPECT_EQ(set(L"x"), L"");
     EXPECT_EQ(set(L"\\x"), L""); // no current drive either
     EXPECT_EQ(set(L"C:\\x"), L"C:\\x");
     fsEntryName root;
     root.setName(L"x", true);
-    EXPECT_EQ(root, raw(L"\\"));
+    EXPECT_EQ(root.text(), L"\\");
     EXPECT_THROW(root.name(), std::out_of_range);
 }
 
 TEST_F(fsEntryNameTest, currentDriveAndDirectoryComeFromTheSystem) {
-    scopedEnv drives("VX_DRIVES", ("T=" + mTempDir).c_str());
+    vxtest::scopedEnvironment drives("VX_DRIVES", "T=" + mDir.path());
     EXPECT_EQ(set(L"\\x"), L"T:\\x");
     EXPECT_EQ(set(L"y"), L"T:\\y");
     EXPECT_EQ(set(L".."), L"T:"); // ".." at the root of a drive disappears
 }
 
-// --- taking apart --------------------------------------------------------------------------------
+// --- taking apart: the one splitter and the nested part selectors ------------------------------
 
-TEST_F(fsEntryNameTest, getComponentsSplitsAnyText) {
+TEST(fsEntryNameParts, getComponentsSplitsAnyText) {
     struct row { std::wstring text; bool lastDot; std::wstring d, p, n, e; } rows[] = {
-        {L"C:\\", true, L"C:", L"\\", L"", L""}, {L"C:", true, L"C:", L"\\", L"", L""},
-        {L"c:\\x", true, L"C:", L"\\", L"x", L""},
+        {L"C:\\", true, L"C:", L"\\", L"", L""}, {L"c:\\x", true, L"C:", L"\\", L"x", L""},
         {L"C:\\a\\b.tar.gz", true, L"C:", L"\\a\\", L"b.tar", L"gz"},
         {L"C:\\a\\b.tar.gz", false, L"C:", L"\\a\\", L"b", L"tar.gz"},
         {L"\\\\srv\\share\\x", true, L"\\\\srv", L"\\share\\", L"x", L""},
-        {L"\\\\srv", true, L"\\\\srv", L"\\", L"", L""},
-        {L"C:\\dir.ext\\", true, L"C:", L"\\", L"dir", L"ext"},
-        {L"C:\\a\\.hidden", true, L"C:", L"\\a\\", L"", L"hidden"},
-        {L"C:/a/b.c//", true, L"C:", L"/a\\", L"b", L"c"},
+        {L"\\\\srv", true, L"\\\\srv", L"\\", L"", L""}, {L"C:\\dir.ext\\", true, L"C:", L"\\", L"dir", L"ext"},
+        {L"C:\\a\\.hidden", true, L"C:", L"\\a\\", L"", L"hidden"}, {L"C:/a/b.c//", true, L"C:", L"/a\\", L"b", L"c"},
         {L"C:x", true, L"C:", L"\\", L"", L""}, {L"ab", true, L"", L"\\", L"b", L""},
         {std::wstring(L"C:\\a\0b.t", 8), true, L"C:", L"\\", std::wstring(L"a\0b", 3), L"t"},
         {L"", true, L"", L"", L"", L""},
@@ -185,112 +136,93 @@ TEST_F(fsEntryNameTest, getComponentsSplitsAnyText) {
     for (const auto& r : rows) {
         string d = L"old", p = L"old", n = L"old", e = L"old";
         raw(r.text).getComponents(d, p, n, e, r.lastDot);
-        EXPECT_EQ(d + L"|" + p + L"|" + n + L"|" + e, r.d + L"|" + r.p + L"|" + r.n + L"|" + r.e)
-            << r.text;
+        EXPECT_EQ(d + L"|" + p + L"|" + n + L"|" + e, r.d + L"|" + r.p + L"|" + r.n + L"|" + r.e) << r.text;
     }
+    // One character is no name: the outputs are cleared, then the range error comes.
     for (const wchar_t* one : {L"x", L"\\", L":"}) {
         string d = L"old", p = L"old", n = L"old", e = L"old";
         EXPECT_THROW(raw(one).getComponents(d, p, n, e, true), std::out_of_range) << one;
         EXPECT_EQ(d + p + n + e, L"");
         EXPECT_THROW(raw(one).driveLetter(), std::out_of_range);
     }
-    EXPECT_EQ(raw(L"c:\\x").drive(), L"C:");
     EXPECT_EQ(raw(L"c:\\x").driveLetter(), L'C');
     EXPECT_EQ(raw(L"\\\\srv\\x").driveLetter(), L' ');
     EXPECT_EQ(fsEntryName().driveLetter(), L' ');
 }
 
-TEST_F(fsEntryNameTest, selectorsNest) {
-    const fsEntryName n = raw(L"C:\\d\\a.b.c"), plain = raw(L"C:\\d\\f"), empty;
+TEST(fsEntryNameParts, selectorsNest) {
+    const fsEntryName n = raw(L"C:\\d\\a.b.c"), plain = raw(L"C:\\d\\f"), dir = raw(L"C:\\dir.ext\\"), empty;
     using getter = string (F::*)(int) const;
+    const getter name = &F::name, path = &F::path, ext = &F::extension;
+    const int noDrive = F::noDrive, noExt = F::noExtension, first = F::firstDot, drive = F::withDrive,
+              withPath = F::withPath, withName = F::withName, withExt = F::withExtension;
     struct row { getter get; fsEntryName of; int parts; std::wstring out; } rows[] = {
-        {&F::name, n, 0, L"a.b.c"}, {&F::name, n, F::noExtension, L"a.b"},
-        {&F::name, n, F::noExtension | F::firstDot, L"a"},
-        {&F::name, n, F::noExtension | F::withExtension, L"a.b.c"},
-        {&F::name, n, F::withExtension | F::withName | F::noDrive, L"a.b.c"},
-        {&F::name, n, F::noExtension | F::withName, L"a.b"},
-        {&F::name, n, F::withPath, L"\\d\\a.b.c"}, {&F::name, n, F::withDrive, L"a.b.c"},
-        {&F::name, n, F::withDrive | F::withPath, L"C:\\d\\a.b.c"},
-        {&F::name, n, F::withDrive | F::withPath | F::noExtension, L"C:\\d\\a.b"},
-        {&F::name, plain, F::noExtension | F::withExtension, L"f"},
-        {&F::path, n, 0, L"C:\\d\\"}, {&F::path, n, F::noDrive, L"\\d\\"},
-        {&F::path, n, F::noDrive | F::withDrive, L"C:\\d\\"},
-        {&F::path, n, F::withName, L"C:\\d\\a.b"},
-        {&F::path, n, F::withName | F::firstDot, L"C:\\d\\a"},
-        {&F::path, n, F::withName | F::withExtension, L"C:\\d\\a.b.c"},
-        {&F::path, n, F::withExtension | F::withPath | F::noExtension, L"C:\\d\\"},
-        {&F::path, n, F::noDrive | F::withName, L"\\d\\a.b"},
-        {&F::path, plain, F::withName | F::withExtension, L"C:\\d\\f"},
-        {&F::extension, n, 0, L"c"}, {&F::extension, n, F::firstDot, L"b.c"},
-        {&F::extension, n, F::withPath | F::withDrive, L"c"},
-        {&F::extension, n, F::withName, L"a.b.c"},
-        {&F::extension, n, F::withName | F::withDrive, L"a.b.c"},
-        {&F::extension, n, F::withName | F::withPath, L"\\d\\a.b.c"},
-        {&F::extension, n, F::withName | F::withPath | F::withDrive, L"C:\\d\\a.b.c"},
-        {&F::extension, plain, F::withName, L"f"},
-        {&F::name, raw(L"C:\\dir.ext\\"), 0, L"dir.ext"},
-        {&F::extension, raw(L"C:\\dir.ext\\"), 0, L"ext"},
-        {&F::name, empty, F::withDrive | F::withPath, L""}, {&F::path, empty, 0, L""},
-        {&F::extension, empty, F::withName | F::withPath | F::withDrive, L""},
+        {name, n, 0, L"a.b.c"}, {name, n, noExt, L"a.b"}, {name, n, noExt | first, L"a"},
+        {name, n, noExt | withExt, L"a.b.c"}, {name, n, withExt | withName | noDrive, L"a.b.c"},
+        {name, n, withPath, L"\\d\\a.b.c"}, {name, n, drive, L"a.b.c"}, {name, n, drive | withPath, L"C:\\d\\a.b.c"},
+        {name, n, drive | withPath | noExt, L"C:\\d\\a.b"}, {name, plain, noExt | withExt, L"f"},
+        {name, dir, 0, L"dir.ext"}, {path, n, 0, L"C:\\d\\"}, {path, n, noDrive, L"\\d\\"},
+        {path, n, noDrive | drive, L"C:\\d\\"}, {path, n, withName, L"C:\\d\\a.b"},
+        {path, n, withName | first, L"C:\\d\\a"}, {path, n, withName | withExt, L"C:\\d\\a.b.c"},
+        {path, n, withExt | withPath | noExt, L"C:\\d\\"}, {path, plain, withName | withExt, L"C:\\d\\f"},
+        {ext, n, 0, L"c"}, {ext, n, first, L"b.c"}, {ext, n, withPath | drive, L"c"}, {ext, n, withName, L"a.b.c"},
+        {ext, n, withName | drive, L"a.b.c"}, {ext, n, withName | withPath, L"\\d\\a.b.c"},
+        {ext, n, withName | withPath | drive, L"C:\\d\\a.b.c"}, {ext, plain, withName, L"f"}, {ext, dir, 0, L"ext"},
+        {name, empty, drive | withPath, L""}, {path, empty, 0, L""}, {ext, empty, withName | withPath | drive, L""},
     };
     for (const auto& r : rows)
-        EXPECT_EQ((r.of.*r.get)(r.parts), r.out) << show(r.of) << " parts " << r.parts;
+        EXPECT_EQ((r.of.*r.get)(r.parts), r.out) << vxtest::show(r.of.text()) << " parts " << r.parts;
 }
 
-TEST_F(fsEntryNameTest, relativeNameTo) {
-    scopedEnv grows("vxfs_grow", "%vxfs_grow%\\q\\r");
+// relativeNameTo folds case, matches a plain prefix, and ends even where the parent never shrinks.
+TEST(fsEntryNameParts, relativeNameTo) {
+    vxtest::scopedEnvironment grows("vxfs_grow", "%vxfs_grow%\\q\\r");
     const fsEntryName file = raw(L"C:\\A\\B\\File.TXT");
     struct row { fsEntryName of, base; std::wstring out; } rows[] = {
         {file, raw(L"c:\\a\\"), L".\\b\\file.txt"}, {file, raw(L"c:\\a\\c\\"), L"..\\b\\file.txt"},
         {file, raw(L"D:\\"), L"C:\\A\\B\\File.TXT"}, {file, raw(L""), L""},
         {file, raw(L"c:\\a"), L".\\\\b\\file.txt"}, {file, raw(L"C:\\A\\B\\File.TXT"), L".\\"},
-        {raw(L"C:\\foobar\\x"), raw(L"C:\\foo"), L".\\bar\\x"},
-        {raw(L"C:\\a\\x"), raw(L"C:\\a\\b\\c\\"), L"..\\..\\x"},
-        {raw(L"C:\\x"), raw(L"C:\\a\\"), L"..\\x"},
+        {raw(L"C:\\foobar\\x"), raw(L"C:\\foo"), L".\\bar\\x"}, {raw(L"C:\\a\\x"), raw(L"C:\\a\\b\\c\\"), L"..\\..\\x"},
         {raw(L"C:\\a\\\\/x"), raw(L"C:\\a\\b\\"), L"..\\x"}, // leading delimiters go at level 1
         {raw(L"\\\\srv\\s\\x"), raw(L"\\\\SRV\\t\\"), L"..\\s\\x"},
-        {raw(L"C:"), raw(L"C:\\a\\"), L""}, // the root cannot be reached from below
-        {raw(L"\\\\srv"), raw(L"\\\\srv\\s\\"), L""},
+        {raw(L"C:"), raw(L"C:\\a\\"), L""}, {raw(L"\\\\srv"), raw(L"\\\\srv\\s\\"), L""}, // root not reached
         {raw(L"C:\\z"), raw(L"C:\\%vxfs_grow%\\y\\"), L""}, // the parent grows without end
         {raw(L""), raw(L"C:\\"), L""}, {raw(L""), raw(L""), L""},
     };
     for (const auto& r : rows)
-        EXPECT_EQ(r.of.relativeNameTo(r.base), r.out) << show(r.of) << " from " << show(r.base);
+        EXPECT_EQ(r.of.relativeNameTo(r.base), r.out) << vxtest::show(r.of.text() + L" from " + r.base.text());
 }
 
 // --- changing the text ---------------------------------------------------------------------------
 
-TEST_F(fsEntryNameTest, appendingAndRemoving) {
-    auto apply = [](const std::wstring& text, auto change) {
+TEST(fsEntryNameChange, appendingAndRemoving) {
+    const auto apply = [](const std::wstring& text, auto change) {
         fsEntryName n = raw(text);
         change(n);
         return n.text();
     };
-    auto delimit = [](F& n) { n.appendDelimiter(); };
-    EXPECT_EQ(apply(L"C:\\a", delimit), L"C:\\a\\");
+    const auto delimit = [](F& n) { n.appendDelimiter(); };
+    const auto ext = [](const wchar_t* e) { return [e](F& n) { n.appendExtension(e); }; };
+    const auto remove = [](int parts) { return [parts](F& n) { n.removeExtension(parts); }; };
     EXPECT_EQ(apply(L"C:\\a\\\\\\", delimit), L"C:\\a\\");
     EXPECT_EQ(apply(L"\\\\", delimit), L"");
     EXPECT_EQ(apply(L"", delimit), L"");
-    auto ext = [](const wchar_t* e) { return [e](F& n) { n.appendExtension(e); }; };
     EXPECT_EQ(apply(L"C:\\a\\", ext(L"txt")), L"C:\\a.txt");
     EXPECT_EQ(apply(L"C:\\a", ext(L"")), L"C:\\a.");
     EXPECT_EQ(apply(L"C:\\a", ext(L".txt")), L"C:\\a..txt");
     EXPECT_EQ(apply(L"\\", ext(L"txt")), L"");
-    EXPECT_EQ(apply(L"", ext(L"txt")), L"");
-    auto remove = [](int parts) { return [parts](F& n) { n.removeExtension(parts); }; };
-    EXPECT_EQ(apply(L"C:\\a\\b.txt", remove(0)), L"C:\\a\\b.txtC:\\a\\b");
+    // removeExtension appends to the stored text instead of replacing it.
     EXPECT_EQ(apply(L"C:\\a\\b.t.gz", remove(0)), L"C:\\a\\b.t.gzC:\\a\\b.t");
     EXPECT_EQ(apply(L"C:\\a\\b.t.gz", remove(F::firstDot)), L"C:\\a\\b.t.gzC:\\a\\b");
     EXPECT_EQ(apply(L"", remove(0)), L"");
 }
 
-// --- raw text ------------------------------------------------------------------------------------
+// --- raw text: relative tests and invalid characters ---------------------------------------------
 
 TEST(fsEntryNameRaw, isARelativePathCountsSeparators) {
     struct row { std::wstring text; bool relative; int levels; } rows[] = {
-        {L"/", true, 0}, {L"\\", true, 0}, {L"", true, 0}, {L"a", true, 0},
-        {L"..\\..\\x", true, 2}, {L"a\\b\\c", true, 2}, {L"a/b/", true, 1},
-        {L"a\\\\b\\\\", true, 2}, {L"//", false, -7}, {L"\\x", false, -7}, {L"/x", false, -7},
+        {L"/", true, 0}, {L"", true, 0}, {L"a", true, 0}, {L"..\\..\\x", true, 2}, {L"a\\b\\c", true, 2},
+        {L"a/b/", true, 1}, {L"a\\\\b\\\\", true, 2}, {L"//", false, -7}, {L"\\x", false, -7},
         {L"C:", false, -7}, {L"x:y", false, -7},
     };
     for (const auto& r : rows) {
@@ -310,9 +242,8 @@ TEST(fsEntryNameRaw, invalidCharacters) {
 
     struct row { std::wstring text; wchar_t replacement; std::wstring out; } rows[] = {
         {L"a?b", L'_', L"a b"}, {L"a?b", L'#', L"a b"}, // an invalid replacement is not written
-        {L"ab", L'#', L"ab"}, {L"  <x>  ", L'_', L"x"}, {L"??", L'?', L""}, {L"", L'?', L""},
-        {L"1\\2/3<4>5:6*7?8|9#0\"", L'?', L"1 2 3 4 5 6 7 8 9 0"},
-        {std::wstring(L"a\0?b", 4), L'_', L"a"}, {L"\x00e9t\x00e9", L'_', L"\x00e9t\x00e9"},
+        {L"  <x>  ", L'_', L"x"}, {L"??", L'?', L""}, {L"1\\2/3<4>5:6*7?8|9#0\"", L'?', L"1 2 3 4 5 6 7 8 9 0"},
+        {std::wstring(L"a\0?b", 4), L'_', L"a"}, {L"\x00e9t\x00e9", L'_', L"\x00e9t\x00e9"}, {L"", L'?', L""},
     };
     for (const auto& r : rows)
         EXPECT_EQ(F::replaceInvalidChars(r.text, r.replacement), r.out) << r.text;

@@ -3,35 +3,27 @@
 #include <vxFile.h>
 #include <vxModule.h>
 
+#include "testSupport.h"
+
 #include <gtest/gtest.h>
 
-#include <climits>
+#include <filesystem>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
-// The Windows form of a native absolute path on the default drive table (C: is /).
-std::wstring windowsForm(const std::string& native) {
-    std::wstring out = L"C:";
-    for (char c : native)
-        out += c == '/' ? L'\\' : static_cast<wchar_t>(static_cast<unsigned char>(c));
-    return out;
-}
+using vxtest::windowsForm;
 
-std::string executable() {
-    char buffer[PATH_MAX];
-    const ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer);
-    return std::string(buffer, length > 0 ? static_cast<std::size_t>(length) : 0);
-}
-
+// Module names are answered in Windows form on the default drive table.
 class moduleLookup : public ::testing::Test {
 protected:
-    void SetUp() override { unsetenv("VX_DRIVES"); }
+    vxtest::scopedEnvironment mDrives{"VX_DRIVES", nullptr};
+    const std::string mExecutable = std::filesystem::read_symlink("/proc/self/exe").string();
 };
 
-// --- processes -----------------------------------------------------------------------------------
+// --- processes: running, ended (a zombie until reaped) and impossible ------------------------------
 
 TEST(processLookup, runningEndedAndImpossibleProcesses) {
     EXPECT_TRUE(vx::processIsRunning(vx::getCurrentProcessId()));
@@ -55,22 +47,19 @@ TEST(processLookup, runningEndedAndImpossibleProcesses) {
     EXPECT_FALSE(vx::processIsRunning(static_cast<unsigned long>(child)));
 }
 
-// --- modules -------------------------------------------------------------------------------------
+// --- modules: the executable, a library by any form of its name, and names that are not loaded -----
 
 TEST_F(moduleLookup, theExecutableIsTheNullAndTheEmptyName) {
     vx::file byNull, byName;
     ASSERT_TRUE(vx::getModuleFileName(static_cast<void*>(nullptr), byNull));
-    EXPECT_EQ(byNull.fullName(), windowsForm(executable()));
-    EXPECT_TRUE(byNull.exists());
-
+    EXPECT_EQ(byNull.fullName(), windowsForm(mExecutable));
     ASSERT_NE(vx::getModuleHandle(L""), nullptr);
     ASSERT_TRUE(vx::getModuleFileName(vx::string(), byName));
     EXPECT_EQ(byName.fullName(), byNull.fullName());
 
     vx::directory folder;
     ASSERT_TRUE(vx::getModulePath(static_cast<void*>(nullptr), folder));
-    const std::string exe = executable();
-    EXPECT_EQ(folder.fullName(), windowsForm(exe.substr(0, exe.rfind('/') + 1)));
+    EXPECT_EQ(folder.fullName(), windowsForm(mExecutable.substr(0, mExecutable.rfind('/') + 1)));
 }
 
 TEST_F(moduleLookup, aLibraryIsFoundByItsNameInEveryForm) {
@@ -79,7 +68,6 @@ TEST_F(moduleLookup, aLibraryIsFoundByItsNameInEveryForm) {
     for (const wchar_t* name : {L"vxUtils", L"VXUTILS", L"libvxutils", L"libvxUtils.so.0"})
         EXPECT_EQ(vx::getModuleHandle(name), handle) << name;
     EXPECT_NE(handle, vx::getModuleHandle(L""));
-
     vx::file library;
     ASSERT_TRUE(vx::getModuleFileName(L"vxUtils", library));
     EXPECT_TRUE(library.exists());
@@ -95,13 +83,11 @@ TEST_F(moduleLookup, unknownNamesAndForeignHandlesAnswerFalse) {
     for (const wchar_t* name : {L"noSuchModule", L"vxUtil", L"libvxUtils.s"})
         EXPECT_EQ(vx::getModuleHandle(name), nullptr) << name;
 
-    const vx::file before(L"C:\\unchanged.txt");
-    vx::file out = before;
+    vx::file out(L"C:\\unchanged.txt");
     EXPECT_FALSE(vx::getModuleFileName(L"noSuchModule", out));
     int local = 0;
     EXPECT_FALSE(vx::getModuleFileName(static_cast<void*>(&local), out));
-    EXPECT_EQ(out.fullName(), before.fullName());
-
+    EXPECT_EQ(out.fullName(), L"C:\\unchanged.txt");
     vx::directory folder;
     EXPECT_FALSE(vx::getModulePath(L"noSuchModule", folder));
     EXPECT_TRUE(folder.fullName().empty());

@@ -5,7 +5,7 @@
 set -u
 vxutil=${1:?usage: cli_test.sh PATH-TO-VXUTIL VERSION}
 version=${2:?usage: cli_test.sh PATH-TO-VXUTIL VERSION}
-commands=(bytes crc32 field format guid lower ls match msg path replace split trim upper which)
+commands=(base64 bytes cdoc crc32 field format guid gunzip gzip loc lower ls match msg path pe replace split trim upper which)
 passed=0
 failed=0
 scratch=$(mktemp -d)
@@ -410,6 +410,227 @@ if [[ -w /dev/full ]]; then
     status=$?
     if ((status == 3)) && [[ $(wc -l <"$scratch/err") == 1 ]]; then pass; else fail "status $status writing to /dev/full" lower X; fi
 fi
+
+# --- cdoc ---------------------------------------------------------------------------------------
+# fails STATUS ARG...: vxutil ARG... exits with STATUS, prints nothing and one line on standard error.
+fails() {
+    local expected=$1
+    shift
+    invoke "$@"
+    if ((status == expected)) && [[ ! -s $scratch/out ]] && (($(wc -l <"$scratch/err") == 1)); then
+        pass
+    else
+        fail "status $status, output [$(cat "$scratch/out")], errors [$(cat "$scratch/err")]" "$@"
+    fi
+}
+# same A B: the files A and B hold the same bytes.
+same() {
+    if cmp -s "$1" "$2"; then pass; else fail "$1 and $2 differ" cmp "$1" "$2"; fi
+}
+cdoc="$scratch/cdoc"
+mkdir -p "$cdoc"
+printf 'hi\n' >"$cdoc/hi.txt"
+printf 'PNG data' >"$cdoc/Pic.PNG"
+printf 'JPEG' >"$cdoc/x.JPEG"
+t 0 cdoc add "$cdoc/one.vxc" a "$cdoc/hi.txt" '=>'
+# The block, the magic, the entry (length, name, start, end), the end mark, the magic and D.
+printf 'hi\nvxcompoundDoc\x01\0\0\0\0\0\0\0a\0\0\0\0\0\0\0\0\x03\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0vxcompoundDoc\x03\0\0\0\0\0\0\0' \
+    >"$cdoc/one.expected"
+same "$cdoc/one.vxc" "$cdoc/one.expected"
+t 0 cdoc add "$cdoc/d.vxc" greeting "$cdoc/hi.txt" '=>'
+t 0 cdoc add "$cdoc/d.vxc" a "$cdoc/Pic.PNG" '=>'
+t 0 cdoc list "$cdoc/d.vxc" '=>' '         8  a' '         3  greeting'
+t 0 cdoc cat "$cdoc/d.vxc" greeting '=>' hi
+cp "$cdoc/d.vxc" "$cdoc/before.vxc"
+fails 1 cdoc add "$cdoc/d.vxc" a "$cdoc/hi.txt"
+fails 1 cdoc cat "$cdoc/d.vxc" missing
+same "$cdoc/d.vxc" "$cdoc/before.vxc"
+t 1 cdoc thumbnail "$cdoc/d.vxc" '=>'
+t 0 cdoc thumbnail "$cdoc/d.vxc" "$cdoc/Pic.PNG" '=>'
+t 0 cdoc thumbnail "$cdoc/d.vxc" '=>' 'png, 8 bytes'
+t 0 cdoc thumbnail "$cdoc/d.vxc" "$cdoc/x.JPEG" '=>'
+t 0 cdoc thumbnail "$cdoc/d.vxc" '=>' 'jpeg, 4 bytes'
+t 0 cdoc list "$cdoc/d.vxc" '=>' '         8  a' '         3  greeting' '         4  thumbnail' '        14  thumbnailformat'
+fails 1 cdoc thumbnail "$cdoc/d.vxc" "$cdoc/missing.png"
+# Names of 127 bytes are taken, of 128 refused, and the document stays as it was.
+t 0 cdoc add "$cdoc/d.vxc" "$(printf 'n%.0s' {1..127})" "$cdoc/hi.txt" '=>'
+cp "$cdoc/d.vxc" "$cdoc/before.vxc"
+fails 1 cdoc add "$cdoc/d.vxc" "$(printf 'n%.0s' {1..128})" "$cdoc/hi.txt"
+same "$cdoc/d.vxc" "$cdoc/before.vxc"
+# What is no document: a missing file, plain text, a cut document.
+head -c 60 "$cdoc/d.vxc" >"$cdoc/cut.vxc"
+fails 1 cdoc list "$cdoc/missing.vxc"
+fails 1 cdoc list "$cdoc/hi.txt"
+fails 1 cdoc list "$cdoc/cut.vxc"
+fails 1 cdoc add "$cdoc/cut.vxc" b "$cdoc/hi.txt"
+fails 1 cdoc add "$cdoc/d.vxc" b "$cdoc/missing.txt"
+t 0 ls "$cdoc" '*.tmp' '=>'
+bad cdoc
+bad cdoc frob x
+bad cdoc list
+bad cdoc list a b
+bad cdoc cat "$cdoc/d.vxc"
+bad cdoc cat "$cdoc/d.vxc" ''
+bad cdoc add "$cdoc/d.vxc" a
+bad cdoc thumbnail a b c
+bad cdoc list --all x
+
+# --- loc ----------------------------------------------------------------------------------------
+lang="$scratch/lang"
+mkdir -p "$lang/de" "$lang/fr" "$lang/en"
+printf '%s\n' 'Msg_EWriteFile  E: Fehler beim Schreiben der Datei [File] ; Datei' 'Msg_Hi Hallo [Name]\nWillkommen' \
+    'Msg_Alias $$Msg_Hi' '#include common.loc' ';;cmd(replace:::Hallo:::Servus)' >"$lang/de/vxUtils.loc"
+printf '%s\n' 'Msg_Common "gemeinsam; mit Semikolon"' 'Msg_Hi nie gesehen' >"$lang/de/common.loc"
+printf '\xef\xbb\xbfMsg_EWriteFile Erreur d\xe2\x80\x99\xc3\xa9criture du fichier [File]\n' >"$lang/fr/vxUtils.loc"
+printf '%s\n' 'Msg_Hi Moin [Name]' >"$lang/de/vxUtils_nord.loc"
+printf '%s\n' 'Msg_Only only in app' >"$lang/de/app.loc"
+t 0 loc get --path "$lang" --lang de Msg_Hi Name=Ada '=>' 'Servus Ada' Willkommen
+t 0 loc get --path "$lang" --default-lang de Msg_Common '=>' 'gemeinsam; mit Semikolon'
+t 0 loc get --path "$lang" --lang de Msg_Alias Name=Bo '=>' 'Servus Bo' Willkommen
+t 0 loc get --path "$lang" --lang de --overlay nord Msg_Hi Name=Ada '=>' 'Moin Ada'
+# Not found: the default text, the id itself without --text, and exit status 1.
+t 1 loc get --path "$lang" --lang en Msg_Hi Name=Ada '=>' Msg_Hi
+t 1 loc get --path "$lang" --lang en --text 'Hello [Name]' Msg_Hi Name=Ada '=>' 'Hello Ada'
+# One default file does not fall back to the default language; a list of files does.
+t 1 loc get --path "$lang" --lang en --default-lang de --default-file app.loc Msg_Only '=>' Msg_Only
+t 0 loc get --path "$lang" --lang en --default-lang de --file app.loc Msg_Only '=>' 'only in app'
+# The first file found is asked, and only it.
+t 1 loc get --path "$lang" --lang de --file vxUtils.loc --file app.loc Msg_Only '=>' Msg_Only
+t 0 loc dump "$lang/de/vxUtils.loc" '=>' '#include common.loc' 'Msg_Alias Servus [Name]\nWillkommen' \
+    'Msg_Common gemeinsam; mit Semikolon' 'Msg_EWriteFile E: Fehler beim Schreiben der Datei [File]' \
+    'Msg_Hi Servus [Name]\nWillkommen'
+t 0 loc dump --overlay nord "$lang/de/app.loc" '=>' 'Msg_Only only in app'
+t 0 loc dump --overlay nord "$lang/de/vxUtils.loc" '=>' '#include common.loc' 'Msg_Alias Moin [Name]' \
+    'Msg_Common gemeinsam; mit Semikolon' 'Msg_EWriteFile E: Fehler beim Schreiben der Datei [File]' 'Msg_Hi Moin [Name]'
+t 1 loc dump "$lang/de/missing.loc" '=>'
+# A write that fails reports in the language asked for, with the file filled in.
+t 1 loc write --path "$lang" --lang de "$lang/missing/plan.dxf" '=>' "Fehler beim Schreiben der Datei $(win "$lang/missing/plan.dxf")"
+t 1 loc write --path "$lang" --lang fr "$lang/missing/plan.dxf" '=>' "Erreur d’écriture du fichier $(win "$lang/missing/plan.dxf")"
+t 1 loc write --path "$lang" --lang en "$lang/missing/plan.dxf" '=>' "Error writing file $(win "$lang/missing/plan.dxf")"
+t 0 loc write --path "$lang" "$lang/made.txt" '=>' "$(win "$lang/made.txt")"
+bad loc
+bad loc frob
+bad loc get
+bad loc get --lang
+bad loc get --frob x Msg_Hi
+bad loc get Msg_Hi novalue
+bad loc get Msg_Hi =x
+bad loc dump
+bad loc dump a b
+bad loc dump --lang de a
+bad loc write
+bad loc write a b
+
+# --- base64, gzip, gunzip, pe ---------------------------------------------------------------------
+# buf_fails STATUS ARG...: vxutil ARG... exits with STATUS, prints nothing and one line on standard
+# error.
+buf_fails() {
+    local expected=$1
+    shift
+    invoke "$@"
+    if ((status == expected)) && [[ ! -s $scratch/out ]] && (($(wc -l <"$scratch/err") == 1)); then
+        pass
+    else
+        fail "status $status, output [$(cat "$scratch/out")], errors [$(cat "$scratch/err")]" "$@"
+    fi
+}
+# buf_check TEXT COMMAND...: the shell command succeeds; TEXT says what it checks.
+buf_check() {
+    local what=$1
+    shift
+    if "$@"; then pass; else fail "$what" "$@"; fi
+}
+buf="$scratch/buf"
+mkdir -p "$buf"
+printf Man >"$buf/man"
+t 0 base64 encode "$buf/man" '=>' TWFu
+t 0 base64 encode '=>' TWFu < <(printf Man)
+t 0 base64 encode '=>' TQ== < <(printf M)
+t 0 base64 encode '=>' TWE= < <(printf Ma)
+t 0 base64 encode '=>' '' </dev/null
+t 0 base64 decode '=>' Man <<<'TWFuCg=='
+# Decoding ends at the first '=' and at the first character outside the alphabet, a line break too.
+t 0 base64 decode '=>' Man < <(printf 'TWFuCg\nTWFu')
+t 0 base64 decode '=>' Man < <(printf 'TWFuCg==TWFu')
+t 0 base64 decode '=>' Man < <(printf 'TWFuCg TWFu')
+# Every byte value, both ways, and the same text as the system's base64.
+for i in $(seq 0 255); do printf "\\$(printf '%03o' "$i")"; done >"$buf/bytes"
+"$vxutil" base64 encode "$buf/bytes" >"$buf/bytes.b64"
+"$vxutil" base64 decode "$buf/bytes.b64" >"$buf/bytes.back"
+buf_check "base64 round trip of all bytes" cmp -s "$buf/bytes" "$buf/bytes.back"
+if command -v base64 >/dev/null; then
+    buf_check "same text as base64 -w0" test "$(base64 -w0 "$buf/bytes")" == "$(cat "$buf/bytes.b64")"
+fi
+buf_fails 1 base64 encode "$buf/missing"
+bad base64
+bad base64 frob
+bad base64 encode a b
+bad base64 --nope encode
+
+head -c 70000 /dev/urandom >"$buf/plan.txt"
+printf 'plain text, repeated; ' >>"$buf/plan.txt"
+cp "$buf/plan.txt" "$buf/original"
+has "$buf/plan.txt.gz  70022 -> " gzip "$buf/plan.txt"
+buf_check "gzip keeps its source" cmp -s "$buf/plan.txt" "$buf/original"
+if command -v gunzip >/dev/null; then
+    buf_check "gunzip reads what gzip wrote" cmp -s <(gunzip -c "$buf/plan.txt.gz") "$buf/original"
+fi
+# Nothing is replaced without --force.
+buf_fails 1 gzip "$buf/plan.txt"
+has "$buf/plan.txt.gz  70022 -> " gzip --force "$buf/plan.txt"
+rm "$buf/plan.txt"
+has "$buf/plan.txt  " gunzip "$buf/plan.txt.gz"
+buf_check "gunzip gives the bytes back" cmp -s "$buf/plan.txt" "$buf/original"
+buf_fails 1 gunzip "$buf/plan.txt.gz"
+has "$buf/plan.txt  " gunzip --force "$buf/plan.txt.gz"
+if command -v gzip >/dev/null; then
+    { gzip -c "$buf/man"; gzip -9 -c "$buf/original"; } >"$buf/two.gz"
+    has "$buf/two  " gunzip "$buf/two.gz"
+    buf_check "both members of a system gzip file" cmp -s "$buf/two" <(cat "$buf/man" "$buf/original")
+fi
+# Damaged and foreign data leave no target behind.
+head -c 30000 "$buf/plan.txt.gz" >"$buf/cut.gz"
+buf_fails 1 gunzip "$buf/cut.gz"
+buf_check "no partial target" test ! -e "$buf/cut"
+buf_fails 1 gunzip "$buf/man.gz" # missing
+cp "$buf/man" "$buf/plain.gz"
+buf_fails 1 gunzip "$buf/plain.gz"
+buf_check "no target of foreign data" test ! -e "$buf/plain"
+# The progress bar, asked for: one line on standard error that ends at 100%.
+head -c 2100000 /dev/zero >"$buf/zeros"
+invoke gzip --progress "$buf/zeros"
+if ((status == 0)) && [[ $(<"$scratch/err") == *'] 100%' ]] && (($(wc -l <"$scratch/err") == 1)); then pass; else fail "progress bar [$(tail -c 60 "$scratch/err")]" gzip --progress zeros; fi
+bad gzip
+bad gzip a b
+bad gzip --nope x
+bad gunzip "$buf/plan.txt"
+bad gunzip
+
+# PE images: "MZ", the signature's offset 0x80 at 0x3C, "PE\0\0", the magic at 0x98.
+mkpe() {
+    { printf 'MZ'; head -c 58 /dev/zero; printf '\x80\0\0\0'; head -c 64 /dev/zero; printf 'PE\0\0'
+      head -c 20 /dev/zero; printf "$2"; head -c 870 /dev/zero; } >"$1"
+}
+# poke FILE OFFSET BYTES: writes BYTES (printf text) at OFFSET.
+poke() { printf "$3" | dd of="$1" bs=1 seek=$(($2)) conv=notrunc status=none; }
+mkpe "$buf/x86.exe" '\x0b\x01'
+mkpe "$buf/x64.exe" '\x0b\x02'
+mkpe "$buf/any.exe" '\x0b\x01'
+# One section (0x2000, raw at 0x200) holding the managed header at 0x2010, flags 1 at 0x220.
+poke "$buf/any.exe" 0x86 '\x01'
+poke "$buf/any.exe" 0x94 '\xf0'
+poke "$buf/any.exe" 0x178 '\x10\x20\0\0\x48'
+poke "$buf/any.exe" 0x190 '\0\x01\0\0\0\x20\0\0\0\x01\0\0\0\x02'
+poke "$buf/any.exe" 0x220 '\x01'
+t 0 pe "$buf/x86.exe" '=>' 32-bit
+t 0 pe "$buf/x64.exe" '=>' 64-bit
+t 0 pe "$buf/any.exe" '=>' 'any (managed, runs as 32 or 64 bits)'
+poke "$buf/any.exe" 0x220 '\x03'
+t 0 pe "$buf/any.exe" '=>' 32-bit
+t 1 pe "$buf/man" '=>' unknown
+t 1 pe "$buf/missing.exe" '=>' unknown
+bad pe
+bad pe a b
 
 printf '%d passed, %d failed\n' "$passed" "$failed"
 ((failed == 0))

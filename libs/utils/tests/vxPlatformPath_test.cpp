@@ -165,7 +165,7 @@ TEST(platformPath, namesThatAreNotUtf8RoundTrip) {
 }
 
 // --- file-system primitives on drive D, a temporary directory: what the file and directory classes
-// do not show through their own interfaces ----------------------------------------------------------
+// do not show through their own interfaces (their tests cover the rest) -----------------------------
 
 class fileSystem : public ::testing::Test {
 protected:
@@ -175,26 +175,19 @@ protected:
     vxtest::scopedEnvironment mDrives{"VX_DRIVES", "D=" + mDir.path()};
 };
 
-TEST_F(fileSystem, statusAttributesAndModificationTime) {
-    mDir.makeFile("f", "12345");
-    mDir.makeFile(".hidden", "");
+TEST_F(fileSystem, statusAttributes) {
+    mDir.makeFile("f");
+    mDir.makeFile(".hidden");
     mDir.makeFile("ro", "", 0444);
     mDir.makeDirs(".d");
     ASSERT_EQ(::mkfifo((mDir / "fifo").c_str(), 0644), 0);
     const std::pair<const char*, std::uint32_t> rows[] = {
         {"f", 0x20}, {".hidden", 0x22}, {"ro", 0x21}, {".d", 0x12}, {"fifo", 0x04}, {"missing", 0xFFFF},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, attributes] : rows) {
         platform::fileStatus status;
-        EXPECT_EQ(platform::statPath(on(row.first), status) ? status.attributes : 0xFFFF, row.second) << row.first;
+        EXPECT_EQ(platform::statPath(on(name), status) ? status.attributes : 0xFFFF, attributes) << name;
     }
-    platform::fileStatus status;
-    ASSERT_TRUE(platform::setModificationTime(on("f"), 1000000000));
-    ASSERT_TRUE(platform::statPath(on("f"), status));
-    EXPECT_EQ(status.modificationTime, 1000000000);
-    EXPECT_GT(status.creationTime, 1000000000); // the status change just now
-    EXPECT_FALSE(platform::setModificationTime(on("ro"), 1));
-    EXPECT_FALSE(platform::isRemoteDrive(L'D')); // a temporary directory is local
 }
 
 TEST_F(fileSystem, accessAndModeFollowTheOwnerBits) {
@@ -257,7 +250,7 @@ TEST_F(fileSystem, copyKeepsModeAndTimesAndNeverWaitsForAPipe) {
     EXPECT_EQ(a.accessTime, b.accessTime);
 }
 
-TEST_F(fileSystem, handles) {
+TEST_F(fileSystem, handlesMoveAndNeverWaitForAPipe) {
     {
         platform::fileHandle out;
         ASSERT_TRUE(out.open(on("f"), platform::fileHandle::openWrite));
@@ -272,22 +265,13 @@ TEST_F(fileSystem, handles) {
     ASSERT_TRUE(in.open(on("f"), platform::fileHandle::openRead));
     char buffer[8];
     std::size_t done = 0;
-    EXPECT_TRUE(in.read(buffer, 4, done));
-    EXPECT_EQ(std::string(buffer, done), "abcd");
     EXPECT_TRUE(in.read(buffer, 8, done));
-    EXPECT_EQ(std::string(buffer, done), "e");
+    EXPECT_EQ(std::string(buffer, done), "abcde");
     EXPECT_TRUE(in.read(buffer, 8, done));
     EXPECT_EQ(done, 0u);
     EXPECT_FALSE(in.write("x", 1));
 
-    // Read-only files, missing names, directories and pipes do not open, and a pipe not even later.
     platform::fileHandle other;
-    ::chmod((mDir / "f").c_str(), 0444);
-    EXPECT_FALSE(other.open(on("f"), platform::fileHandle::openAppend));
-    EXPECT_EQ(mDir.read("f"), "abcde");
-    EXPECT_FALSE(other.open(on("missing"), platform::fileHandle::openRead));
-    mDir.makeDirs("dir");
-    EXPECT_FALSE(other.open(on("dir"), platform::fileHandle::openRead));
     ASSERT_EQ(::mkfifo((mDir / "fifo").c_str(), 0644), 0);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(other.open(on("fifo"), platform::fileHandle::openRead));

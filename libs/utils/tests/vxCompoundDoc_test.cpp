@@ -7,13 +7,11 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <filesystem>
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <random>
@@ -107,48 +105,15 @@ parsed parse(const std::string& s) {
 
 class compoundDocTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/vxCompoundDoc.XXXXXX";
-        ASSERT_NE(::mkdtemp(pattern), nullptr);
-        char buffer[PATH_MAX];
-        ASSERT_NE(::realpath(pattern, buffer), nullptr);
-        mDir = buffer;
+    // The file of that name in the temporary directory, '/' between its parts.
+    vx::file at(std::wstring name) const {
+        std::replace(name.begin(), name.end(), L'/', L'\\');
+        return vx::file(vx::string(dir.windowsForm() + L"\\" + name));
     }
-    void TearDown() override {
-        std::error_code ignored;
-        for (auto it = std::filesystem::recursive_directory_iterator(mDir, ignored);
-             it != std::filesystem::recursive_directory_iterator(); it.increment(ignored))
-            ::chmod(it->path().c_str(), it->is_directory(ignored) ? 0700 : 0600);
-        std::filesystem::remove_all(mDir, ignored);
-    }
-
-    std::string native(const std::string& name) const { return mDir + "/" + name; }
-    // The file of that name in the temporary directory; the narrow form takes ASCII names.
-    vx::file at(const std::wstring& name) const {
-        std::wstring text = L"C:" + std::wstring(mDir.begin(), mDir.end()) + L"/" + name;
-        for (auto& c : text)
-            c = c == L'/' ? L'\\' : c;
-        return vx::file(vx::string(text));
-    }
-    vx::file at(const std::string& name) const { return at(std::wstring(name.begin(), name.end())); }
+    vx::file at(const std::string& name) const { return vx::file(dir.windowsForm(name)); }
     vx::file at(const char* name) const { return at(std::string(name)); }
-    void put(const std::string& name, const std::string& bytes) const {
-        const int fd = ::open(native(name).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        ASSERT_GE(fd, 0) << name;
-        ASSERT_EQ(::write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-        ::close(fd);
-    }
-    std::string get(const std::string& name) const {
-        std::string bytes;
-        const int fd = ::open(native(name).c_str(), O_RDONLY);
-        if (fd < 0)
-            return "<missing>";
-        char buffer[65536];
-        for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;)
-            bytes.append(buffer, static_cast<std::size_t>(n));
-        ::close(fd);
-        return bytes;
-    }
+    void put(const std::string& name, const std::string& bytes) const { dir.makeFile(name, bytes); }
+    std::string get(const std::string& name) const { return dir.read(name); }
     // Every block of the document by name, read through the library.
     std::map<std::string, std::string> contents(const std::string& name) const {
         compoundDocReader reader(at(name));
@@ -167,7 +132,7 @@ protected:
         w.write(name, data.data(), data.size());
     }
 
-    std::string mDir;
+    vxtest::tempDir dir;
 };
 
 using blocks = std::map<std::string, std::string>;
@@ -382,7 +347,7 @@ TEST_F(compoundDocTest, createReplacesAnExistingFileAndStartsAfresh) {
     compoundDocWriter missingDir(at("no/such/dir/d"));
     EXPECT_EQ(thrown<vx::writeFileException>([&] { missingDir.create(); }),
               L"Msg_EWriteFile|Error writing file " + at("no/such/dir/d").fullName());
-    ::mkdir(native("dir").c_str(), 0755);
+    dir.makeDirs("dir");
     compoundDocWriter onDirectory(at("dir"));
     EXPECT_EQ(thrown<vx::writeFileException>([&] { add(onDirectory, "a", "1"); }).substr(0, 15), L"Msg_EWriteFile|");
 }
@@ -526,8 +491,7 @@ TEST_F(compoundDocTest, thumbnailFormatIsTheLowerCaseExtensionInUtf16) {
         {L"x.\u00E4", "x.\xC3\xA4", std::string("\x02\0\0\0\xE4\0\0\0", 8)},
         {L"x.\U0001F600", "x.\xF0\x9F\x98\x80", std::string("\x03\0\0\0\x3D\xD8\x00\xDE\0\0", 10)}, // a pair
     };
-    std::filesystem::create_directories(native("img"));
-    for (const auto& c : cases) {
+        for (const auto& c : cases) {
         const std::string image = std::string("img/") + c.utf8;
         put(image, std::string("\x89PNG\r\n\x1A\n", 8) + c.utf8);
         {
@@ -579,6 +543,27 @@ TEST_F(compoundDocTest, extractReadsTheKnownBlocks) {
 
 // --- failures of the system ---------------------------------------------------------------------------
 
+TEST_F(compoundDocTest, readOnlyDirectoryRefusesAndKeepsTheExistingDocument) {
+    dir.makeDirs("ro");
+    {
+        compoundDocWriter w(at("ro/d"));
+        add(w, "old", "keep me");
+    }
+    const std::string before = get("ro/d");
+    // The file itself may be written: only the directory is read-only.
+    ::chmod((dir / "ro/d").c_str(), 0666);
+    ::chmod((dir / "ro").c_str(), 0555);
+    ::chmod(dir.path().c_str(), 0755);
+    vxtest::expectUnprivileged([&] {
+        compoundDocWriter existing(at("ro/d")), fresh(at("ro/new"));
+        return thrown<vx::writeFileException>([&] { existing.create(); }) ==
+                   L"Msg_EWriteFile|Error writing file " + at("ro/d").fullName() &&
+               thrown<vx::writeFileException>([&] { add(fresh, "a", "1"); }).substr(0, 15) == L"Msg_EWriteFile|";
+    });
+    EXPECT_EQ(get("ro/d"), before);
+    EXPECT_EQ(get("ro/new"), "<missing>");
+}
+
 // Runs f in a child process and answers its exit status (-1 when it did not exit normally).
 int inChild(const std::function<int()>& f) {
     const pid_t child = ::fork();
@@ -595,35 +580,6 @@ int inChild(const std::function<int()>& f) {
     if (child < 0 || ::waitpid(child, &status, 0) != child || !WIFEXITED(status))
         return -1;
     return WEXITSTATUS(status);
-}
-
-TEST_F(compoundDocTest, readOnlyDirectoryRefusesAndKeepsTheExistingDocument) {
-    std::filesystem::create_directories(native("ro"));
-    {
-        compoundDocWriter w(at("ro/d"));
-        add(w, "old", "keep me");
-    }
-    const std::string before = get("ro/d");
-    // The file itself may be written (0666): only the directory is read-only. The superuser
-    // writes anywhere, so the attempt runs as the user nobody.
-    ::chmod(native("ro/d").c_str(), 0666);
-    ::chmod(native("ro").c_str(), 0555);
-    ::chmod(mDir.c_str(), 0755);
-    const int status = inChild([&] {
-        if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
-            return 2;
-        compoundDocWriter existing(at("ro/d"));
-        if (thrown<vx::writeFileException>([&] { existing.create(); }) !=
-            L"Msg_EWriteFile|Error writing file " + at("ro/d").fullName())
-            return 3;
-        compoundDocWriter fresh(at("ro/new"));
-        if (thrown<vx::writeFileException>([&] { add(fresh, "a", "1"); }).substr(0, 15) != L"Msg_EWriteFile|")
-            return 4;
-        return 0;
-    });
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(get("ro/d"), before);
-    EXPECT_EQ(get("ro/new"), "<missing>");
 }
 
 TEST_F(compoundDocTest, fullDiskFailsTheWriteAndKeepsTheBlocksBeforeIt) {

@@ -3,10 +3,8 @@
 #include <vxLocFile.h>
 #include <vxLocMessage.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <sys/stat.h>
@@ -17,33 +15,12 @@ using vx::locFile;
 
 namespace {
 
-// A fresh temporary directory, removed with everything in it at the end.
-struct tempDir {
-    tempDir() {
-        char pattern[] = "/tmp/vxLocFile.XXXXXX";
-        EXPECT_NE(::mkdtemp(pattern), nullptr);
-        path = fs::canonical(pattern).string();
-    }
-    ~tempDir() {
-        std::error_code ignored;
-        for (auto it = fs::recursive_directory_iterator(path, ignored); it != fs::recursive_directory_iterator();
-             it.increment(ignored))
-            fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
-        fs::remove_all(path, ignored);
-    }
-    // Writes bytes to name (folders made as needed) and answers the file's name in Windows form.
+// A temporary directory whose write answers the file's name in Windows form.
+struct tempDir : vxtest::tempDir {
     std::wstring write(const std::string& name, const std::string& bytes) const {
-        const fs::path native = fs::path(path) / name;
-        fs::create_directories(native.parent_path());
-        std::ofstream(native, std::ios::binary | std::ios::trunc) << bytes;
-        return windows(name);
+        makeFile(name, bytes);
+        return windowsForm(name);
     }
-    std::wstring windows(const std::string& name) const {
-        std::string text = "C:" + path + "/" + name;
-        std::replace(text.begin(), text.end(), '/', '\\');
-        return std::wstring(text.begin(), text.end());
-    }
-    std::string path;
 };
 
 // UTF-8 bytes of wide text, by the library's own encoder.
@@ -84,10 +61,10 @@ const std::optional<std::wstring> absent;
 
 // Rewrites a file and moves its modification time on, so that a lookup sees the change.
 void rewrite(const tempDir& dir, const std::string& name, const std::string& bytes) {
-    const vx::file before(dir.windows(name));
+    const vx::file before(dir.windowsForm(name));
     const std::int64_t time = before.lastModificationTime();
     dir.write(name, bytes);
-    ASSERT_TRUE(vx::file(dir.windows(name)).setLastModificationTime(time + 10));
+    ASSERT_TRUE(vx::file(dir.windowsForm(name)).setLastModificationTime(time + 10));
 }
 
 struct formatCase {
@@ -96,6 +73,15 @@ struct formatCase {
     const wchar_t* id;
     std::optional<std::wstring> expected;
 };
+
+// Each case in a file of its own.
+void expectCases(const std::vector<formatCase>& cases) {
+    tempDir dir;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const locFile f(dir.write("f" + std::to_string(i) + ".loc", cases[i].content).c_str());
+        EXPECT_EQ(lookUp(f, cases[i].id), cases[i].expected) << cases[i].what;
+    }
+}
 
 } // namespace
 
@@ -127,12 +113,7 @@ TEST(locFileFormat, linesKeysValuesAndComments) {
         {"an include line is an entry too", "#include other.loc ; x\n", L"#include", L"other.loc"},
         {"a severity prefix is taken off", "Key E: Broken\n", L"Key", L"Broken"},
     };
-    tempDir dir;
-    for (std::size_t i = 0; i < cases.size(); ++i) {
-        const std::string name = "f" + std::to_string(i) + ".loc";
-        const locFile f(dir.write(name, cases[i].content).c_str());
-        EXPECT_EQ(lookUp(f, cases[i].id), cases[i].expected) << cases[i].what;
-    }
+    expectCases(cases);
 }
 
 TEST(locFileFormat, continuedLinesJoinTheirValueParts) {
@@ -150,12 +131,7 @@ TEST(locFileFormat, continuedLinesJoinTheirValueParts) {
         {"line feeds after the join", "Key a\\\\\nnb\n", L"Key", L"a\nb"},
         {"a comment line continues nothing", "; note \\\nKey x\n", L"Key", L"x"},
     };
-    tempDir dir;
-    for (std::size_t i = 0; i < cases.size(); ++i) {
-        const std::string name = "c" + std::to_string(i) + ".loc";
-        const locFile f(dir.write(name, cases[i].content).c_str());
-        EXPECT_EQ(lookUp(f, cases[i].id), cases[i].expected) << cases[i].what;
-    }
+    expectCases(cases);
 }
 
 TEST(locFileFormat, longLinesArriveInPiecesOf1023Characters) {
@@ -240,11 +216,7 @@ TEST(locFileAlias, aliasesFollowAndCyclesEnd) {
         {"quoted alias", "A \"$$B\"\nB Text\n", L"A", L"Text"},
         {"a single $ is text", "A $B\nB Text\n", L"A", L"$B"},
     };
-    tempDir dir;
-    for (std::size_t i = 0; i < cases.size(); ++i) {
-        const locFile f(dir.write("a" + std::to_string(i) + ".loc", cases[i].content).c_str());
-        EXPECT_EQ(lookUp(f, cases[i].id), cases[i].expected) << cases[i].what;
-    }
+    expectCases(cases);
 }
 
 TEST(locFileAlias, aVeryLongChainEnds) {
@@ -278,11 +250,7 @@ TEST(locFileCommands, replaceAfterAllEntriesInFileOrder) {
         {"alias texts change too", ";;cmd(replace:::B:::C)\nA $$B\nB bee\nC sea\n", L"A", L"sea"},
         {"the line feed is in place", ";;cmd(replace:::\\n:::+)\nA x\\ny\n", L"A", L"x\ny"},
     };
-    tempDir dir;
-    for (std::size_t i = 0; i < cases.size(); ++i) {
-        const locFile f(dir.write("m" + std::to_string(i) + ".loc", cases[i].content).c_str());
-        EXPECT_EQ(lookUp(f, cases[i].id), cases[i].expected) << cases[i].what;
-    }
+    expectCases(cases);
 }
 
 // --- includes ---------------------------------------------------------------------------------------
@@ -322,7 +290,7 @@ TEST(locFileInclude, cyclesEndAndMissingFilesAreSkipped) {
     EXPECT_EQ(f.includes()[0].includes()[0].includes().size(), 0u);
 
     // Asked on its own, b.loc includes a.loc, which does not include b.loc again.
-    const locFile b(dir.windows("b.loc").c_str());
+    const locFile b(dir.windowsForm("b.loc").c_str());
     EXPECT_EQ(lookUp(b, L"A"), L"a");
     EXPECT_EQ(lookUp(b, L"Nowhere"), absent);
 }
@@ -332,8 +300,8 @@ TEST(locFileInclude, includeNamesAndWhatCounts) {
     dir.write("x.loc", "X x\n");
     dir.write("y.loc", "Y y\n");
     dir.write("locked.loc", "L l\n");
-    ::chmod((dir.path + "/locked.loc").c_str(), 0);
-    fs::create_directories(dir.path + "/folder.loc");
+    ::chmod((dir / "locked.loc").c_str(), 0);
+    fs::create_directories(dir / "folder.loc");
     const std::wstring main = dir.write("main.loc",
                                         "; #include y.loc\n"          // cut with the comment
                                         "#include locked.loc\n"       // not readable
@@ -377,7 +345,7 @@ TEST(locFileOverlay, mergedOverEntriesThenItsCommands) {
               "Swap new\nAdded overlay text\nTwice a\n#include extra.loc\n"
               ";;cmd(replace:::Velmora:::Acme)\n;;cmd(replace:::a:::ab)\n");
     dir.write("extra.loc", "Extra e\n");
-    f.setOverlay(vx::file(dir.windows("app_site.loc")));
+    f.setOverlay(vx::file(dir.windowsForm("app_site.loc")));
     EXPECT_EQ(lookUp(f, L"Title"), L"Acme Sketch");   // the file's command, then the overlay's
     EXPECT_EQ(lookUp(f, L"Keep"), L"unchabnged");    // the overlay's commands reach every text
     EXPECT_EQ(lookUp(f, L"Swap"), L"new");
@@ -394,13 +362,13 @@ TEST(locFileOverlay, mergedOverEntriesThenItsCommands) {
 TEST(locFileOverlay, changesOfTheOverlayAreNoticed) {
     tempDir dir;
     locFile f(dir.write("app.loc", "Key base\n").c_str());
-    f.setOverlay(vx::file(dir.windows("app_x.loc")));
+    f.setOverlay(vx::file(dir.windowsForm("app_x.loc")));
     EXPECT_EQ(lookUp(f, L"Key"), L"base"); // no overlay yet
     dir.write("app_x.loc", "Key overlay\n");
     EXPECT_EQ(lookUp(f, L"Key"), L"overlay"); // it appeared
     rewrite(dir, "app_x.loc", "Key changed\n");
     EXPECT_EQ(lookUp(f, L"Key"), L"changed"); // it changed
-    fs::remove(dir.path + "/app_x.loc");
+    fs::remove(dir / "app_x.loc");
     EXPECT_EQ(lookUp(f, L"Key"), L"base"); // it went
     f.setOverlay(vx::file());
     EXPECT_EQ(lookUp(f, L"Key"), L"base");
@@ -409,8 +377,8 @@ TEST(locFileOverlay, changesOfTheOverlayAreNoticed) {
 TEST(locFileOverlay, aFileThatCannotBeReadStillTakesItsOverlay) {
     tempDir dir;
     dir.write("gone_x.loc", "Key overlay\n");
-    locFile f(dir.windows("gone.loc").c_str());
-    f.setOverlay(vx::file(dir.windows("gone_x.loc")));
+    locFile f(dir.windowsForm("gone.loc").c_str());
+    f.setOverlay(vx::file(dir.windowsForm("gone_x.loc")));
     // The failed load ends the first lookup; the overlay's entries then stand, and the missing
     // file's time (0) has not changed.
     EXPECT_EQ(lookUp(f, L"Key"), absent);
@@ -434,7 +402,7 @@ TEST(locFileFreshness, aTouchedFileIsReadAnew) {
     EXPECT_EQ(lookUp(f, L"Key"), L"second");
     EXPECT_EQ(lookUp(f, L"Gone"), absent);
     // Removed: the lookup fails.
-    fs::remove(dir.path + "/app.loc");
+    fs::remove(dir / "app.loc");
     EXPECT_EQ(lookUp(f, L"Key"), absent);
     dir.write("app.loc", "Key third\n");
     EXPECT_EQ(lookUp(f, L"Key"), L"third");
@@ -450,9 +418,9 @@ TEST(locFileFreshness, anEmptyFileIsReadAtEveryLookupAndMissingFilesGiveNothing)
     ASSERT_TRUE(vx::file(name).setLastModificationTime(time));
     EXPECT_EQ(lookUp(f, L"Key"), L"now"); // an empty map is never fresh
 
-    EXPECT_EQ(lookUp(locFile(dir.windows("missing.loc").c_str()), L"Key"), absent);
+    EXPECT_EQ(lookUp(locFile(dir.windowsForm("missing.loc").c_str()), L"Key"), absent);
     EXPECT_EQ(lookUp(locFile(), L"Key"), absent);
-    EXPECT_EQ(lookUp(locFile(dir.windows("").c_str()), L"Key"), absent); // a folder
+    EXPECT_EQ(lookUp(locFile(dir.windowsForm("").c_str()), L"Key"), absent); // a folder
 }
 
 TEST(locFileCopies, copiesAndAssignment) {
@@ -462,11 +430,11 @@ TEST(locFileCopies, copiesAndAssignment) {
     locFile first(a.c_str());
     EXPECT_EQ(lookUp(first, L"Key"), L"a");
     const locFile copy(first);
-    fs::remove(dir.path + "/a.loc");
+    fs::remove(dir / "a.loc");
     EXPECT_EQ(lookUp(copy, L"Key"), absent); // the copy checks its file too
     first = vx::file(b);
     EXPECT_EQ(lookUp(first, L"Key"), L"b");
-    locFile joined(dir.windows("").c_str(), L"b.loc");
+    locFile joined(dir.windowsForm("").c_str(), L"b.loc");
     EXPECT_EQ(std::wstring(joined.fullName()), b);
     locFile moved(std::move(joined));
     EXPECT_EQ(lookUp(moved, L"Key"), L"b");

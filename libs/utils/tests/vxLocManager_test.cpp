@@ -12,12 +12,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
-namespace fs = std::filesystem;
 using vx::locManager;
 using vx::locString;
 
@@ -27,30 +24,10 @@ locManager& manager() {
     return *locManager::instance();
 }
 
-// A fresh temporary directory, removed with everything in it at the end.
-struct tempDir {
-    tempDir() {
-        char pattern[] = "/tmp/vxLocManager.XXXXXX";
-        EXPECT_NE(::mkdtemp(pattern), nullptr);
-        path = fs::canonical(pattern).string();
-    }
-    ~tempDir() {
-        std::error_code ignored;
-        fs::remove_all(path, ignored);
-    }
-    // Writes UTF-8 text to name (folders made as needed).
-    void write(const std::string& name, const std::string& text) const {
-        const fs::path native = fs::path(path) / name;
-        fs::create_directories(native.parent_path());
-        std::ofstream(native, std::ios::binary | std::ios::trunc) << text;
-    }
-    std::wstring windows(const std::string& name = "") const {
-        std::string text = "C:" + path + "/" + name;
-        std::replace(text.begin(), text.end(), '/', '\\');
-        return std::wstring(text.begin(), text.end());
-    }
-    vx::directory dir(const std::string& name = "") const { return vx::directory(windows(name)); }
-    std::string path;
+// A temporary directory that also answers its folders as directories.
+struct tempDir : vxtest::tempDir {
+    void write(const std::string& name, const std::string& text) const { makeFile(name, text); }
+    vx::directory dir(const std::string& name = "") const { return vx::directory(windowsForm(name)); }
 };
 
 // Every test starts from a manager that searches only its own folders, with no default language,
@@ -320,20 +297,15 @@ TEST_F(locManagerTest, aWriteFailureReportsInTheLanguageAskedFor) {
     manager().setDefaultLocFile(L"vxUtils.loc");
 
     // A file in a folder that does not exist cannot be written.
-    const vx::file target(root.windows("missing/plan.dxf"));
-    try {
-        std::ofstream probe(root.path + "/missing/plan.dxf");
-        ASSERT_FALSE(probe.is_open());
-        throw vx::writeFileException(target);
-    } catch (const vx::exception& e) {
-        const locString& message = e.message();
-        EXPECT_EQ(text(message, L"de"), L"Fehler beim Schreiben der Datei " + target.fullName());
-        EXPECT_EQ(text(message, L"fr"), L"Erreur d'écriture du fichier « " + target.fullName() + L" »");
-        EXPECT_EQ(text(message, L"en"), L"Error writing file " + target.fullName());
-        EXPECT_EQ(text(message), L"Error writing file " + target.fullName()); // no default language
-        manager().setDefaultLanguage(L"de");
-        EXPECT_EQ(text(message), L"Fehler beim Schreiben der Datei " + target.fullName());
-    }
+    const vx::file target(root.windowsForm("missing/plan.dxf"));
+    const vx::writeFileException failure(target);
+    const locString& message = failure.message();
+    EXPECT_EQ(text(message, L"de"), L"Fehler beim Schreiben der Datei " + target.fullName());
+    EXPECT_EQ(text(message, L"fr"), L"Erreur d'écriture du fichier « " + target.fullName() + L" »");
+    EXPECT_EQ(text(message, L"en"), L"Error writing file " + target.fullName());
+    EXPECT_EQ(text(message), L"Error writing file " + target.fullName()); // no default language
+    manager().setDefaultLanguage(L"de");
+    EXPECT_EQ(text(message), L"Fehler beim Schreiben der Datei " + target.fullName());
     // Nested causes resolve on their own.
     const vx::readFileException cause(target);
     const vx::fileException outer(target.fullName(), &cause);

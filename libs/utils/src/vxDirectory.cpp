@@ -13,14 +13,6 @@ namespace vx {
 
 namespace {
 
-// CSIDL values of the well-known folders.
-constexpr int kCsidlPersonal = 0x05;
-constexpr int kCsidlDesktop = 0x10;
-constexpr int kCsidlAppData = 0x1A;
-constexpr int kCsidlLocalAppData = 0x1C;
-constexpr int kCsidlCommonAppData = 0x23;
-constexpr int kCsidlCommonDocuments = 0x2E;
-
 // The directory bit of the find attributes; a fileIterator adds it to its mask.
 constexpr int kDirectoryAttribute = 0x10;
 
@@ -374,31 +366,31 @@ bool directory::operator==(const directory& other) const {
 }
 
 directory directory::allUserAppdataDir(const wchar_t* subFolder, bool create) {
-    return knownFolderDirectory(kCsidlCommonAppData, subFolder, create);
+    return knownFolderDirectory(platform::csidlCommonAppData, subFolder, create);
 }
 
 directory directory::userAppdataDir(const wchar_t* subFolder, bool create) {
-    return knownFolderDirectory(kCsidlAppData, subFolder, create);
+    return knownFolderDirectory(platform::csidlAppData, subFolder, create);
 }
 
 directory directory::userLocalAppdataDir(const wchar_t* subFolder, bool create) {
-    return knownFolderDirectory(kCsidlLocalAppData, subFolder, create);
+    return knownFolderDirectory(platform::csidlLocalAppData, subFolder, create);
 }
 
 directory directory::commonDocumentsDir(bool create) {
-    return knownFolderDirectory(kCsidlCommonDocuments, nullptr, create);
+    return knownFolderDirectory(platform::csidlCommonDocuments, nullptr, create);
 }
 
 directory directory::desktopDir(bool create) {
-    return knownFolderDirectory(kCsidlDesktop, nullptr, create);
+    return knownFolderDirectory(platform::csidlDesktop, nullptr, create);
 }
 
 directory directory::userDocumentsDir(bool create) {
-    return knownFolderDirectory(kCsidlPersonal, nullptr, create);
+    return knownFolderDirectory(platform::csidlPersonal, nullptr, create);
 }
 
 directory directory::userHomeDir() {
-    return knownFolderDirectory(kCsidlPersonal, nullptr, false);
+    return knownFolderDirectory(platform::csidlPersonal, nullptr, false);
 }
 
 directory directory::systemTempDir() {

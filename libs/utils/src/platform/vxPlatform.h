@@ -328,6 +328,14 @@ bool diskSpace(const std::wstring& path, std::uint64_t& freeToCaller, std::uint6
 // documents: the XDG public-share folder, else ~/Public), in Windows form. Relative values
 // count as unset, as the XDG rules say. Whether the folder exists is not asked. False for other values, without a
 // home, and for a folder that lies under no drive.
+// The CSIDL numbers of the well-known folders the library asks for.
+constexpr int csidlPersonal = 0x05;
+constexpr int csidlDesktop = 0x10;
+constexpr int csidlAppData = 0x1A;
+constexpr int csidlLocalAppData = 0x1C;
+constexpr int csidlCommonAppData = 0x23;
+constexpr int csidlCommonDocuments = 0x2E;
+
 bool knownFolder(int csidl, std::wstring& windowsForm);
 
 // The system's own temporary directory in Windows form: $TMPDIR when it holds an absolute path

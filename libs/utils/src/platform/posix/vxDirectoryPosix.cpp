@@ -19,14 +19,6 @@ namespace vx::platform {
 
 namespace {
 
-// The CSIDL values of the folders this system knows.
-constexpr int kDocuments = 0x05;
-constexpr int kDesktop = 0x10;
-constexpr int kAppData = 0x1A;
-constexpr int kLocalAppData = 0x1C;
-constexpr int kCommonAppData = 0x23;
-constexpr int kCommonDocuments = 0x2E;
-
 bool isReadOnly(const struct stat& info) {
     return (info.st_mode & S_IWUSR) == 0;
 }
@@ -100,32 +92,32 @@ bool nativeFolder(int csidl, std::string& path) {
     std::string homePath;
     const bool haveHome = home(homePath);
     switch (csidl) {
-    case kDocuments:
+    case csidlPersonal:
         path = homePath;
         return haveHome;
-    case kDesktop:
+    case csidlDesktop:
         if (!haveHome)
             return false;
         if (!xdgUserDir(homePath, "XDG_DESKTOP_DIR", path))
             path = homePath + "/Desktop";
         return true;
-    case kCommonDocuments:
+    case csidlCommonDocuments:
         if (!haveHome)
             return false;
         if (!xdgUserDir(homePath, "XDG_PUBLICSHARE_DIR", path))
             path = homePath + "/Public";
         return true;
-    case kAppData:
+    case csidlAppData:
         if (absoluteVariable("XDG_CONFIG_HOME", path))
             return true;
         path = homePath + "/.config";
         return haveHome;
-    case kLocalAppData:
+    case csidlLocalAppData:
         if (absoluteVariable("XDG_DATA_HOME", path))
             return true;
         path = homePath + "/.local/share";
         return haveHome;
-    case kCommonAppData: {
+    case csidlCommonAppData: {
         // The first absolute entry of the list, else the default of the XDG rules.
         std::string list;
         if (posix::readEnvironment("XDG_CONFIG_DIRS", list)) {

@@ -6,12 +6,14 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -223,6 +225,49 @@ inline void expectUnprivileged(const std::function<bool()>& check) {
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+}
+
+// Runs body in a child process whose files may hold at most fileLimit bytes (0: no limit), as the
+// user nobody when asNobody is set and the tests run as the superuser (who writes anywhere).
+// Answers what the body reported as failed; empty when all went well.
+inline std::string inRestrictedChild(rlim_t fileLimit, bool asNobody,
+                                     const std::function<void(std::string&)>& body) {
+    int channel[2];
+    if (::pipe(channel) != 0)
+        return "no pipe";
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::close(channel[0]);
+        std::string errors;
+        std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit fails with EFBIG instead
+        if (fileLimit > 0) {
+            const rlimit limit{fileLimit, fileLimit};
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+        }
+        if (asNobody && ::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
+            errors = "cannot become nobody";
+        if (errors.empty())
+            body(errors);
+        [[maybe_unused]] const ssize_t n = ::write(channel[1], errors.data(), errors.size());
+        ::_exit(0);
+    }
+    ::close(channel[1]);
+    std::string report;
+    char chunk[256];
+    for (ssize_t n; (n = ::read(channel[0], chunk, sizeof chunk)) > 0;)
+        report.append(chunk, static_cast<std::size_t>(n));
+    ::close(channel[0]);
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        report += " child ended abnormally";
+    return report;
+}
+
+// Adds what to errors unless ok.
+inline void check(std::string& errors, bool ok, const char* what) {
+    if (!ok)
+        errors += std::string(what) + "; ";
 }
 
 } // namespace vxtest

@@ -91,49 +91,17 @@ std::size_t openDescriptors() {
     return n;
 }
 
-// Runs body in a child process, where the files it writes may hold at most fileLimit bytes (0:
-// no limit) and, with asNobody, as the unprivileged user when the tests run as the superuser
-// (who writes into read-only directories). The child's temporary directory is tempDir. Answers
-// what the body reported as failed.
+// Runs body in a restricted child process (see vxtest::inRestrictedChild) whose temporary
+// directory is tempDir.
 std::string inChild(const vx::directory& tempDir, rlim_t fileLimit, bool asNobody,
                     const std::function<void(std::string&)>& body) {
-    int channel[2];
-    if (::pipe(channel) != 0)
-        return "no pipe";
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::close(channel[0]);
+    return vxtest::inRestrictedChild(fileLimit, asNobody, [&](std::string& errors) {
         vx::directory::setThreadTempDir(vx::getCurrentThreadId(), tempDir);
-        std::string errors;
-        std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit fails with EFBIG instead
-        if (fileLimit > 0) {
-            const rlimit limit{fileLimit, fileLimit};
-            ::setrlimit(RLIMIT_FSIZE, &limit);
-        }
-        if (asNobody && ::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
-            errors = "cannot become nobody";
-        if (errors.empty())
-            body(errors);
-        [[maybe_unused]] const ssize_t n = ::write(channel[1], errors.data(), errors.size());
-        ::_exit(0);
-    }
-    ::close(channel[1]);
-    std::string report;
-    char chunk[256];
-    for (ssize_t n; (n = ::read(channel[0], chunk, sizeof chunk)) > 0;)
-        report.append(chunk, static_cast<std::size_t>(n));
-    ::close(channel[0]);
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        report += " child ended abnormally";
-    return report;
+        body(errors);
+    });
 }
 
-void check(std::string& errors, bool ok, const char* what) {
-    if (!ok)
-        errors += std::string(what) + "; ";
-}
+using vxtest::check;
 
 // Each test works in a fresh temporary directory, whose "tmp" is also the temporary directory of
 // the gzip codecs, so that what they leave behind can be seen.

@@ -603,46 +603,7 @@ TEST(fileExceptions, nameTheFilesFullName) {
 
 // --- gzip copies -------------------------------------------------------------------------------------------
 
-// Runs body in a child process whose files may hold at most fileLimit bytes (0: no limit),
-// as the unprivileged user when the tests run as the superuser (who writes anywhere) and
-// asNobody is set. Answers what the body reported as failed.
-std::string inChild(rlim_t fileLimit, bool asNobody, const std::function<void(std::string&)>& body) {
-    int channel[2];
-    if (::pipe(channel) != 0)
-        return "no pipe";
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::close(channel[0]);
-        std::string errors;
-        std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit fails with EFBIG instead
-        if (fileLimit > 0) {
-            const rlimit limit{fileLimit, fileLimit};
-            ::setrlimit(RLIMIT_FSIZE, &limit);
-        }
-        if (asNobody && ::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
-            errors = "cannot become nobody";
-        if (errors.empty())
-            body(errors);
-        [[maybe_unused]] const ssize_t n = ::write(channel[1], errors.data(), errors.size());
-        ::_exit(0);
-    }
-    ::close(channel[1]);
-    std::string report;
-    char chunk[256];
-    for (ssize_t n; (n = ::read(channel[0], chunk, sizeof chunk)) > 0;)
-        report.append(chunk, static_cast<std::size_t>(n));
-    ::close(channel[0]);
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        report += " child ended abnormally";
-    return report;
-}
-
-void check(std::string& errors, bool ok, const char* what) {
-    if (!ok)
-        errors += std::string(what) + "; ";
-}
+using vxtest::check;
 
 bool systemHas(const char* tool) {
     return std::system((std::string("command -v ") + tool + " >/dev/null 2>&1").c_str()) == 0;
@@ -765,14 +726,14 @@ TEST_F(fileTest, gzipCopiesFailWithoutHarmInAReadOnlyDirectoryAndOnAFullDisk) {
     ::chmod(native("plain.gz").c_str(), 0644);
     const std::string packed = read("plain.gz");
 
-    EXPECT_EQ(inChild(0, true, [&](std::string& errors) {
+    EXPECT_EQ(vxtest::inRestrictedChild(0, true, [&](std::string& errors) {
         check(errors, !at(L"plain").gzCompressTo(at(L"ro\\x.gz")), "compressed into a read-only directory");
         check(errors, !at(L"plain.gz").gzUncompressTo(at(L"ro\\x")), "uncompressed into a read-only directory");
     }), "");
     EXPECT_FALSE(present("ro/x.gz"));
     EXPECT_FALSE(present("ro/x"));
 
-    EXPECT_EQ(inChild(65536, false, [&](std::string& errors) {
+    EXPECT_EQ(vxtest::inRestrictedChild(65536, false, [&](std::string& errors) {
         check(errors, !at(L"plain").gzCompressTo(at(L"full.gz")), "compressed beyond the limit");
         check(errors, !at(L"plain.gz").gzUncompressTo(at(L"full")), "uncompressed beyond the limit");
     }), "");

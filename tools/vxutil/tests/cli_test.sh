@@ -522,18 +522,6 @@ bad loc write
 bad loc write a b
 
 # --- base64, gzip, gunzip, pe ---------------------------------------------------------------------
-# buf_fails STATUS ARG...: vxutil ARG... exits with STATUS, prints nothing and one line on standard
-# error.
-buf_fails() {
-    local expected=$1
-    shift
-    invoke "$@"
-    if ((status == expected)) && [[ ! -s $scratch/out ]] && (($(wc -l <"$scratch/err") == 1)); then
-        pass
-    else
-        fail "status $status, output [$(cat "$scratch/out")], errors [$(cat "$scratch/err")]" "$@"
-    fi
-}
 # buf_check TEXT COMMAND...: the shell command succeeds; TEXT says what it checks.
 buf_check() {
     local what=$1
@@ -561,7 +549,7 @@ buf_check "base64 round trip of all bytes" cmp -s "$buf/bytes" "$buf/bytes.back"
 if command -v base64 >/dev/null; then
     buf_check "same text as base64 -w0" test "$(base64 -w0 "$buf/bytes")" == "$(cat "$buf/bytes.b64")"
 fi
-buf_fails 1 base64 encode "$buf/missing"
+fails 1 base64 encode "$buf/missing"
 bad base64
 bad base64 frob
 bad base64 encode a b
@@ -576,12 +564,12 @@ if command -v gunzip >/dev/null; then
     buf_check "gunzip reads what gzip wrote" cmp -s <(gunzip -c "$buf/plan.txt.gz") "$buf/original"
 fi
 # Nothing is replaced without --force.
-buf_fails 1 gzip "$buf/plan.txt"
+fails 1 gzip "$buf/plan.txt"
 has "$buf/plan.txt.gz  70022 -> " gzip --force "$buf/plan.txt"
 rm "$buf/plan.txt"
 has "$buf/plan.txt  " gunzip "$buf/plan.txt.gz"
 buf_check "gunzip gives the bytes back" cmp -s "$buf/plan.txt" "$buf/original"
-buf_fails 1 gunzip "$buf/plan.txt.gz"
+fails 1 gunzip "$buf/plan.txt.gz"
 has "$buf/plan.txt  " gunzip --force "$buf/plan.txt.gz"
 if command -v gzip >/dev/null; then
     { gzip -c "$buf/man"; gzip -9 -c "$buf/original"; } >"$buf/two.gz"
@@ -590,11 +578,11 @@ if command -v gzip >/dev/null; then
 fi
 # Damaged and foreign data leave no target behind.
 head -c 30000 "$buf/plan.txt.gz" >"$buf/cut.gz"
-buf_fails 1 gunzip "$buf/cut.gz"
+fails 1 gunzip "$buf/cut.gz"
 buf_check "no partial target" test ! -e "$buf/cut"
-buf_fails 1 gunzip "$buf/man.gz" # missing
+fails 1 gunzip "$buf/man.gz" # missing
 cp "$buf/man" "$buf/plain.gz"
-buf_fails 1 gunzip "$buf/plain.gz"
+fails 1 gunzip "$buf/plain.gz"
 buf_check "no target of foreign data" test ! -e "$buf/plain"
 # The progress bar, asked for: one line on standard error that ends at 100%.
 head -c 2100000 /dev/zero >"$buf/zeros"

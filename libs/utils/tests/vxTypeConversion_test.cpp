@@ -78,22 +78,20 @@ T before() {
         return static_cast<T>(std::is_same_v<T, bool> ? 0 : 77);
 }
 
-// The target after dtconvert<To, From>, which must answer ok.
+// Whether dtconvert<To, From> answers ok and leaves want in the target.
 template <class To, class From>
-To converted(const From& from, bool ok = true) {
+bool gives(const From& from, const To& want, bool ok = true) {
     To to = before<To>();
-    EXPECT_EQ((dtconvert<To, From>(to, from)), ok);
-    return to;
+    return dtconvert<To, From>(to, from) == ok && to == want;
 }
 template <class To>
-To fromText(const wchar_t* text, bool ok = true) {
-    return converted<To, vx::string>(vx::string(text), ok);
+bool reads(const wchar_t* text, const To& want, bool ok = true) {
+    return gives<To, vx::string>(vx::string(text), want, ok);
 }
 // Whether reading text as a To fails and leaves the target as it was.
 template <class To>
 bool textFails(const wchar_t* text) {
-    To to = before<To>();
-    return !dtconvert<To, vx::string>(to, vx::string(text)) && to == before<To>();
+    return reads<To>(text, before<To>(), false);
 }
 // The text of value with flags and argument cells, printed into an empty target.
 template <class From, class... Cells>
@@ -103,90 +101,87 @@ vx::string printed(From value, int flags, Cells... cells) {
     EXPECT_TRUE((dtconvert<vx::string, From>(s, value, flags, arguments.cursor())));
     return s;
 }
+// One table row per case; a failing row is named by its place.
+void expectRows(std::initializer_list<bool> rows) {
+    int row = 0;
+    for (const bool ok : rows)
+        EXPECT_TRUE(ok) << "row " << row++;
+}
+void expectTexts(std::initializer_list<std::pair<vx::string, vx::string>> rows) {
+    int row = 0;
+    for (const auto& [got, want] : rows)
+        EXPECT_EQ(vxtest::show(got), vxtest::show(want)) << "row " << row++;
+}
 
 // --- numbers among themselves: each type's own range; a failure stores the nearest limit ---------------
 
 TEST(NumberConversion, RangeFailureStoresTheNearestLimit) {
-    EXPECT_EQ((converted<short, int>(40000, false)), 32767);
-    EXPECT_EQ((converted<short, int>(-40000, false)), -32768);
-    EXPECT_EQ((converted<unsigned int, long>(-1L, false)), 0u);
-    EXPECT_EQ((converted<unsigned short, unsigned long long>(ULLONG_MAX, false)), 65535);
-    EXPECT_EQ((converted<int, unsigned int>(3000000000u, false)), INT_MAX);
-    EXPECT_EQ((converted<float, double>(1e39, false)), FLT_MAX);
-    EXPECT_EQ((converted<float, double>(-1e39, false)), -FLT_MAX);
-    // To bool: not zero; from bool: 0 or 1.
-    EXPECT_TRUE((converted<bool, int>(-5)));
-    EXPECT_FALSE((converted<bool, unsigned long long>(0)));
-    EXPECT_EQ((converted<int, bool>(true)), 1);
-}
-
-TEST(NumberConversion, FloatingPointToIntegerTruncatesAndSaturates) {
-    EXPECT_EQ((converted<int, double>(-2.9)), -2);
-    EXPECT_EQ((converted<int, float>(-3e9f, false)), INT_MIN);
-    EXPECT_EQ((converted<unsigned int, double>(-0.5, false)), 0u);
-    EXPECT_EQ((converted<long, double>(-std::numeric_limits<double>::infinity(), false)), LONG_MIN);
-    // 2 to the number of digits passes a comparison with the maximum as a floating constant, but
-    // does not fit; the lowest value itself fits.
-    EXPECT_EQ((converted<int, float>(2147483648.0f, false)), INT_MAX);
-    EXPECT_EQ((converted<unsigned long long, float>(18446744073709551616.0f, false)), ULLONG_MAX);
-    EXPECT_EQ((converted<int, double>(2147483647.5, false)), INT_MAX);
-    EXPECT_EQ((converted<int, double>(-2147483648.0)), INT_MIN);
-    // Not a number has no nearest limit: the target keeps its value.
-    EXPECT_EQ((converted<int, double>(std::nan(""), false)), 77);
+    expectRows({
+        gives<short>(40000, short(32767), false), gives<short>(-40000, short(-32768), false),
+        gives<unsigned int>(-1L, 0u, false), gives<unsigned short>(ULLONG_MAX, (unsigned short)65535, false),
+        gives<int>(3000000000u, INT_MAX, false), gives<float>(1e39, FLT_MAX, false),
+        gives<float>(-1e39, -FLT_MAX, false),
+        // To bool: not zero; from bool: 0 or 1.
+        gives<bool>(-5, true), gives<bool>(0ULL, false), gives<int>(true, 1),
+        // Floating point truncates toward zero and saturates.
+        gives<int>(-2.9, -2), gives<int>(-3e9f, INT_MIN, false), gives<unsigned int>(-0.5, 0u, false),
+        gives<long>(-std::numeric_limits<double>::infinity(), LONG_MIN, false),
+        // 2 to the number of digits passes a comparison with the maximum as a floating constant, but
+        // does not fit; the lowest value itself fits.
+        gives<int>(2147483648.0f, INT_MAX, false), gives<int>(2147483647.5, INT_MAX, false),
+        gives<unsigned long long>(18446744073709551616.0f, ULLONG_MAX, false), gives<int>(-2147483648.0, INT_MIN),
+        // Not a number has no nearest limit: the target keeps its value.
+        gives<int>(std::nan(""), 77, false),
+    });
 }
 
 // --- integers from text: read as "%ld" / "%lu", 32 bits wide; bad text keeps the target ---------------
 
 TEST(IntegerFromText, ReadsLikeScanfAndSaturatesAt32Bits) {
-    EXPECT_EQ(fromText<int>(L"12abc"), 12);
-    EXPECT_EQ(fromText<int>(L" \t\n-7"), -7);
-    EXPECT_EQ(fromText<long>(L"+5"), 5L);
-    EXPECT_EQ(fromText<unsigned short>(L"0x10"), 0);
-    for (const wchar_t* bad : {L"", L"abc", L"- 5", L"+", L"  "}) {
-        EXPECT_TRUE(textFails<int>(bad)) << bad;
-        EXPECT_TRUE(textFails<unsigned long long>(bad)) << bad;
-    }
-    // short out of its range keeps the target instead of storing the limit.
-    EXPECT_TRUE(textFails<short>(L"40000"));
-    EXPECT_TRUE(textFails<short>(L"-99999999999"));
-    EXPECT_EQ(fromText<short>(L"-32768"), -32768);
-
-    EXPECT_EQ(fromText<long>(L"3000000000", false), 2147483647L);
-    EXPECT_EQ(fromText<long>(L"-3000000000", false), -2147483648L);
-    EXPECT_EQ(fromText<long>(L"-2147483648"), -2147483648L);
-    EXPECT_EQ(fromText<unsigned short>(L"70000", false), 65535);
-    EXPECT_EQ(fromText<unsigned short>(L"-1", false), 0);
-    // Unsigned text reads as "%lu": a minus sign negates in 32-bit unsigned arithmetic, and
-    // unsigned long long is read through unsigned long.
-    EXPECT_EQ(fromText<unsigned int>(L"-1"), 4294967295u);
-    EXPECT_EQ(fromText<unsigned long>(L"4294967295"), 4294967295UL);
-    EXPECT_EQ(fromText<unsigned long>(L"4294967296", false), 4294967295UL);
-    EXPECT_EQ(fromText<unsigned long long>(L"5000000000", false), 4294967295ULL);
+    for (const wchar_t* bad : {L"", L"abc", L"- 5", L"+", L"  "})
+        EXPECT_TRUE(textFails<int>(bad) && textFails<unsigned long long>(bad)) << bad;
+    expectRows({
+        reads<int>(L"12abc", 12), reads<int>(L" \t\n-7", -7), reads<long>(L"+5", 5L),
+        reads<unsigned short>(L"0x10", 0),
+        // short out of its range keeps the target instead of storing the limit.
+        textFails<short>(L"40000"), textFails<short>(L"-99999999999"), reads<short>(L"-32768", -32768),
+        reads<long>(L"3000000000", 2147483647L, false), reads<long>(L"-3000000000", -2147483648L, false),
+        reads<long>(L"-2147483648", -2147483648L), reads<unsigned short>(L"70000", 65535, false),
+        reads<unsigned short>(L"-1", 0, false),
+        // Unsigned text reads as "%lu": a minus sign negates in 32-bit unsigned arithmetic, and
+        // unsigned long long is read through unsigned long.
+        reads<unsigned int>(L"-1", 4294967295u), reads<unsigned long>(L"4294967295", 4294967295UL),
+        reads<unsigned long>(L"4294967296", 4294967295UL, false),
+        reads<unsigned long long>(L"5000000000", 4294967295ULL, false),
+    });
 }
 
 // --- integers to text: decimal with zero padding before the sign, or hexadecimal in front -------------
 
-TEST(IntegerToText, DecimalWithWidth) {
-    EXPECT_EQ((converted<vx::string, short>(-32768)), L"-32768");
-    EXPECT_EQ((converted<vx::string, int>(INT_MIN)), L"-2147483648");
-    EXPECT_EQ((converted<vx::string, unsigned int>(UINT_MAX)), L"4294967295");
-    EXPECT_EQ((converted<vx::string, unsigned long long>(ULLONG_MAX)), L"18446744073709551615");
-    // long and unsigned long are 32 bits wide in text.
-    EXPECT_EQ((converted<vx::string, long>(5000000000L, false)), L"2147483647");
-    EXPECT_EQ((converted<vx::string, long>(-5000000000L, false)), L"-2147483648");
-    EXPECT_EQ((converted<vx::string, unsigned long>(5000000000UL, false)), L"4294967295");
-
-    EXPECT_EQ(printed(-5, convertWidth, 4), L"00-5"); // the padding stands before the sign
-    EXPECT_EQ(printed(42ULL, convertWidth, 6), L"000042");
-    EXPECT_EQ(printed(short(7), convertWidth, -3), L"7");
+TEST(IntegerToText, DecimalWithWidthOrHexadecimalInFront) {
+    expectRows({
+        gives<vx::string>(short(-32768), L"-32768"), gives<vx::string>(INT_MIN, L"-2147483648"),
+        gives<vx::string>(UINT_MAX, L"4294967295"), gives<vx::string>(ULLONG_MAX, L"18446744073709551615"),
+        // long and unsigned long are 32 bits wide in text.
+        gives<vx::string>(5000000000L, L"2147483647", false), gives<vx::string>(-5000000000L, L"-2147483648", false),
+        gives<vx::string>(5000000000UL, L"4294967295", false),
+    });
+    expectTexts({
+        {printed(-5, convertWidth, 4), L"00-5"}, // the padding stands before the sign
+        {printed(42ULL, convertWidth, 6), L"000042"}, {printed(short(7), convertWidth, -3), L"7"},
+        {printed(0xBEEFu, convertBase, kHexLower), L"beef"}, {printed(0, convertBase, kHexUpper), L"0"},
+        {printed(short(-1), convertBase, kHexUpper), L"FFFFFFFFFFFFFFFF"}, // sign-extended
+        // No width applies to hexadecimal digits; the width cell follows the base cell.
+        {printed(10, convertBase | convertWidth, kHexUpper, 8), L"A"},
+        // Another base selector prints decimal, and then the width cell counts.
+        {printed(10, convertBase | convertWidth, 2, 3), L"010"},
+    });
     // A width far beyond any text is bounded.
     const vx::string wide = printed(1, convertWidth, INT_MAX);
-    EXPECT_EQ(wide.size(), 65536u);
-    EXPECT_EQ(wide.back(), L'1');
+    EXPECT_TRUE(wide.size() == 65536u && wide.back() == L'1') << wide.size();
     // Flags without a cursor: nothing is read.
     vx::string s;
-    EXPECT_TRUE((dtconvert<vx::string, int>(s, 5, convertBase | convertWidth, nullptr)));
-    EXPECT_EQ(s, L"5");
+    EXPECT_TRUE((dtconvert<vx::string, int>(s, 5, convertBase | convertWidth, nullptr)) && s == L"5");
     // A cell holding an int in its first four bytes and anything in the others.
     alignas(8) char cells[16];
     std::memset(cells, 0x7F, sizeof cells);
@@ -194,87 +189,67 @@ TEST(IntegerToText, DecimalWithWidth) {
     std::memcpy(cells, &width, sizeof width);
     EXPECT_TRUE((dtconvert<vx::string, int>(s, 5, convertWidth, cells)));
     EXPECT_EQ(s, L"005");
-}
-
-TEST(IntegerToText, HexadecimalGoesInFrontOfTheOldText) {
-    vx::string s = L"xy";
+    // Hexadecimal goes in front of the old text.
+    s = L"xy";
     conversionArguments upper(kHexUpper);
     EXPECT_TRUE((dtconvert<vx::string, int>(s, 255, convertBase, upper.cursor())));
     EXPECT_EQ(s, L"FFxy");
-    EXPECT_EQ(printed(0xBEEFu, convertBase, kHexLower), L"beef");
-    EXPECT_EQ(printed(0, convertBase, kHexUpper), L"0");
-    EXPECT_EQ(printed(short(-1), convertBase, kHexUpper), L"FFFFFFFFFFFFFFFF"); // sign-extended
-    // No width applies to hexadecimal digits; the width cell follows the base cell.
-    EXPECT_EQ(printed(10, convertBase | convertWidth, kHexUpper, 8), L"A");
-    // Another base selector prints decimal, and then the width cell counts.
-    EXPECT_EQ(printed(10, convertBase | convertWidth, 2, 3), L"010");
 }
 
 // --- bool and text: written as 1 and 0, read as a number or the words true and false ------------------
 
 TEST(BoolConversion, TextForms) {
-    EXPECT_EQ((converted<vx::string, bool>(true)), L"1");
-    EXPECT_EQ((converted<vx::string, bool>(false)), L"0");
-    EXPECT_TRUE(fromText<bool>(L"12"));
-    EXPECT_FALSE(fromText<bool>(L"0"));
-    EXPECT_TRUE(fromText<bool>(L"99999999999")); // a number, not zero
-    EXPECT_TRUE(fromText<bool>(L"TRUE"));
-    bool b = true;
-    EXPECT_TRUE((dtconvert<bool, vx::string>(b, vx::string(L"False"))));
-    EXPECT_FALSE(b);
-    EXPECT_FALSE((dtconvert<bool, vx::string>(b, vx::string(L" true"))));
-    EXPECT_FALSE(b);
-    b = true;
-    EXPECT_FALSE((dtconvert<bool, vx::string>(b, vx::string(L"yes"))));
-    EXPECT_TRUE(b);
+    expectRows({
+        gives<vx::string>(true, L"1"), gives<vx::string>(false, L"0"), reads<bool>(L"12", true),
+        reads<bool>(L"0", false), reads<bool>(L"99999999999", true), // a number, not zero
+        reads<bool>(L"TRUE", true), gives<bool>(vx::string(L"False"), false),
+    });
+    for (const wchar_t* bad : {L" true", L"yes"}) {
+        for (const bool start : {false, true}) {
+            bool b = start;
+            EXPECT_TRUE((!dtconvert<bool, vx::string>(b, vx::string(bad)) && b == start)) << bad;
+        }
+    }
 }
 
 // --- floating point and text: either separator reads; short form, or a fixed precision ----------------
 
-TEST(DoubleFromText, BothSeparatorsReadAlike) {
-    EXPECT_EQ(fromText<double>(L"12"), 12.0);
-    EXPECT_EQ(fromText<double>(L"1,5 "), 1.5);
-    EXPECT_EQ(fromText<double>(L"1.5"), 1.5);
-    EXPECT_EQ(fromText<double>(L" -2.5e3\t"), -2500.0);
+TEST(DoubleText, BothSeparatorsReadShortFormOrFixedPrecisionWrites) {
     for (const wchar_t* bad : {L"", L"1.5x", L"1,000.5", L"abc", L"1.5\n"})
         EXPECT_TRUE(textFails<double>(bad)) << bad;
-    // Only spaces: nothing is read and nothing but blanks is left, which counts as success.
-    EXPECT_EQ(fromText<double>(L"  "), 0.0);
-    // float reads through double and saturates.
-    EXPECT_EQ(fromText<float>(L"0,25"), 0.25f);
-    EXPECT_EQ(fromText<float>(L"1e39", false), FLT_MAX);
-    EXPECT_TRUE(textFails<float>(L"x"));
+    expectRows({
+        reads<double>(L"12", 12.0), reads<double>(L"1,5 ", 1.5), reads<double>(L"1.5", 1.5),
+        reads<double>(L" -2.5e3\t", -2500.0),
+        // Only spaces: nothing is read and nothing but blanks is left, which counts as success.
+        reads<double>(L"  ", 0.0),
+        // float reads through double and saturates.
+        reads<float>(L"0,25", 0.25f), reads<float>(L"1e39", FLT_MAX, false), textFails<float>(L"x"),
+        gives<vx::string>(2.5, L"2.5"), gives<vx::string>(100.0, L"100"),
+        gives<vx::string>(1.23456789012, L"1.23456789"), gives<vx::string>(-0.000000001, L"-0"),
+        gives<vx::string>(1e20, L"100000000000000000000"), gives<vx::string>(0.5f, L"0.5"),
+    });
+    expectTexts({
+        // A precision keeps the zeros; it is cut to 10, and below 0 counts as 0.
+        {printed(2.5, convertWidth, 3), L"2.500"}, {printed(2.5, convertWidth, 12), L"2.5000000000"},
+        {printed(2.75, convertWidth, 0), L"3"}, {printed(20.0, convertWidth, -4), L"20"},
+        // The base cell comes first even where doubles ignore it.
+        {printed(1.0, convertBase | convertWidth, 3, 2), L"1.00"},
+    });
 }
 
-TEST(DoubleToText, ShortFormOrFixedPrecision) {
-    EXPECT_EQ((converted<vx::string, double>(2.5)), L"2.5");
-    EXPECT_EQ((converted<vx::string, double>(100.0)), L"100");
-    EXPECT_EQ((converted<vx::string, double>(1.23456789012)), L"1.23456789");
-    EXPECT_EQ((converted<vx::string, double>(-0.000000001)), L"-0");
-    EXPECT_EQ((converted<vx::string, double>(1e20)), L"100000000000000000000");
-    EXPECT_EQ((converted<vx::string, float>(0.5f)), L"0.5");
-
-    // A precision keeps the zeros; it is cut to 10, and below 0 counts as 0.
-    EXPECT_EQ(printed(2.5, convertWidth, 3), L"2.500");
-    EXPECT_EQ(printed(2.5, convertWidth, 12), L"2.5000000000");
-    EXPECT_EQ(printed(2.75, convertWidth, 0), L"3");
-    EXPECT_EQ(printed(20.0, convertWidth, -4), L"20");
-    // The base cell comes first even where doubles ignore it.
-    EXPECT_EQ(printed(1.0, convertBase | convertWidth, 3, 2), L"1.00");
-}
-
-TEST(DoubleToText, UserDecimalSeparator) {
+TEST(DoubleText, UserDecimalSeparator) {
     if (!germanUserLocale)
         GTEST_SKIP() << "no German locale can be built here";
-    EXPECT_EQ(printed(2.5, convertLocale), L"2,5");
-    EXPECT_EQ(printed(2.0, convertLocale), L"2");
-    EXPECT_EQ(printed(2.5, convertLocale | convertWidth, 3), L"2,500");
-    // Without the switch the text stays in "C" conventions, whatever the user's locale.
-    EXPECT_EQ(printed(2.5, 0), L"2.5");
-    EXPECT_EQ(fromText<double>(L"1234,5"), 1234.5);
+    expectTexts({
+        {printed(2.5, convertLocale), L"2,5"}, {printed(2.0, convertLocale), L"2"},
+        {printed(2.5, convertLocale | convertWidth, 3), L"2,500"},
+        // Without the switch the text stays in "C" conventions, whatever the user's locale.
+        {printed(2.5, 0), L"2.5"},
+    });
+    EXPECT_TRUE(reads<double>(L"1234,5", 1234.5));
 }
 
-TEST(DoubleToText, LocaleSwitchIsPerThread) {
+TEST(DoubleText, LocaleSwitchIsPerThread) {
     // Threads printing with and without the user's separator at once each get their own form.
     std::atomic<int> wrong{0};
     const vx::string userForm = germanUserLocale ? L"0,5" : L"0.5";
@@ -293,14 +268,12 @@ TEST(DoubleToText, LocaleSwitchIsPerThread) {
 
 TEST(NarrowText, Utf8BothWaysAndNullPointers) {
     const std::string utf8 = "Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC";
-    EXPECT_EQ((converted<vx::string, std::string>(utf8)), L"Grüße €");
-    EXPECT_EQ((converted<std::string, vx::string>(vx::string(L"Grüße €"))), utf8);
-    EXPECT_EQ((converted<std::string, vx::string>(vx::string(L"a\0b", 3))), std::string("a\0b", 3));
-    EXPECT_EQ((converted<vx::string, std::string>(std::string("a\xFF" "b"))), L"a\xFFFD" L"b");
-    EXPECT_EQ((converted<vx::string, char>('A')), L"A");
-    EXPECT_EQ((converted<vx::string, char>('\xE9')), L"\xFFFD");
-    EXPECT_EQ((converted<vx::string, const char*>("abc")), L"abc");
-
+    expectRows({
+        gives<vx::string>(utf8, L"Grüße €"), gives<std::string>(vx::string(L"Grüße €"), utf8),
+        gives<std::string>(vx::string(L"a\0b", 3), std::string("a\0b", 3)),
+        gives<vx::string>(std::string("a\xFF" "b"), L"a\xFFFD" L"b"), gives<vx::string>('A', L"A"),
+        gives<vx::string>('\xE9', L"\xFFFD"), gives<vx::string, const char*>("abc", L"abc"),
+    });
     vx::string s = L"kept";
     EXPECT_TRUE((dtconvert<vx::string, const char*>(s, nullptr)));
     EXPECT_TRUE(dtconvert(s, static_cast<const wchar_t*>(nullptr)));
@@ -308,7 +281,6 @@ TEST(NarrowText, Utf8BothWaysAndNullPointers) {
     EXPECT_TRUE(dtconvert(s, L"wide"));
     EXPECT_EQ(s, L"wide");
 }
-
 // --- the conversion manager: direct converters, the way through text, registration --------------------
 
 // An owner type with a text form of its own, registered as owner types register theirs.
@@ -328,30 +300,28 @@ bool convertRaw(const std::type_info& to, void* toValue, const std::type_info& f
     return typeConversionManager::instance().convert(to, toValue, from, fromValue, flags, arguments);
 }
 
-TEST(ConversionManager, LibraryPairs) {
+TEST(ConversionManager, LibraryPairsDirectAndThroughText) {
     auto& manager = typeConversionManager::instance();
-    EXPECT_TRUE(manager.hasConverter(typeid(vx::string), typeid(unsigned long long)));
-    EXPECT_TRUE(manager.hasConverter(typeid(int), typeid(int)));
-    EXPECT_TRUE(manager.hasConverter(typeid(vx::string), typeid(const char*)));
-    for (const std::type_info* from : {&typeid(float), &typeid(double), &typeid(bool)})
-        EXPECT_FALSE(manager.hasConverter(typeid(bool), *from)) << from->name();
-    EXPECT_FALSE(manager.hasConverter(typeid(vx::string), typeid(vx::string)));
-    EXPECT_FALSE(manager.hasConverter(typeid(vx::string), typeid(wchar_t)));
-}
+    const std::pair<const std::type_info*, const std::type_info*> direct[] = {
+        {&typeid(vx::string), &typeid(unsigned long long)}, {&typeid(int), &typeid(int)},
+        {&typeid(vx::string), &typeid(const char*)}},
+                                                                  none[] = {
+        {&typeid(bool), &typeid(float)}, {&typeid(bool), &typeid(double)}, {&typeid(bool), &typeid(bool)},
+        {&typeid(vx::string), &typeid(vx::string)}, {&typeid(vx::string), &typeid(wchar_t)}};
+    for (const auto& [to, from] : direct)
+        EXPECT_TRUE(manager.hasConverter(*to, *from)) << to->name() << " " << from->name();
+    for (const auto& [to, from] : none)
+        EXPECT_FALSE(manager.hasConverter(*to, *from)) << to->name() << " " << from->name();
 
-TEST(ConversionManager, DirectAndThroughText) {
     int i = 0;
     const vx::string number = L"41";
-    EXPECT_TRUE(convertRaw(typeid(int), &i, typeid(vx::string), &number));
-    EXPECT_EQ(i, 41);
+    EXPECT_TRUE(convertRaw(typeid(int), &i, typeid(vx::string), &number) && i == 41);
     // Without a direct converter the way leads through vx::string: double to bool, bool to bool.
     bool b = false, to = false;
-    const double d = 2.5;
+    const double d = 2.5; // "2.5" reads as the number 2
     const bool from = true;
-    EXPECT_TRUE(convertRaw(typeid(bool), &b, typeid(double), &d));
-    EXPECT_TRUE(b); // "2.5" reads as the number 2
-    EXPECT_TRUE(convertRaw(typeid(bool), &to, typeid(bool), &from));
-    EXPECT_TRUE(to);
+    EXPECT_TRUE(convertRaw(typeid(bool), &b, typeid(double), &d) && b);
+    EXPECT_TRUE(convertRaw(typeid(bool), &to, typeid(bool), &from) && to);
 
     // Flags and arguments serve both steps: the width pads the intermediate text.
     typeConverter<celsius, vx::string> toText(&celsiusToText);
@@ -363,12 +333,10 @@ TEST(ConversionManager, DirectAndThroughText) {
     EXPECT_EQ(s, L"21.50");
     // Through text the second step decides: 21.5 is not an int as text, but reads as 21.
     int whole = 0;
-    EXPECT_TRUE(convertRaw(typeid(int), &whole, typeid(celsius), &warm));
-    EXPECT_EQ(whole, 21);
+    EXPECT_TRUE(convertRaw(typeid(int), &whole, typeid(celsius), &warm) && whole == 21);
     celsius back;
     const short cold = -4;
-    EXPECT_TRUE(convertRaw(typeid(celsius), &back, typeid(short), &cold));
-    EXPECT_EQ(back.degrees, -4.0);
+    EXPECT_TRUE(convertRaw(typeid(celsius), &back, typeid(short), &cold) && back.degrees == -4.0);
 }
 
 TEST(ConversionManager, NoWayIsFalseAndLeavesTheTarget) {
@@ -382,6 +350,8 @@ TEST(ConversionManager, NoWayIsFalseAndLeavesTheTarget) {
     EXPECT_FALSE(convertRaw(typeid(int), &i, typeid(noText), &from));
     EXPECT_FALSE(convertRaw(typeid(noText), &target, typeid(vx::string), &textValue)); // only direct
     EXPECT_FALSE(convertRaw(typeid(int), &i, typeid(wchar_t), &c)); // wchar_t has no converter at all
+    EXPECT_FALSE(convertRaw(typeid(int), nullptr, typeid(int), &source));
+    EXPECT_FALSE(convertRaw(typeid(int), &i, typeid(int), nullptr));
     EXPECT_EQ(i, 5);
     // A failing first step ends the chain.
     typeConverter<vx::string, celsius> fromText(&celsiusFromText);
@@ -389,43 +359,39 @@ TEST(ConversionManager, NoWayIsFalseAndLeavesTheTarget) {
     const std::string notNumber = "warm";
     EXPECT_FALSE(convertRaw(typeid(celsius), &result, typeid(std::string), &notNumber));
     EXPECT_EQ(result.degrees, 1.0);
-    // Null value pointers.
-    EXPECT_FALSE(convertRaw(typeid(int), nullptr, typeid(int), &source));
-    EXPECT_FALSE(convertRaw(typeid(int), &i, typeid(int), nullptr));
 }
 
 TEST(ConversionManager, RegistrationLifecycle) {
     auto& manager = typeConversionManager::instance();
     const celsius warm{30.0};
     vx::string s;
+    const auto text = [&] { return convertRaw(typeid(vx::string), &s, typeid(celsius), &warm) ? s : L"<false>"; };
     {
         typeConverter<celsius, vx::string> toText(&celsiusToText);
-        EXPECT_TRUE(convertRaw(typeid(vx::string), &s, typeid(celsius), &warm));
-        EXPECT_EQ(s, L"30");
+        EXPECT_EQ(text(), L"30");
         // The converter added last serves the pair; removing it brings the earlier one back.
         typeConverter<celsius, vx::string> replacement([](vx::string& to, const celsius&, int, char*) {
             to = L"hot";
             return true;
         });
-        EXPECT_TRUE(convertRaw(typeid(vx::string), &s, typeid(celsius), &warm));
-        EXPECT_EQ(s, L"hot");
+        EXPECT_EQ(text(), L"hot");
         manager.add(&replacement); // registered already: no change
         manager.remove(&replacement);
-        EXPECT_TRUE(convertRaw(typeid(vx::string), &s, typeid(celsius), &warm));
-        EXPECT_EQ(s, L"30");
+        EXPECT_EQ(text(), L"30");
         manager.remove(&replacement); // not registered: no change
         manager.add(nullptr);
         manager.remove(nullptr);
+        EXPECT_EQ(text(), L"30");
     }
     // Destroyed converters are gone.
     EXPECT_FALSE(manager.hasConverter(typeid(vx::string), typeid(celsius)));
     s = L"kept";
-    EXPECT_FALSE(convertRaw(typeid(vx::string), &s, typeid(celsius), &warm));
+    EXPECT_EQ(text(), L"<false>");
     EXPECT_EQ(s, L"kept");
     // A converter without a function answers false.
     typeConverter<celsius, vx::string> empty(nullptr);
     EXPECT_TRUE(manager.hasConverter(typeid(vx::string), typeid(celsius)));
-    EXPECT_FALSE(convertRaw(typeid(vx::string), &s, typeid(celsius), &warm));
+    EXPECT_EQ(text(), L"<false>");
 }
 
 TEST(ConversionManager, ReadersConvertWhileWritersRegister) {

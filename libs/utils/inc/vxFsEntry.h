@@ -13,6 +13,13 @@
 
 namespace vx {
 
+// A path as the system's own calls take it: UTF-16 text on Windows, bytes elsewhere.
+#ifdef _WIN32
+using nativePathText = std::wstring;
+#else
+using nativePathText = std::string;
+#endif
+
 class directory;
 
 class VX_API fsEntry {
@@ -48,12 +55,12 @@ public:
     // True for a directory: its name keeps one trailing '\'.
     bool isDirectoryEntry() const { return mIsDirectory; }
 
-    // The path by which this system knows the entry, as bytes (UTF-8, except that a native name
-    // which is not keeps its bytes), with each component matched to an existing entry without
-    // regard to case, as every operation does. For a library that takes native paths. False for
-    // an empty name and for a name that no native path can hold (an unknown drive, a share that
-    // cannot be reached, a null character).
-    bool nativePath(std::string& path) const;
+    // The path by which this system knows the entry, for a library that takes native paths: on
+    // Windows the text itself; elsewhere bytes (UTF-8, except that a native name which is not
+    // keeps its bytes), with each component matched to an existing entry without regard to case,
+    // as every operation does. False for an empty name and for a name that no native path can
+    // hold (an unknown drive, a share that cannot be reached, a null character).
+    bool nativePath(nativePathText& path) const;
 
 protected:
     // The name is fsEntryName(directoryText, name, isDirectory): an empty directoryText gives

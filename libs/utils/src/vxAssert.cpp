@@ -1,6 +1,7 @@
 #include "vxAssert.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/console.h"
+#include "platform/text.h"
 #include "vxFormat.h"
 
 #include <atomic>

@@ -6,7 +6,8 @@
 #include "vxFile.h"
 #include "vxGzipFile.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/files.h"
+#include "platform/text.h"
 
 #include <array>
 #include <cstdlib>

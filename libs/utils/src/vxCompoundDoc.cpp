@@ -5,7 +5,7 @@
 #include "vxString.h"
 #include "vxUnicode.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/files.h"
 
 #include <algorithm>
 #include <cstring>
@@ -117,15 +117,15 @@ private:
 void readDictionary(compoundDocRecord& r) {
     std::uint64_t& length = r.mLength;
     r.mWindowFill = 0;
-    if (!platform::openFileLength(r.mStream, length) || length < kTrailerLength ||
-        !platform::seekFile(r.mStream, length - kTrailerLength))
+    if (!r.mStream.length(length) || length < kTrailerLength ||
+        !r.mStream.seek(length - kTrailerLength))
         throw invalidFileFormatException(r.mFile);
     unsigned char trailer[kTrailerLength];
     if (!readExactly(r.mStream, trailer, sizeof trailer) || !isMagic(trailer))
         throw invalidFileFormatException(r.mFile);
     const std::uint64_t dictionaryStart = getLittleEndian64(trailer + kMagicLength);
     unsigned char magic[kMagicLength];
-    if (!platform::seekFile(r.mStream, dictionaryStart) || !readExactly(r.mStream, magic, sizeof magic) ||
+    if (!r.mStream.seek(dictionaryStart) || !readExactly(r.mStream, magic, sizeof magic) ||
         !isMagic(magic))
         throw invalidFileFormatException(r.mFile);
 
@@ -164,9 +164,9 @@ bool writeDictionary(compoundDocRecord& r) {
     putLittleEndian64(bytes, 0);
     bytes.append(kMagic, kMagicLength);
     putLittleEndian64(bytes, dictionaryStart);
-    const bool ok = platform::seekFile(r.mStream, dictionaryStart) && r.mStream.write(bytes.data(), bytes.size()) &&
-                    platform::truncateFile(r.mStream, dictionaryStart + bytes.size());
-    r.mAtPosition = platform::seekFile(r.mStream, dictionaryStart);
+    const bool ok = r.mStream.seek(dictionaryStart) && r.mStream.write(bytes.data(), bytes.size()) &&
+                    r.mStream.truncate(dictionaryStart + bytes.size());
+    r.mAtPosition = r.mStream.seek(dictionaryStart);
     return r.mAtPosition && ok;
 }
 
@@ -228,7 +228,7 @@ bool readThroughWindow(compoundDocRecord& r, std::uint64_t start, std::uint64_t 
         r.mWindowFill = 0;
         const std::size_t want = static_cast<std::size_t>(std::min<std::uint64_t>(kWindowSize, r.mLength - start));
         std::size_t done = 0;
-        if (!platform::seekFile(r.mStream, start) || !r.mStream.read(r.mWindow.data(), want, done))
+        if (!r.mStream.seek(start) || !r.mStream.read(r.mWindow.data(), want, done))
             return false;
         r.mWindowStart = start;
         r.mWindowFill = done;
@@ -294,7 +294,7 @@ void compoundDocWriter::write(const char* name, void* data, std::uint64_t n) {
     // block. After a failure the next block, flush or close starts again where this one started,
     // so nothing of it stays in the document.
     const std::uint64_t start = r.mPosition;
-    if (!r.mAtPosition && !(r.mAtPosition = platform::seekFile(r.mStream, start)))
+    if (!r.mAtPosition && !(r.mAtPosition = r.mStream.seek(start)))
         throw writeFileException(r.mFile);
     if (n > 0 && !r.mStream.write(data, static_cast<std::size_t>(n))) {
         r.mAtPosition = false;
@@ -363,7 +363,7 @@ bool compoundDocReader::isValid() const {
         return false;
     const std::uint64_t size = r.mFile.size();
     unsigned char magic[kMagicLength];
-    return size >= kTrailerLength && platform::seekFile(stream, size - kTrailerLength) &&
+    return size >= kTrailerLength && stream.seek(size - kTrailerLength) &&
            readExactly(stream, magic, sizeof magic) && isMagic(magic);
 }
 
@@ -394,7 +394,7 @@ bool compoundDocReader::read(const char* name, binaryBuffer& out) {
         return false;
     if (end - start <= kSmallBlock)
         return readThroughWindow(r, start, end, out);
-    if (!platform::seekFile(r.mStream, start))
+    if (!r.mStream.seek(start))
         return false;
     return readBlockInto(r.mStream, end - start, out);
 }

@@ -2,7 +2,9 @@
 
 #include "vxEnvironment.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/directories.h"
+#include "platform/fileSystem.h"
+#include "platform/paths.h"
 
 #include <chrono>
 #include <cstdint>
@@ -300,8 +302,7 @@ bool directory::makeCurrent() const {
     // The drive must be known; the change of drive and directory is then one step, so a failure
     // leaves both as they were.
     const wchar_t letter = mName.driveLetter();
-    std::string root;
-    if (letter != L' ' && !platform::driveRoot(letter, root))
+    if (letter != L' ' && !platform::driveExists(letter))
         return false;
     return platform::changeCurrentDirectory(fullName());
 }

@@ -1,6 +1,8 @@
 #include "vxEnvironment.h"
 #include "vxConfigSet.h"
-#include "platform/vxPlatform.h"
+#include "platform/environment.h"
+#include "platform/identity.h"
+#include "platform/threads.h"
 
 namespace vx {
 

@@ -7,7 +7,9 @@
 #include "vxEnvironment.h"
 #include "vxVersion.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/fileSystem.h"
+#include "platform/files.h"
+#include "platform/modules.h"
 
 #include <array>
 #include <chrono>

@@ -2,7 +2,8 @@
 
 #include "vxDirectory.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/fileSystem.h"
+#include "platform/paths.h"
 
 namespace vx {
 
@@ -41,8 +42,8 @@ bool fsEntry::isRemote() const {
     return letter != L' ' && platform::isRemoteDrive(letter);
 }
 
-bool fsEntry::nativePath(std::string& path) const {
-    std::string native;
+bool fsEntry::nativePath(nativePathText& path) const {
+    platform::nativePath native;
     if (mName.empty() || !platform::toNativePath(mName.text(), native))
         return false;
     path = native;

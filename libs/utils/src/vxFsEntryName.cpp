@@ -2,7 +2,7 @@
 
 #include "vxEnvironment.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/paths.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 #include "vxGuid.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/identity.h"
 
 #include <atomic>
 #include <chrono>

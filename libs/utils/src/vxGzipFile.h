@@ -1,10 +1,15 @@
 // gzip files through zlib, opened by the platform layer (internal).
 //
-// zlib is handed a descriptor of a file that the platform layer opened, never a path: the
-// library's path mapping (drives, case, shares) stays the only way from a name to a file.
+// zlib's stream functions run over a file that the platform layer opened, never over a path of
+// zlib's own: the library's path mapping (drives, case, shares) stays the only way from a name to
+// a file. The bytes and the reading rules are those of zlib's gz functions: one gzip member
+// written, concatenated members read in turn, data that is not gzip passed through, and
+// anything after the last member that does not start a new one ignored.
 #pragma once
 
 #include "vxString.h"
+
+#include <memory>
 
 namespace vx::detail {
 
@@ -15,7 +20,7 @@ public:
         forWriting, // created or truncated; written as one gzip member
     };
 
-    gzipFile() = default;
+    gzipFile();
     ~gzipFile();
     gzipFile(const gzipFile&) = delete;
     gzipFile& operator=(const gzipFile&) = delete;
@@ -31,7 +36,8 @@ public:
     bool close();
 
 private:
-    void* mFile = nullptr; // zlib's gzFile
+    struct state;
+    std::unique_ptr<state> mpState;
 };
 
 } // namespace vx::detail

@@ -3,7 +3,9 @@
 #include "vxLocMessage.h"
 #include "vxUnicode.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/fileSystem.h"
+#include "platform/files.h"
+#include "platform/text.h"
 
 #include <algorithm>
 #include <utility>

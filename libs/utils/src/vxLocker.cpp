@@ -1,6 +1,6 @@
 #include "vxLocker.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/threads.h"
 #include "vxSpinLock.h"
 
 namespace vx {

@@ -1,6 +1,6 @@
 #include "vxModule.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/modules.h"
 #include "vxDirectory.h"
 #include "vxFile.h"
 

@@ -1,6 +1,6 @@
 #include "vxMutex.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/threads.h"
 
 namespace vx {
 

@@ -1,7 +1,7 @@
 // Spin-lock building blocks shared by the lock families (internal).
 #pragma once
 
-#include "platform/vxPlatform.h"
+#include "platform/threads.h"
 
 #include <cstdint>
 

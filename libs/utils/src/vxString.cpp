@@ -1,6 +1,6 @@
 #include "vxString.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/text.h"
 #include "vxFormat.h"
 #include "vxUnicode.h"
 

@@ -1,6 +1,7 @@
 #include "vxTypeConversion.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/locale.h"
+#include "platform/text.h"
 #include "vxAssert.h"
 #include "vxCrc32.h"
 #include "vxFormat.h"

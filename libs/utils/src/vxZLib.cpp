@@ -2,9 +2,12 @@
 
 #include "vxGzipFile.h"
 
-#include "platform/vxPlatform.h"
+#include "platform/files.h"
 
 #include <zlib.h>
+
+#include <climits>
+#include <cstring>
 
 namespace vx {
 
@@ -27,44 +30,183 @@ unsigned long vxcompressBound(unsigned long sourceLength) {
 
 namespace detail {
 
+// The stream state: the open file, zlib's stream and one buffer of compressed bytes.
+struct gzipFile::state {
+    static constexpr std::size_t kChunk = 64 * 1024;
+
+    platform::fileHandle file;
+    z_stream stream{};
+    bool writing = false;
+    bool streamReady = false;  // inflateInit2 or deflateInit2 succeeded
+    bool direct = false;       // reading data that is not gzip: passed through
+    bool atEnd = false;        // nothing more to deliver
+    bool failed = false;       // damaged data or a read or write error
+    bool cutShort = false;     // the data ended inside a gzip member
+    bool fileEnded = false;    // the file has no more bytes
+    unsigned char buffer[kChunk];
+
+    ~state() {
+        if (streamReady)
+            writing ? deflateEnd(&stream) : inflateEnd(&stream);
+    }
+
+    // Refills the input from the file when it is empty; false on a read error.
+    bool fill() {
+        if (stream.avail_in > 0 || fileEnded)
+            return true;
+        std::size_t done = 0;
+        if (!file.read(buffer, kChunk, done))
+            return false;
+        fileEnded = done < kChunk;
+        stream.next_in = buffer;
+        stream.avail_in = static_cast<uInt>(done);
+        return true;
+    }
+
+    // Whether the unread input starts a gzip member; reads on when fewer than two bytes wait.
+    bool gzipFollows() {
+        if (stream.avail_in < 2 && !fileEnded) {
+            unsigned char head[2];
+            std::size_t have = stream.avail_in;
+            for (std::size_t i = 0; i < have; ++i)
+                head[i] = stream.next_in[i];
+            std::size_t done = 0;
+            if (!file.read(buffer + have, kChunk - have, done))
+                return false;
+            for (std::size_t i = 0; i < have; ++i)
+                buffer[i] = head[i];
+            fileEnded = done < kChunk - have;
+            stream.next_in = buffer;
+            stream.avail_in = static_cast<uInt>(have + done);
+        }
+        return stream.avail_in >= 2 && stream.next_in[0] == 0x1F && stream.next_in[1] == 0x8B;
+    }
+
+    // Writes what deflate produced into the buffer, if anything.
+    bool drain() {
+        const std::size_t produced = kChunk - stream.avail_out;
+        stream.next_out = buffer;
+        stream.avail_out = static_cast<uInt>(kChunk);
+        return produced == 0 || file.write(buffer, produced);
+    }
+};
+
+gzipFile::gzipFile() = default;
+
 gzipFile::~gzipFile() {
     close();
 }
 
 bool gzipFile::open(const string& path, openMode mode) {
     close();
-    platform::fileHandle handle;
+    auto s = std::make_unique<state>();
+    s->writing = mode == forWriting;
     if (path.empty() ||
-        !handle.open(path, mode == forReading ? platform::fileHandle::openRead : platform::fileHandle::openWrite))
+        !s->file.open(path, s->writing ? platform::fileHandle::openWrite : platform::fileHandle::openRead))
         return false;
-    // zlib closes what it is given; the handle closes its own descriptor.
-    const int descriptor = platform::duplicateDescriptor(handle);
-    handle.close();
-    if (descriptor < 0)
-        return false;
-    gzFile file = ::gzdopen(descriptor, mode == forReading ? "rb" : "wb");
-    if (file == nullptr) {
-        platform::discardDescriptor(descriptor);
-        return false;
+    if (s->writing) {
+        // The parameters of gzopen's "wb": the default level, a gzip wrapper, the default memory.
+        if (deflateInit2(&s->stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, MAX_WBITS + 16, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+            return false;
+        s->stream.next_out = s->buffer;
+        s->stream.avail_out = static_cast<uInt>(state::kChunk);
+    } else {
+        if (inflateInit2(&s->stream, MAX_WBITS + 16) != Z_OK)
+            return false;
+        if (!s->gzipFollows()) {
+            if (s->failed)
+                return false;
+            s->direct = true;
+        }
     }
-    mFile = file;
+    s->streamReady = true;
+    mpState = std::move(s);
     return true;
 }
 
 int gzipFile::read(void* buffer, unsigned size) {
-    return mFile ? ::gzread(static_cast<gzFile>(mFile), buffer, size) : -1;
+    state* s = mpState.get();
+    if (!s || s->writing || s->failed)
+        return -1;
+    if (size > static_cast<unsigned>(INT_MAX))
+        size = static_cast<unsigned>(INT_MAX);
+    unsigned char* out = static_cast<unsigned char*>(buffer);
+    unsigned got = 0;
+    while (got < size && !s->atEnd) {
+        if (!s->fill()) {
+            s->failed = true;
+            return -1;
+        }
+        if (s->direct) {
+            if (s->stream.avail_in == 0) {
+                s->atEnd = true;
+                break;
+            }
+            const unsigned n = s->stream.avail_in < size - got ? s->stream.avail_in : size - got;
+            std::memcpy(out + got, s->stream.next_in, n);
+            s->stream.next_in += n;
+            s->stream.avail_in -= n;
+            got += n;
+            continue;
+        }
+        if (s->stream.avail_in == 0) {
+            // The file ended inside a member: deliver what there is, and let close tell.
+            s->cutShort = true;
+            s->atEnd = true;
+            break;
+        }
+        s->stream.next_out = out + got;
+        s->stream.avail_out = size - got;
+        const int result = inflate(&s->stream, Z_NO_FLUSH);
+        got = size - s->stream.avail_out;
+        if (result == Z_STREAM_END) {
+            // Another member may follow; anything else after a member is ignored.
+            if (s->gzipFollows())
+                inflateReset(&s->stream);
+            else
+                s->atEnd = true;
+        } else if (result != Z_OK && result != Z_BUF_ERROR) {
+            s->failed = true;
+            return -1;
+        }
+    }
+    return static_cast<int>(got);
 }
 
 bool gzipFile::write(const void* data, unsigned size) {
-    return mFile && ::gzwrite(static_cast<gzFile>(mFile), data, size) == static_cast<int>(size);
+    state* s = mpState.get();
+    if (!s || !s->writing || s->failed)
+        return false;
+    s->stream.next_in = static_cast<Bytef*>(const_cast<void*>(data));
+    s->stream.avail_in = size;
+    while (s->stream.avail_in > 0) {
+        if (deflate(&s->stream, Z_NO_FLUSH) == Z_STREAM_ERROR || (s->stream.avail_out == 0 && !s->drain())) {
+            s->failed = true;
+            return false;
+        }
+    }
+    return true;
 }
 
 bool gzipFile::close() {
-    if (!mFile)
+    if (!mpState)
         return true;
-    gzFile file = static_cast<gzFile>(mFile);
-    mFile = nullptr;
-    return ::gzclose(file) == Z_OK;
+    std::unique_ptr<state> s = std::move(mpState);
+    bool ok = !s->failed;
+    if (s->writing && ok) {
+        for (;;) {
+            const int result = deflate(&s->stream, Z_FINISH);
+            if (result == Z_STREAM_ERROR || !s->drain()) {
+                ok = false;
+                break;
+            }
+            if (result == Z_STREAM_END)
+                break;
+        }
+    }
+    if (!s->writing && s->cutShort)
+        ok = false;
+    return s->file.close() && ok;
 }
 
 } // namespace detail

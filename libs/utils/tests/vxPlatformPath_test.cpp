@@ -1,5 +1,8 @@
-// The native-path mapping and the file-system primitives of the platform layer.
-#include "platform/vxPlatform.h"
+// The native-path mapping and the file-system primitives of the platform layer on POSIX systems.
+#include "platform/fileSystem.h"
+#include "platform/files.h"
+#include "platform/paths.h"
+#include "platform/posix/posixShared.h"
 
 #include "testSupport.h"
 
@@ -23,7 +26,7 @@ std::string toNative(const std::wstring& windows) {
 
 std::wstring fromNative(const std::string& native) {
     std::wstring windows;
-    return platform::fromNativePath(native, windows) ? windows : L"<false>";
+    return platform::posix::fromNativePath(native, windows) ? windows : L"<false>";
 }
 
 // --- mapping: the drive table, relative forms, shares, case and bytes that are not UTF-8 -------
@@ -32,17 +35,17 @@ TEST(platformPath, driveTableFromVxDrives) {
     vxtest::tempDir dir;
     const std::string data = dir / "data";
     vxtest::scopedEnvironment drives("VX_DRIVES", nullptr);
-    EXPECT_EQ(platform::driveLetters(), L"C");
+    EXPECT_EQ(platform::posix::driveLetters(), L"C");
 
     // Items that are malformed, relative or empty are ignored; a later item for a letter wins.
     drives.set("VX_DRIVES", "e=" + data + "/usb//;bogus;F=relative;G=;D=/x;D=" + data + "/;;");
-    EXPECT_EQ(platform::driveLetters(), L"CDE");
+    EXPECT_EQ(platform::posix::driveLetters(), L"CDE");
     std::string root;
-    EXPECT_TRUE(platform::driveRoot(L'd', root));
+    EXPECT_TRUE(platform::posix::driveRoot(L'd', root));
     EXPECT_EQ(root, data);
-    EXPECT_TRUE(platform::driveRoot(L'E', root));
+    EXPECT_TRUE(platform::posix::driveRoot(L'E', root));
     EXPECT_EQ(root, data + "/usb");
-    EXPECT_FALSE(platform::driveRoot(L'F', root));
+    EXPECT_FALSE(platform::posix::driveRoot(L'F', root));
 
     const std::pair<std::string, std::wstring> fromRows[] = {
         {data + "/usb/x/y", L"E:\\x\\y"}, // the longest root wins

@@ -1,5 +1,5 @@
 // Thread identity and the recursive timed mutex on POSIX systems.
-#include "platform/vxPlatform.h"
+#include "platform/threads.h"
 
 #include <atomic>
 #include <cerrno>
@@ -109,6 +109,14 @@ bool unlockRecursiveMutex(recursiveMutex* m) {
     if (--m->depth == 0)
         m->holder.store(0, std::memory_order_relaxed);
     return pthread_mutex_unlock(&m->handle) == 0;
+}
+
+void sleepMilliseconds(unsigned int milliseconds) {
+    timespec remaining{static_cast<time_t>(milliseconds / 1000),
+                       static_cast<long>(milliseconds % 1000) * 1000000L};
+    // A signal handler interrupts nanosleep; the rest of the time is still slept.
+    while (::nanosleep(&remaining, &remaining) != 0 && errno == EINTR) {
+    }
 }
 
 } // namespace vx::platform

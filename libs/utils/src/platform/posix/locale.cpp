@@ -1,6 +1,7 @@
 // Numeric locale services on POSIX systems: per-thread locales (newlocale/uselocale) and the
 // radix character of the user's locale.
-#include "platform/vxPlatform.h"
+#include "platform/locale.h"
+#include "platform/text.h"
 
 #include <clocale>
 #include <cstring>

@@ -1,7 +1,12 @@
 // Identity of the process and of the computer on POSIX systems.
-#include "platform/vxPlatform.h"
+#include "platform/identity.h"
+#include "platform/paths.h"
+#include "platform/posix/posixShared.h"
 
+#include <cerrno>
 #include <cstring>
+#include <pwd.h>
+#include <vector>
 #include <string>
 #include <unistd.h>
 
@@ -54,6 +59,44 @@ bool networkCardAddress(std::uint8_t (&address)[6]) {
     (void)address;
     return false;
 #endif
+}
+
+bool computerName(std::wstring& name) {
+    char buffer[256 + 1] = {};
+    if (::gethostname(buffer, sizeof buffer - 1) != 0 || buffer[0] == '\0')
+        return false;
+    name = posix::nativeToWide(buffer, std::strlen(buffer));
+    return true;
+}
+
+bool userName(std::wstring& name) {
+    // The account of the effective user; $USER where the user database has no entry (containers).
+    long size = ::sysconf(_SC_GETPW_R_SIZE_MAX);
+    std::vector<char> buffer(size > 0 ? static_cast<std::size_t>(size) : 1024u);
+    for (;;) {
+        passwd entry{};
+        passwd* result = nullptr;
+        const int error = ::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &result);
+        if (error == ERANGE && buffer.size() < (1u << 20)) {
+            buffer.resize(buffer.size() * 2);
+            continue;
+        }
+        if (error == 0 && result && result->pw_name && result->pw_name[0]) {
+            name = posix::nativeToWide(result->pw_name, std::strlen(result->pw_name));
+            return true;
+        }
+        break;
+    }
+    std::string fromEnvironment;
+    if (!posix::readEnvironment("USER", fromEnvironment) || fromEnvironment.empty())
+        return false;
+    name = posix::nativeToWide(fromEnvironment);
+    return true;
+}
+
+bool processRunsEmulated() {
+    // No 32-bit-on-64-bit layer that a process could detect this way exists here.
+    return false;
 }
 
 } // namespace vx::platform

@@ -1,5 +1,5 @@
 // The reversible mapping between native byte names and wide text.
-#include "platform/posix/vxPosixShared.h"
+#include "platform/posix/posixShared.h"
 
 #include <cstdint>
 

@@ -1,6 +1,8 @@
 // Directories, their listing and the system's folders on POSIX systems.
-#include "platform/vxPlatform.h"
-#include "platform/posix/vxPosixShared.h"
+#include "platform/directories.h"
+#include "platform/fileSystem.h"
+#include "platform/paths.h"
+#include "platform/posix/posixShared.h"
 
 #include <algorithm>
 #include <atomic>
@@ -18,10 +20,6 @@
 namespace vx::platform {
 
 namespace {
-
-bool isReadOnly(const struct stat& info) {
-    return (info.st_mode & S_IWUSR) == 0;
-}
 
 // The same folding as the case-insensitive path lookup: simple Unicode upper case, independent
 // of the process locale; escaped bytes stay as they are.
@@ -160,7 +158,7 @@ bool removeDirectory(const std::wstring& path) {
         }
         return ::unlink(native.c_str()) == 0;
     }
-    if (S_ISDIR(info.st_mode) && isReadOnly(info)) {
+    if (S_ISDIR(info.st_mode) && posix::isReadOnly(info)) {
         errno = EACCES;
         return false;
     }
@@ -186,14 +184,14 @@ bool diskSpace(const std::wstring& path, std::uint64_t& freeToCaller, std::uint6
 
 bool knownFolder(int csidl, std::wstring& windowsForm) {
     std::string native;
-    return nativeFolder(csidl, native) && fromNativePath(native, windowsForm);
+    return nativeFolder(csidl, native) && posix::fromNativePath(native, windowsForm);
 }
 
 bool systemTemporaryDirectory(std::wstring& windowsForm) {
     std::string native;
-    if (absoluteVariable("TMPDIR", native) && fromNativePath(native, windowsForm))
+    if (absoluteVariable("TMPDIR", native) && posix::fromNativePath(native, windowsForm))
         return true;
-    return fromNativePath("/tmp", windowsForm);
+    return posix::fromNativePath("/tmp", windowsForm);
 }
 
 // --- listing ----------------------------------------------------------------------------------------
@@ -329,7 +327,7 @@ bool directoryListing::examine(std::uint32_t& attributes) {
         found |= kAttributeArchive;
     else
         found |= kAttributeSystem;
-    if (resolved && isReadOnly(info))
+    if (resolved && posix::isReadOnly(info))
         found |= kAttributeReadOnly;
     if (!name.empty() && name[0] == '.')
         found |= kAttributeHidden;

@@ -1,6 +1,7 @@
 // The process environment and the identity of user and computer on POSIX systems.
-#include "platform/vxPlatform.h"
-#include "platform/posix/vxPosixShared.h"
+#include "platform/environment.h"
+#include "platform/paths.h"
+#include "platform/posix/posixShared.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -81,52 +82,6 @@ void environmentVariables(std::vector<std::pair<std::wstring, std::wstring>>& va
         }
     }
     variables.swap(result);
-}
-
-bool computerName(std::wstring& name) {
-    char buffer[256 + 1] = {};
-    if (::gethostname(buffer, sizeof buffer - 1) != 0 || buffer[0] == '\0')
-        return false;
-    name = posix::nativeToWide(buffer, std::strlen(buffer));
-    return true;
-}
-
-bool userName(std::wstring& name) {
-    // The account of the effective user; $USER where the user database has no entry (containers).
-    long size = ::sysconf(_SC_GETPW_R_SIZE_MAX);
-    std::vector<char> buffer(size > 0 ? static_cast<std::size_t>(size) : 1024u);
-    for (;;) {
-        passwd entry{};
-        passwd* result = nullptr;
-        const int error = ::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &result);
-        if (error == ERANGE && buffer.size() < (1u << 20)) {
-            buffer.resize(buffer.size() * 2);
-            continue;
-        }
-        if (error == 0 && result && result->pw_name && result->pw_name[0]) {
-            name = posix::nativeToWide(result->pw_name, std::strlen(result->pw_name));
-            return true;
-        }
-        break;
-    }
-    std::string fromEnvironment;
-    if (!posix::readEnvironment("USER", fromEnvironment) || fromEnvironment.empty())
-        return false;
-    name = posix::nativeToWide(fromEnvironment);
-    return true;
-}
-
-bool processRunsEmulated() {
-    // No 32-bit-on-64-bit layer that a process could detect this way exists here.
-    return false;
-}
-
-void sleepMilliseconds(unsigned int milliseconds) {
-    timespec remaining{static_cast<time_t>(milliseconds / 1000),
-                       static_cast<long>(milliseconds % 1000) * 1000000L};
-    // A signal handler interrupts nanosleep; the rest of the time is still slept.
-    while (::nanosleep(&remaining, &remaining) != 0 && errno == EINTR) {
-    }
 }
 
 } // namespace vx::platform

@@ -1,5 +1,5 @@
 // Text conversions on POSIX systems: the active code page is UTF-8.
-#include "platform/vxPlatform.h"
+#include "platform/text.h"
 #include "vxUnicode.h"
 
 #include <cstring>

@@ -1,6 +1,7 @@
 // File-system primitives on Windows-form paths for POSIX systems.
-#include "platform/vxPlatform.h"
-#include "platform/posix/vxPosixShared.h"
+#include "platform/fileSystem.h"
+#include "platform/paths.h"
+#include "platform/posix/posixShared.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -17,77 +18,21 @@ constexpr mode_t kPermissionBits = 07777;
 constexpr int kReadBit = 0x100;  // _S_IREAD
 constexpr int kWriteBit = 0x80;  // _S_IWRITE
 
-bool isReadOnly(const struct stat& info) {
-    return (info.st_mode & S_IWUSR) == 0;
-}
-
-// Opens a regular file and nothing else: O_NONBLOCK keeps a FIFO from waiting for its peer, and
-// is cleared again once the descriptor is known to be a regular file.
-int openRegular(const std::string& native, int flags, mode_t mode) {
-    const int fd = ::open(native.c_str(), flags | O_CLOEXEC | O_NONBLOCK, mode);
-    if (fd < 0)
-        return -1;
-    struct stat info{};
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-        const int error = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
-        ::close(fd);
-        errno = error;
-        return -1;
-    }
-    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
-    return fd;
-}
-
-bool writeAll(int fd, const void* data, std::size_t size) {
-    const char* p = static_cast<const char*>(data);
-    while (size > 0) {
-        const ssize_t n = ::write(fd, p, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        p += n;
-        size -= static_cast<std::size_t>(n);
-    }
-    return true;
-}
-
-bool readSome(int fd, void* buffer, std::size_t size, std::size_t& done) {
-    done = 0;
-    char* p = static_cast<char*>(buffer);
-    while (done < size) {
-        const ssize_t n = ::read(fd, p + done, size - done);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return false;
-        if (n == 0)
-            break;
-        done += static_cast<std::size_t>(n);
-    }
-    return true;
-}
-
-bool closeDescriptor(int fd) {
-    // Linux releases the descriptor even when close reports EINTR: never close twice.
-    return ::close(fd) == 0 || errno == EINTR;
-}
-
 // Copies bytes, permission bits and times of source into a new or truncated regular file.
 // The target is removed again when anything fails.
 bool copyNative(const std::string& source, const std::string& target, bool exclusive) {
-    const int in = openRegular(source, O_RDONLY, 0);
+    const int in = posix::openRegular(source, O_RDONLY, 0);
     if (in < 0)
         return false;
     struct stat info;
     if (::fstat(in, &info) != 0) {
-        closeDescriptor(in);
+        posix::closeDescriptor(in);
         return false;
     }
-    const int out = openRegular(target, O_WRONLY | O_CREAT | (exclusive ? O_EXCL : O_TRUNC), 0600);
+    const int out = posix::openRegular(target, O_WRONLY | O_CREAT | (exclusive ? O_EXCL : O_TRUNC), 0600);
     if (out < 0) {
         const int error = errno;
-        closeDescriptor(in);
+        posix::closeDescriptor(in);
         errno = error;
         return false;
     }
@@ -95,7 +40,7 @@ bool copyNative(const std::string& source, const std::string& target, bool exclu
     char buffer[65536];
     for (;;) {
         std::size_t got = 0;
-        if (!readSome(in, buffer, sizeof buffer, got) || !writeAll(out, buffer, got)) {
+        if (!posix::readSome(in, buffer, sizeof buffer, got) || !posix::writeAll(out, buffer, got)) {
             ok = false;
             break;
         }
@@ -105,8 +50,8 @@ bool copyNative(const std::string& source, const std::string& target, bool exclu
     const timespec times[2] = {info.st_atim, info.st_mtim};
     ok = ok && ::fchmod(out, info.st_mode & kPermissionBits) == 0 && ::futimens(out, times) == 0;
     const int error = errno;
-    closeDescriptor(in);
-    ok = closeDescriptor(out) && ok;
+    posix::closeDescriptor(in);
+    ok = posix::closeDescriptor(out) && ok;
     if (!ok) {
         ::unlink(target.c_str());
         errno = error;
@@ -169,7 +114,7 @@ bool accessPath(const std::wstring& path, int mode) {
     struct stat info;
     if (!toNativePath(path, native) || ::stat(native.c_str(), &info) != 0)
         return false;
-    if ((mode & 2) && (isReadOnly(info) || ::faccessat(AT_FDCWD, native.c_str(), W_OK, AT_EACCESS) != 0)) {
+    if ((mode & 2) && (posix::isReadOnly(info) || ::faccessat(AT_FDCWD, native.c_str(), W_OK, AT_EACCESS) != 0)) {
         errno = EACCES;
         return false;
     }
@@ -197,7 +142,7 @@ bool statPath(const std::wstring& path, fileStatus& status) {
         result.attributes |= kAttributeArchive;
     else
         result.attributes |= kAttributeSystem;
-    if (isReadOnly(info))
+    if (posix::isReadOnly(info))
         result.attributes |= kAttributeReadOnly;
     const std::size_t slash = native.rfind('/');
     if (slash + 1 < native.size() && native[slash + 1] == '.')
@@ -222,7 +167,7 @@ bool createNewFile(const std::wstring& path, int mode) {
     if (!toNativePath(path, native))
         return false;
     const int fd = ::open(native.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, (mode & kWriteBit) ? 0666 : 0444);
-    return fd >= 0 && closeDescriptor(fd);
+    return fd >= 0 && posix::closeDescriptor(fd);
 }
 
 bool removeFile(const std::wstring& path) {
@@ -230,7 +175,7 @@ bool removeFile(const std::wstring& path) {
     struct stat info;
     if (!toNativePath(path, native) || ::lstat(native.c_str(), &info) != 0)
         return false;
-    if (S_ISDIR(info.st_mode) || (S_ISREG(info.st_mode) && isReadOnly(info))) {
+    if (S_ISDIR(info.st_mode) || (S_ISREG(info.st_mode) && posix::isReadOnly(info))) {
         errno = EACCES;
         return false;
     }
@@ -255,7 +200,7 @@ bool copyFile(const std::wstring& from, const std::wstring& to, bool failIfExist
             errno = EEXIST;
             return false;
         }
-        if (S_ISDIR(targetInfo.st_mode) || isReadOnly(targetInfo) ||
+        if (S_ISDIR(targetInfo.st_mode) || posix::isReadOnly(targetInfo) ||
             (targetInfo.st_dev == sourceInfo.st_dev && targetInfo.st_ino == sourceInfo.st_ino)) {
             errno = EACCES; // truncating the source itself would destroy it
             return false;
@@ -269,7 +214,7 @@ bool setModificationTime(const std::wstring& path, std::int64_t seconds) {
     struct stat info;
     if (!toNativePath(path, native) || ::stat(native.c_str(), &info) != 0)
         return false;
-    if (isReadOnly(info)) {
+    if (posix::isReadOnly(info)) {
         errno = EACCES;
         return false;
     }
@@ -288,7 +233,7 @@ bool copyFileProperties(const std::wstring& from, const std::wstring& to) {
         ::stat(target.c_str(), &targetInfo) != 0)
         return false;
     bool ok = true;
-    if (!isReadOnly(targetInfo)) {
+    if (!posix::isReadOnly(targetInfo)) {
         const timespec times[2] = {sourceInfo.st_atim, sourceInfo.st_mtim};
         ok = ::utimensat(AT_FDCWD, target.c_str(), times, 0) == 0;
     }
@@ -298,7 +243,7 @@ bool copyFileProperties(const std::wstring& from, const std::wstring& to) {
 bool isRemoteDrive(wchar_t letter) {
     std::string root;
     struct statfs info;
-    if (!driveRoot(letter, root) || ::statfs(root.c_str(), &info) != 0)
+    if (!posix::driveRoot(letter, root) || ::statfs(root.c_str(), &info) != 0)
         return false;
     switch (static_cast<unsigned long>(info.f_type)) {
     case 0x6969UL:     // NFS
@@ -314,70 +259,13 @@ bool isRemoteDrive(wchar_t letter) {
     }
 }
 
-fileHandle::~fileHandle() {
-    close();
-}
-
-fileHandle::fileHandle(fileHandle&& other) noexcept : mDescriptor(other.mDescriptor) {
-    other.mDescriptor = -1;
-}
-
-fileHandle& fileHandle::operator=(fileHandle&& other) noexcept {
-    if (this != &other) {
-        close();
-        mDescriptor = other.mDescriptor;
-        other.mDescriptor = -1;
-    }
-    return *this;
-}
-
-bool fileHandle::open(const std::wstring& path, openMode mode) {
-    close();
-    std::string native;
-    if (!toNativePath(path, native))
+bool sameFile(const std::wstring& first, const std::wstring& second) {
+    std::string a, b;
+    struct stat infoA, infoB;
+    if (!toNativePath(first, a) || !toNativePath(second, b) || ::stat(a.c_str(), &infoA) != 0 ||
+        ::stat(b.c_str(), &infoB) != 0)
         return false;
-    struct stat info;
-    const bool exists = ::stat(native.c_str(), &info) == 0;
-    int flags = O_RDONLY;
-    if (mode == openRead) {
-        if (exists && (info.st_mode & S_IRUSR) == 0) {
-            errno = EACCES;
-            return false;
-        }
-    } else {
-        if (exists && S_ISREG(info.st_mode) && isReadOnly(info)) {
-            errno = EACCES;
-            return false;
-        }
-        flags = O_WRONLY | O_CREAT | (mode == openWrite ? O_TRUNC : O_APPEND);
-    }
-    mDescriptor = openRegular(native, flags, 0666);
-    return mDescriptor >= 0;
-}
-
-bool fileHandle::read(void* buffer, std::size_t size, std::size_t& done) {
-    done = 0;
-    if (mDescriptor < 0) {
-        errno = EBADF;
-        return false;
-    }
-    return readSome(mDescriptor, buffer, size, done);
-}
-
-bool fileHandle::write(const void* data, std::size_t size) {
-    if (mDescriptor < 0) {
-        errno = EBADF;
-        return false;
-    }
-    return writeAll(mDescriptor, data, size);
-}
-
-bool fileHandle::close() {
-    if (mDescriptor < 0)
-        return true;
-    const int fd = mDescriptor;
-    mDescriptor = -1;
-    return closeDescriptor(fd);
+    return infoA.st_dev == infoB.st_dev && infoA.st_ino == infoB.st_ino;
 }
 
 } // namespace vx::platform

@@ -1,6 +1,6 @@
 // The drive table and the mapping between Windows path text and native paths on POSIX systems.
-#include "platform/vxPlatform.h"
-#include "platform/posix/vxPosixShared.h"
+#include "platform/paths.h"
+#include "platform/posix/posixShared.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -215,7 +215,7 @@ bool splitWindowsForm(const std::wstring& text, std::string& base, std::vector<s
         fixed = 2;
     } else if (path.size() >= 3 && path[1] == L':' && isDelimiter(path[2])) {
         const wchar_t letter = upperLetter(path[0]);
-        if (!letter || !driveRoot(letter, base)) {
+        if (!letter || !posix::driveRoot(letter, base)) {
             errno = ENOENT;
             return false;
         }
@@ -269,7 +269,7 @@ bool splitWindowsForm(const std::wstring& text, std::string& base, std::vector<s
 
 } // namespace
 
-bool driveRoot(wchar_t letter, std::string& root) {
+bool posix::driveRoot(wchar_t letter, std::string& root) {
     letter = upperLetter(letter);
     for (const drive& d : currentDrives()) {
         if (d.letter == letter) {
@@ -280,14 +280,14 @@ bool driveRoot(wchar_t letter, std::string& root) {
     return false;
 }
 
-std::wstring driveLetters() {
+std::wstring posix::driveLetters() {
     std::wstring letters;
     for (const drive& d : currentDrives())
         letters.push_back(d.letter);
     return letters;
 }
 
-bool fromNativePath(const std::string& native, std::wstring& windowsForm) {
+bool posix::fromNativePath(const std::string& native, std::wstring& windowsForm) {
     std::string path;
     if (!normaliseNative(native, path))
         return false;
@@ -380,7 +380,7 @@ bool currentDirectory(std::wstring& windowsForm) {
             return false;
         buffer.resize(buffer.size() * 2);
     }
-    return fromNativePath(buffer.data(), windowsForm);
+    return posix::fromNativePath(buffer.data(), windowsForm);
 }
 
 wchar_t currentDriveLetter() {
@@ -388,6 +388,11 @@ wchar_t currentDriveLetter() {
     if (!currentDirectory(current) || current.size() < 2 || current[1] != L':')
         return 0;
     return current[0];
+}
+
+bool driveExists(wchar_t letter) {
+    std::string root;
+    return posix::driveRoot(letter, root);
 }
 
 } // namespace vx::platform

@@ -1,5 +1,8 @@
 // Processes and modules on POSIX systems: /proc and the dynamic linker.
-#include "platform/vxPlatform.h"
+#include "platform/modules.h"
+#include "platform/text.h"
+#include "platform/paths.h"
+#include "platform/posix/posixShared.h"
 
 #include <cctype>
 #include <climits>
@@ -115,7 +118,13 @@ bool moduleFileName(void* module, std::wstring& windowsForm) {
         char resolved[PATH_MAX];
         native = ::realpath(found->l_name, resolved) ? resolved : found->l_name;
     }
-    return fromNativePath(native, windowsForm);
+    return posix::fromNativePath(native, windowsForm);
+}
+
+// ELF files carry no version resource; the resource format is that of Windows executables.
+bool fixedVersionInfo(const std::wstring&, std::uint32_t (&)[2], std::uint32_t (&)[2]) {
+    errno = ENOTSUP;
+    return false;
 }
 
 } // namespace vx::platform

@@ -10,8 +10,12 @@ PACKAGES := cmake ninja-build g++ pkg-config zlib1g-dev libqrcodegencpp-dev \
 # The fuzz targets need clang with libFuzzer in addition.
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 FUZZ_SECONDS ?= 30
+# The Windows build: mingw-w64 with POSIX threads, zlib and GoogleTest sources for it, Wine to
+# run the tests.
+WINDOWS_PACKAGES := cmake ninja-build pkg-config g++-mingw-w64-x86-64-posix libz-mingw-w64-dev \
+                    googletest wine64 wine
 
-.PHONY: help deps deps-fuzz demo test asan tsan sanitize bench fuzz clean
+.PHONY: help deps deps-fuzz deps-windows demo test asan tsan sanitize bench fuzz windows clean
 
 help:
 	@echo "make demo      install what is missing, build, run the tour of vxutil"
@@ -20,6 +24,7 @@ help:
 	@echo "make tsan      the concurrency tests under ThreadSanitizer"
 	@echo "make bench     build and run the benchmarks"
 	@echo "make fuzz      build the fuzz targets with clang and run each for FUZZ_SECONDS"
+	@echo "make windows   cross-build for 64-bit Windows with mingw-w64, run every test under Wine"
 	@echo "make clean     remove build/"
 
 # Installs missing packages when run as root; otherwise names the command and stops.
@@ -43,6 +48,9 @@ deps:
 
 deps-fuzz: deps
 	$(call install_missing,$(FUZZ_PACKAGES))
+
+deps-windows:
+	$(call install_missing,$(WINDOWS_PACKAGES))
 
 # Configures a preset once, then builds it.
 define build_preset
@@ -79,6 +87,10 @@ fuzz: deps-fuzz
 	  echo "== $$f ($(FUZZ_SECONDS) s)"; \
 	  "$$f" -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 || exit 1; \
 	done
+
+windows: deps-windows
+	$(call build_preset,windows)
+	ctest --preset windows
 
 clean:
 	rm -rf build

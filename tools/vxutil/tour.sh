@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # A short tour of what vxUtils does, through the vxutil tool.
 #
-# usage: tour.sh PATH-TO-VXUTIL
+# usage: tour.sh COMMAND...
+#   COMMAND... runs vxutil: its path, or a runner and its arguments followed by the path.
 #
 # Each step prints a heading and runs a few commands, showing each command and its output. The
 # tour exits with 1 if any command ends with another status than the one it should.
 set -u
-vxutil=${1:?usage: tour.sh PATH-TO-VXUTIL}
+(($# > 0)) || { echo "usage: tour.sh COMMAND..." >&2; exit 2; }
+vxutil=("$@")
 failures=0
 
 step() {
@@ -42,7 +44,7 @@ run() {
         shift 2
     fi
     show "$@"
-    "$vxutil" "$@" 2>&1
+    "${vxutil[@]}" "$@" 2>&1
     expect $? "$expected"
 }
 
@@ -50,7 +52,7 @@ run() {
 run_counting() {
     show "$@"
     local out status
-    out=$("$vxutil" "$@")
+    out=$("${vxutil[@]}" "$@")
     status=$?
     printf '%d characters, ending in [%s]\n' "${#out}" "${out: -10}"
     expect "$status" 0

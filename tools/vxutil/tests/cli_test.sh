@@ -1,10 +1,13 @@
 #!/usr/bin/env bash
 # Command-line tests of vxutil: output, exit status and usage errors of every command.
 #
-# usage: cli_test.sh PATH-TO-VXUTIL VERSION
+# usage: cli_test.sh VERSION COMMAND...
+#   COMMAND... runs vxutil: its path, or a runner and its arguments followed by the path.
 set -u
-vxutil=${1:?usage: cli_test.sh PATH-TO-VXUTIL VERSION}
-version=${2:?usage: cli_test.sh PATH-TO-VXUTIL VERSION}
+version=${1:?usage: cli_test.sh VERSION COMMAND...}
+shift
+(($# > 0)) || { echo "usage: cli_test.sh VERSION COMMAND..." >&2; exit 2; }
+vxutil=("$@")
 commands=(base64 bytes cdoc crc32 field format guid gunzip gzip loc lower ls match msg path pe replace split trim upper which)
 passed=0
 failed=0
@@ -20,7 +23,7 @@ fail() {
 
 # Runs vxutil; its output lands in $scratch/out and $scratch/err, its status in $status.
 invoke() {
-    "$vxutil" "$@" >"$scratch/out" 2>"$scratch/err"
+    "${vxutil[@]}" "$@" >"$scratch/out" 2>"$scratch/err"
     status=$?
 }
 
@@ -406,7 +409,7 @@ for locale in C POSIX C.UTF-8; do
 done
 # Output that cannot be written is reported.
 if [[ -w /dev/full ]]; then
-    "$vxutil" lower X >/dev/full 2>"$scratch/err"
+    "${vxutil[@]}" lower X >/dev/full 2>"$scratch/err"
     status=$?
     if ((status == 3)) && [[ $(wc -l <"$scratch/err") == 1 ]]; then pass; else fail "status $status writing to /dev/full" lower X; fi
 fi
@@ -543,8 +546,8 @@ t 0 base64 decode '=>' Man < <(printf 'TWFuCg==TWFu')
 t 0 base64 decode '=>' Man < <(printf 'TWFuCg TWFu')
 # Every byte value, both ways, and the same text as the system's base64.
 for i in $(seq 0 255); do printf "\\$(printf '%03o' "$i")"; done >"$buf/bytes"
-"$vxutil" base64 encode "$buf/bytes" >"$buf/bytes.b64"
-"$vxutil" base64 decode "$buf/bytes.b64" >"$buf/bytes.back"
+"${vxutil[@]}" base64 encode "$buf/bytes" >"$buf/bytes.b64"
+"${vxutil[@]}" base64 decode "$buf/bytes.b64" >"$buf/bytes.back"
 buf_check "base64 round trip of all bytes" cmp -s "$buf/bytes" "$buf/bytes.back"
 if command -v base64 >/dev/null; then
     buf_check "same text as base64 -w0" test "$(base64 -w0 "$buf/bytes")" == "$(cat "$buf/bytes.b64")"

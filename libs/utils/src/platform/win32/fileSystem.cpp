@@ -48,26 +48,25 @@ bool setTimes(const std::wstring& native, const FILETIME* access, const FILETIME
     return handle.valid() && ::SetFileTime(handle.get(), nullptr, access, modification);
 }
 
-// Moves an entry without replacing one of the target name; a file crosses volumes by copy and
-// removal, a directory does not.
-bool moveEntry(const std::wstring& from, const std::wstring& to) {
-    std::wstring source, target;
-    DWORD attributes;
-    if (!mapBoth(from, to, source, target) || !ownAttributes(source, attributes))
+// The name under which the directory lists the entry a path names: the case it really has.
+bool listedName(const std::wstring& native, std::wstring& name) {
+    WIN32_FIND_DATAW found;
+    const HANDLE find = ::FindFirstFileW(native.c_str(), &found);
+    if (find == INVALID_HANDLE_VALUE)
         return false;
-    if (source == target)
+    ::FindClose(find);
+    name = found.cFileName;
+    return true;
+}
+
+// Changes the case of an entry's name. Some file systems take the new name at once, others
+// answer success and keep the old one, or refuse it as a clash of names: those get it in two
+// steps, over a free name.
+bool changeCase(const std::wstring& source, const std::wstring& target) {
+    const std::wstring wanted = target.substr(target.find_last_of(L'\\') + 1);
+    std::wstring listed;
+    if (::MoveFileExW(source.c_str(), target.c_str(), 0) && listedName(target, listed) && listed == wanted)
         return true;
-    if (::MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_COPY_ALLOWED))
-        return true;
-    const DWORD error = ::GetLastError();
-    // The target may be the source itself in another case, a change of case of its name, which
-    // a file system that refuses it as a clash of names makes in two steps, over a free name.
-    if ((error != ERROR_ALREADY_EXISTS && error != ERROR_FILE_EXISTS) || !sameNativeEntry(source, target) ||
-        ::CompareStringOrdinal(source.c_str(), static_cast<int>(source.size()), target.c_str(),
-                               static_cast<int>(target.size()), TRUE) != CSTR_EQUAL) {
-        ::SetLastError(error);
-        return false;
-    }
     for (unsigned n = 0; n < 100; ++n) {
         const std::wstring step = source + L".~" + std::to_wstring(::GetCurrentProcessId()) + L"_" + std::to_wstring(n);
         if (!::MoveFileExW(source.c_str(), step.c_str(), 0))
@@ -80,6 +79,22 @@ bool moveEntry(const std::wstring& from, const std::wstring& to) {
         return false;
     }
     return false;
+}
+
+// Moves an entry without replacing one of the target name; a file crosses volumes by copy and
+// removal, a directory does not. The target may name the source itself in another case.
+bool moveEntry(const std::wstring& from, const std::wstring& to) {
+    std::wstring source, target;
+    DWORD attributes;
+    if (!mapBoth(from, to, source, target) || !ownAttributes(source, attributes))
+        return false;
+    if (source == target)
+        return true;
+    const bool sameButCase = ::CompareStringOrdinal(source.c_str(), static_cast<int>(source.size()), target.c_str(),
+                                                    static_cast<int>(target.size()), TRUE) == CSTR_EQUAL;
+    if (sameButCase && sameNativeEntry(source, target))
+        return changeCase(source, target);
+    return ::MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_COPY_ALLOWED) != 0;
 }
 
 } // namespace

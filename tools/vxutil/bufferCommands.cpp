@@ -3,13 +3,15 @@
 #include "command.h"
 
 #include <vxBinaryBuffer.h>
+#include <vxEnvironment.h>
 #include <vxFile.h>
 
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -113,19 +115,18 @@ struct progressBar {
 // The uncompressed size that the last member's trailer gives (modulo 4 GiB), and whether the
 // file starts as gzip data.
 bool gzipHeader(const vx::file& f, bool& isGzip, std::uint64_t& size) {
-    std::string native;
+    vx::nativePathText native;
     if (!f.nativePath(native))
         return false;
-    std::FILE* stream = std::fopen(native.c_str(), "rb");
+    std::ifstream stream(std::filesystem::path(native), std::ios::binary);
     if (!stream)
         return false;
     unsigned char head[3] = {}, tail[4] = {};
-    const bool headRead = std::fread(head, 1, 3, stream) == 3;
+    const bool headRead = stream.read(reinterpret_cast<char*>(head), 3).gcount() == 3;
     isGzip = headRead && head[0] == 0x1F && head[1] == 0x8B && head[2] == 0x08;
     size = 0;
-    if (isGzip && std::fseek(stream, -4, SEEK_END) == 0 && std::fread(tail, 1, 4, stream) == 4)
+    if (isGzip && stream.seekg(-4, std::ios::end) && stream.read(reinterpret_cast<char*>(tail), 4).gcount() == 4)
         size = tail[0] | tail[1] << 8 | tail[2] << 16 | static_cast<std::uint64_t>(tail[3]) << 24;
-    std::fclose(stream);
     return true;
 }
 
@@ -163,7 +164,7 @@ int runGzipCopy(arguments args, bool compress) {
         complain(targetName, "exists (--force replaces it)");
         return 1;
     }
-    bar.visible = given.has("--progress") || (::isatty(STDERR_FILENO) && source.size() >= kProgressThreshold);
+    bar.visible = given.has("--progress") || (vx::isTerminal(2) && source.size() >= kProgressThreshold);
 
     interrupted = 0;
     const auto previous = std::signal(SIGINT, onInterrupt);

@@ -4,23 +4,16 @@
 // 2 bad usage, reported on one line on standard error, 3 the output could not be written.
 #include "command.h"
 
+#include <vxEnvironment.h>
+
 #include <clocale>
+#include <cstdlib>
 #include <cstdio>
-#include <cstring>
-#include <langinfo.h>
 #include <string>
 
 namespace {
 
 using vxutil::command;
-
-void useUtf8Locale() {
-    std::setlocale(LC_ALL, "");
-    // Arguments arrive in UTF-8 whatever the environment says; they are decoded under LC_CTYPE.
-    const char* codeset = nl_langinfo(CODESET);
-    if (std::strcmp(codeset, "UTF-8") != 0 && std::strcmp(codeset, "utf8") != 0)
-        std::setlocale(LC_CTYPE, "C.UTF-8");
-}
 
 int usageFailure(std::string what, const std::string& helpCommand) {
     for (char& c : what)
@@ -58,10 +51,10 @@ bool asksForHelp(const vxutil::arguments& args) {
     return false;
 }
 
-int run(int argc, char** argv) {
-    if (argc < 2)
+int run(vxutil::arguments all) {
+    if (all.empty())
         return usageFailure("no command given", "");
-    const std::string name = argv[1];
+    const std::string name = all[0].getMBCS();
     if (name == "--help" || name == "-h") {
         printToolHelp();
         return 0;
@@ -71,13 +64,14 @@ int run(int argc, char** argv) {
         return 0;
     }
     if (name == "help") {
-        if (argc == 2) {
+        if (all.size() == 1) {
             printToolHelp();
             return 0;
         }
-        const command* c = argc == 3 ? vxutil::findCommand(argv[2]) : nullptr;
+        const std::string asked = all.size() == 2 ? all[1].getMBCS() : std::string();
+        const command* c = all.size() == 2 ? vxutil::findCommand(asked) : nullptr;
         if (!c)
-            return usageFailure(argc == 3 ? "unknown command '" + std::string(argv[2]) + "'"
+            return usageFailure(all.size() == 2 ? "unknown command '" + asked + "'"
                                           : "help takes one command",
                                 "");
         printCommandHelp(*c);
@@ -89,9 +83,7 @@ int run(int argc, char** argv) {
                                 name + "'",
                             "");
 
-    vxutil::arguments args;
-    for (int i = 2; i < argc; ++i)
-        args.push_back(vx::string::fromMBCtoWC(argv[i]));
+    vxutil::arguments args(all.begin() + 1, all.end());
     if (asksForHelp(args)) {
         printCommandHelp(*c);
         return 0;
@@ -106,8 +98,12 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
-    useUtf8Locale();
-    const int status = run(argc, argv);
+    std::setlocale(LC_ALL, "");
+    // Case and classes of characters follow a Unicode locale even where the environment names a
+    // single-byte one (the "C" locale of a bare shell).
+    if (MB_CUR_MAX == 1)
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+    const int status = run(vx::programArguments(argc, argv));
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
         std::fprintf(stderr, "vxutil: cannot write the output\n");
         return 3;

@@ -49,14 +49,23 @@ int runRelative(arguments args) {
     return 0;
 }
 
-int runNative(arguments args) {
-    expectCount(args, 1, 1);
-    std::string native;
-    if (!vx::file(args[0]).nativePath(native))
-        return 1;
-    // The bytes as the system has them, which need not be UTF-8.
+// The bytes as the system has them, which need not be UTF-8.
+[[maybe_unused]] void printNative(const std::string& native) {
     std::fwrite(native.data(), 1, native.size(), stdout);
     std::fputc('\n', stdout);
+}
+
+// The system's own text.
+[[maybe_unused]] void printNative(const std::wstring& native) {
+    printLine(native);
+}
+
+int runNative(arguments args) {
+    expectCount(args, 1, 1);
+    vx::nativePathText native;
+    if (!vx::file(args[0]).nativePath(native))
+        return 1;
+    printNative(native);
     return 0;
 }
 

@@ -10,6 +10,8 @@
 #include "vxExport.h"
 #include "vxString.h"
 
+#include <vector>
+
 namespace vx {
 
 class configSet;
@@ -43,5 +45,15 @@ VX_API bool currentProcessIsWow64Process();
 
 // Blocks the calling thread for at least ms milliseconds; 0 lets other threads run and returns.
 VX_API void sleep(unsigned int ms);
+
+// The arguments the program was started with, its own name left out, for a main(argc, argv):
+// on Windows the system's UTF-16 command line split as the runtime splits it (argv is not read);
+// elsewhere each of argv as UTF-8, the bytes of an argument that is not valid UTF-8 kept as
+// U+DC80 + byte, as file names are.
+VX_API std::vector<string> programArguments(int argc, char** argv);
+
+// Whether standard output (1) or standard error (2) is a terminal or console a person watches;
+// false for a file, a pipe and any other number.
+VX_API bool isTerminal(int stream);
 
 } // namespace vx

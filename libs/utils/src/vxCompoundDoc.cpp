@@ -184,29 +184,13 @@ void checkBlock(const char* name, const void* data, std::uint64_t n) {
 
 // The extension as UTF-16LE units behind their count, the terminating null included.
 std::string thumbnailFormat(const vx::string& extension) {
-    std::u16string units;
-    for (wchar_t c : extension) {
-        auto code = static_cast<std::uint32_t>(c);
-        if ((code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF)
-            code = unicode::replacementCharacter;
-        if (code >= 0x10000) {
-            code -= 0x10000;
-            units.push_back(static_cast<char16_t>(0xD800 + (code >> 10)));
-            units.push_back(static_cast<char16_t>(0xDC00 + (code & 0x3FF)));
-        } else {
-            units.push_back(static_cast<char16_t>(code));
-        }
-    }
-    units.push_back(u'\0');
+    std::string units;
+    unicode::appendUtf16Le(units, extension.c_str(), extension.size() + 1); // with its null
     std::string bytes;
-    const auto count = static_cast<std::uint32_t>(units.size());
+    const auto count = static_cast<std::uint32_t>(units.size() / 2);
     for (int i = 0; i < 4; ++i)
         bytes.push_back(static_cast<char>((count >> (8 * i)) & 0xFF));
-    for (char16_t unit : units) {
-        bytes.push_back(static_cast<char>(unit & 0xFF));
-        bytes.push_back(static_cast<char>(unit >> 8));
-    }
-    return bytes;
+    return bytes + units;
 }
 
 // Reads n bytes at the current position into out, which is emptied first and given room for

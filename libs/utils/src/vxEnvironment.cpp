@@ -1,5 +1,6 @@
 #include "vxEnvironment.h"
 #include "vxConfigSet.h"
+#include "platform/console.h"
 #include "platform/environment.h"
 #include "platform/identity.h"
 #include "platform/threads.h"
@@ -67,6 +68,17 @@ void sleep(unsigned int ms) {
         platform::yieldThread();
     else
         platform::sleepMilliseconds(ms);
+}
+
+std::vector<string> programArguments(int argc, char** argv) {
+    std::vector<string> arguments;
+    for (std::wstring& argument : platform::programArguments(argc, argv))
+        arguments.emplace_back(std::move(argument));
+    return arguments;
+}
+
+bool isTerminal(int stream) {
+    return platform::isTerminal(stream);
 }
 
 } // namespace vx

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <type_traits>
 #include <cwchar>
 #include <string>
 #include <vector>
@@ -291,7 +292,9 @@ void putCharacter(sink& out, const conversionSpec& spec, va_list* args) {
         const auto byte = static_cast<unsigned char>(va_arg(*args, int));
         c = byte < 0x80 ? static_cast<wchar_t>(byte) : unicode::replacementCharacter;
     } else {
-        c = static_cast<wchar_t>(va_arg(*args, std::wint_t));
+        // A wint_t narrower than int (16-bit wide characters) arrives promoted to int.
+        using promotedWint = std::conditional_t<(sizeof(std::wint_t) < sizeof(int)), int, std::wint_t>;
+        c = static_cast<wchar_t>(va_arg(*args, promotedWint));
     }
     putPadded(out, spec, &c, 1);
 }

@@ -5,6 +5,7 @@
 #include "vxUnicode.h"
 
 #include <algorithm>
+#include <cstring>
 #include <cwchar>
 #include <cwctype>
 
@@ -314,8 +315,39 @@ string string::makeMBCS(const base& s) {
     return string(platform::activeCodePageToWide(narrow.data(), narrow.size()));
 }
 
+namespace {
+
+// Narrow text in the encoding of the C locale's LC_CTYPE to wide text, as mbstowcs does. A byte
+// that does not start a valid character is taken as the character of the same value.
+std::wstring localeMultiByteToWide(const char* text) {
+    std::wstring out;
+    if (!text)
+        return out;
+    const std::size_t length = std::strlen(text);
+    out.reserve(length);
+    std::mbstate_t state{};
+    std::size_t i = 0;
+    while (i < length) {
+        wchar_t c = 0;
+        const std::size_t n = std::mbrtowc(&c, text + i, length - i, &state);
+        if (n == static_cast<std::size_t>(-1) || n == static_cast<std::size_t>(-2) || n == 0) {
+            // Not a character of the locale's encoding (or cut off at the end): the byte stands
+            // for the character of its own value, as in the C locale of Windows.
+            out.push_back(static_cast<wchar_t>(static_cast<unsigned char>(text[i])));
+            state = std::mbstate_t{};
+            ++i;
+            continue;
+        }
+        out.push_back(c);
+        i += n;
+    }
+    return out;
+}
+
+} // namespace
+
 string string::fromMBCtoWC(const char* s) {
-    return string(platform::localeMultiByteToWide(s));
+    return string(localeMultiByteToWide(s));
 }
 
 const string& string::emptyString() {

@@ -1,6 +1,6 @@
 #include "vxTypeConversion.h"
 
-#include "platform/locale.h"
+#include "platform/numericLocale.h"
 #include "platform/text.h"
 #include "vxAssert.h"
 #include "vxCrc32.h"

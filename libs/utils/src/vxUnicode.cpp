@@ -31,15 +31,44 @@ leadInfo infoOf(unsigned char lead) {
 
 } // namespace
 
+char32_t nextCodePoint(const wchar_t* text, std::size_t length, std::size_t& i) {
+    const std::uint32_t unit = static_cast<std::uint32_t>(text[i++]);
+    if (kWideIsUtf16) {
+        const std::uint32_t u = unit & 0xFFFF;
+        if (u < 0xD800 || u > 0xDFFF)
+            return u;
+        if (u <= 0xDBFF && i < length) {
+            const std::uint32_t low = static_cast<std::uint32_t>(text[i]) & 0xFFFF;
+            if (low >= 0xDC00 && low <= 0xDFFF) {
+                ++i;
+                return 0x10000 + ((u - 0xD800) << 10) + (low - 0xDC00);
+            }
+        }
+        return replacementCharacter;
+    }
+    return isCharacter(unit) ? unit : replacementCharacter;
+}
+
+void appendCodePoint(std::wstring& out, char32_t c) {
+    if (!isCharacter(c))
+        c = replacementCharacter;
+    if (kWideIsUtf16 && c >= 0x10000) {
+        out.push_back(static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10)));
+        out.push_back(static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
+    } else {
+        out.push_back(static_cast<wchar_t>(c));
+    }
+}
+
 void appendUtf8(std::string& out, const wchar_t* text, std::size_t length) {
     out.reserve(out.size() + length);
-    for (std::size_t i = 0; i < length; ++i) {
-        std::uint32_t c = static_cast<std::uint32_t>(text[i]);
-        if (!isCharacter(c))
-            c = replacementCharacter;
-        if (c < 0x80) {
-            out.push_back(static_cast<char>(c));
-        } else if (c < 0x800) {
+    for (std::size_t i = 0; i < length;) {
+        if (static_cast<std::uint32_t>(text[i]) < 0x80) { // the common case first
+            out.push_back(static_cast<char>(text[i++]));
+            continue;
+        }
+        const std::uint32_t c = nextCodePoint(text, length, i);
+        if (c < 0x800) {
             out.push_back(static_cast<char>(0xC0 | (c >> 6)));
             out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
         } else if (c < 0x10000) {
@@ -51,6 +80,23 @@ void appendUtf8(std::string& out, const wchar_t* text, std::size_t length) {
             out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
             out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
             out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+        }
+    }
+}
+
+void appendUtf16Le(std::string& out, const wchar_t* text, std::size_t length) {
+    out.reserve(out.size() + 2 * length);
+    const auto unit = [&out](std::uint32_t u) {
+        out.push_back(static_cast<char>(u & 0xFF));
+        out.push_back(static_cast<char>(u >> 8));
+    };
+    for (std::size_t i = 0; i < length;) {
+        const std::uint32_t c = nextCodePoint(text, length, i);
+        if (c >= 0x10000) {
+            unit(0xD800 + ((c - 0x10000) >> 10));
+            unit(0xDC00 + ((c - 0x10000) & 0x3FF));
+        } else {
+            unit(c);
         }
     }
 }
@@ -91,14 +137,10 @@ void appendFromUtf8(std::wstring& out, const char* text, std::size_t length) {
             ++taken;
         }
         // A broken sequence is replaced as a whole, and decoding resumes at the byte that broke it.
-        out.push_back(complete ? static_cast<wchar_t>(c) : replacementCharacter);
+        appendCodePoint(out, complete ? c : replacementCharacter);
         i += taken;
     }
 }
-
-} // namespace vx::unicode
-
-namespace vx::unicode {
 
 void appendFromUtf16Le(std::wstring& out, const unsigned char* bytes, std::size_t length) {
     out.reserve(out.size() + length / 2 + 1);
@@ -111,7 +153,7 @@ void appendFromUtf16Le(std::wstring& out, const unsigned char* bytes, std::size_
         if (unit < 0xD800 || unit > 0xDFFF) {
             out.push_back(static_cast<wchar_t>(unit));
         } else if (unit <= 0xDBFF && i + 1 < units && unitAt(i + 1) >= 0xDC00 && unitAt(i + 1) <= 0xDFFF) {
-            out.push_back(static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (unitAt(i + 1) - 0xDC00)));
+            appendCodePoint(out, 0x10000 + ((unit - 0xD800) << 10) + (unitAt(i + 1) - 0xDC00));
             ++i;
         } else {
             out.push_back(replacementCharacter);

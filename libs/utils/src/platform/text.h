@@ -12,8 +12,4 @@ namespace vx::platform {
 std::string wideToActiveCodePage(const wchar_t* text, std::size_t length);
 std::wstring activeCodePageToWide(const char* text, std::size_t length);
 
-// Narrow text in the encoding of the C locale's LC_CTYPE to wide text, as mbstowcs does. A byte
-// that does not start a valid character is taken as the character of the same value.
-std::wstring localeMultiByteToWide(const char* text);
-
 } // namespace vx::platform

@@ -1,6 +1,6 @@
 // Numeric locale services on POSIX systems: per-thread locales (newlocale/uselocale) and the
 // radix character of the user's locale.
-#include "platform/locale.h"
+#include "platform/numericLocale.h"
 #include "platform/text.h"
 
 #include <clocale>

@@ -1,0 +1,66 @@
+// Text conversions on Windows: the active code page through the system's converters.
+#include "platform/text.h"
+#include "vxUnicode.h"
+
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+#include <climits>
+
+namespace vx::platform {
+
+namespace {
+
+// The converters take int lengths: longer text goes in pieces that never split a pair.
+constexpr std::size_t kPiece = INT_MAX / 4;
+
+} // namespace
+
+std::string wideToActiveCodePage(const wchar_t* text, std::size_t length) {
+    std::string out;
+    const UINT codePage = GetACP();
+    if (codePage == CP_UTF8) {
+        unicode::appendUtf8(out, text, length);
+        return out;
+    }
+    while (length > 0) {
+        std::size_t n = length < kPiece ? length : kPiece;
+        if (n < length && text[n - 1] >= 0xD800 && text[n - 1] <= 0xDBFF)
+            --n;
+        const int size = WideCharToMultiByte(codePage, 0, text, static_cast<int>(n), nullptr, 0, nullptr, nullptr);
+        if (size > 0) {
+            const std::size_t at = out.size();
+            out.resize(at + static_cast<std::size_t>(size));
+            WideCharToMultiByte(codePage, 0, text, static_cast<int>(n), &out[at], size, nullptr, nullptr);
+        }
+        text += n;
+        length -= n;
+    }
+    return out;
+}
+
+std::wstring activeCodePageToWide(const char* text, std::size_t length) {
+    std::wstring out;
+    const UINT codePage = GetACP();
+    if (codePage == CP_UTF8) {
+        unicode::appendFromUtf8(out, text, length);
+        return out;
+    }
+    while (length > 0) {
+        // Single- and double-byte code pages: a piece ends before a lead byte that would be cut.
+        std::size_t n = length < kPiece ? length : kPiece;
+        if (n < length && IsDBCSLeadByteEx(codePage, static_cast<BYTE>(text[n - 1])))
+            --n;
+        const int size = MultiByteToWideChar(codePage, 0, text, static_cast<int>(n), nullptr, 0);
+        if (size > 0) {
+            const std::size_t at = out.size();
+            out.resize(at + static_cast<std::size_t>(size));
+            MultiByteToWideChar(codePage, 0, text, static_cast<int>(n), &out[at], size);
+        }
+        text += n;
+        length -= n;
+    }
+    return out;
+}
+
+} // namespace vx::platform

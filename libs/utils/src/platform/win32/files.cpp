@@ -64,6 +64,14 @@ bool fileHandle::open(const std::wstring& path, openMode mode) {
         access = FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE;
         disposition = OPEN_ALWAYS;
     }
+    // The read-only attribute is honoured for every user, as Windows does: a system that lets a
+    // privileged user write anyway (Wine run by the superuser) is not asked.
+    const DWORD attributes = ::GetFileAttributesW(native.c_str());
+    if (mode != openRead && attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) &&
+        !(attributes & FILE_ATTRIBUTE_DIRECTORY)) {
+        ::SetLastError(ERROR_ACCESS_DENIED);
+        return false;
+    }
     const HANDLE handle =
         ::CreateFileW(native.c_str(), access, win32::kShareAll, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (handle == INVALID_HANDLE_VALUE)

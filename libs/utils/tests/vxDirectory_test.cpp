@@ -14,6 +14,17 @@
 #include <sys/stat.h>
 #include <vector>
 
+#ifdef _WIN32
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#include <shlobj.h>
+#endif
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -38,6 +49,32 @@ struct tempTree : vxtest::tempDir {
     }
 };
 
+// Names as this system keeps them: Windows drops a trailing dot, so "abc." is "abc".
+names asKept(names list) {
+#ifdef _WIN32
+    std::replace(list.begin(), list.end(), std::string("abc."), std::string("abc"));
+#endif
+    return list;
+}
+
+// The names of the sample tree below on this system. Names on Windows ignore case: of the twins
+// "A.txt" and "a.txt", "Sub" and "sub" only the one made first is there, and holds both contents.
+names inSampleTree(const names& list) {
+#ifdef _WIN32
+    names out;
+    for (std::string name : list) {
+        if (name == "a.txt" || name == "sub/")
+            continue;
+        if (name.compare(0, 4, "sub/") == 0)
+            name.replace(0, 4, "Sub/");
+        out.push_back(name);
+    }
+    return out;
+#else
+    return list;
+#endif
+}
+
 const vx::fsEntry& current(const vx::fsEntry& it) { return it; }
 const vx::fsEntry& current(const recursiveFileIterator& it) { return static_cast<const file&>(it); }
 
@@ -59,6 +96,17 @@ texts listAll(const directory& base, bool recursive = true, const wchar_t* filte
     texts out;
     base.listAllFiles(out, recursive, filter, mask);
     return out;
+}
+
+// An entry that is neither a file nor a directory to the find functions: a FIFO on POSIX
+// systems, a file with the system attribute on Windows.
+void makeSystemEntry(const tempTree& root, const std::string& name) {
+#ifdef _WIN32
+    root.makeFile(name);
+    ASSERT_TRUE(::SetFileAttributesW(fs::path(root / name).c_str(), FILE_ATTRIBUTE_SYSTEM));
+#else
+    ASSERT_EQ(::mkfifo((root / name).c_str(), 0644), 0);
+#endif
 }
 
 // Three levels with hidden entries, a read-only file and names that differ only by case.
@@ -92,7 +140,8 @@ TEST(directoryFilter, followsTheFindFunctions) {
         {L"", {}}, {nullptr, {}},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(all(root, fileIterator(root.dir(), row.filter, 0)), row.files) << (row.filter ? row.filter : L"-");
+        EXPECT_EQ(all(root, fileIterator(root.dir(), row.filter, 0)), asKept(row.files))
+            << (row.filter ? row.filter : L"-");
     EXPECT_EQ(root.dir().numberOfFiles(L"*.txt", 0), 3u);
     EXPECT_EQ(root.dir().numberOfFiles(nullptr, 0), 0u);
 
@@ -115,7 +164,7 @@ TEST(directoryIteration, eachIteratorInItsOrder) {
         {root, L"*.*", vx::DI_SUBDIR, {}},
     };
     for (const auto& row : dirRows)
-        EXPECT_EQ(all(tree, directoryIterator(row.base, row.filter, row.mask)), row.expected) << row.mask;
+        EXPECT_EQ(all(tree, directoryIterator(row.base, row.filter, row.mask)), inSampleTree(row.expected)) << row.mask;
 
     const names files{".hid.txt", "A.txt", "a.txt", "b.txt", "ro.txt"};
     const struct { int mask; names expected; } fileRows[] = {
@@ -123,7 +172,7 @@ TEST(directoryIteration, eachIteratorInItsOrder) {
         {vx::DI_RDONLY, {".hid.txt", "A.txt", "a.txt", "b.txt"}}, {vx::DI_ARCH, {}}, {vx::DI_SYSTEM, files},
     };
     for (const auto& row : fileRows)
-        EXPECT_EQ(all(tree, fileIterator(root, L"*.*", row.mask)), row.expected) << row.mask;
+        EXPECT_EQ(all(tree, fileIterator(root, L"*.*", row.mask)), inSampleTree(row.expected)) << row.mask;
 
     const struct { const wchar_t* fileFilter; int fileMask; const wchar_t* dirFilter; int dirMask; names expected; }
         walkRows[] = {
@@ -138,7 +187,8 @@ TEST(directoryIteration, eachIteratorInItsOrder) {
             {L"nothing", 0, L"*.*", 0, {}},
         };
     for (const auto& row : walkRows)
-        EXPECT_EQ(walk(tree, root, row.fileFilter, row.fileMask, row.dirFilter, row.dirMask), row.expected)
+        EXPECT_EQ(walk(tree, root, row.fileFilter, row.fileMask, row.dirFilter, row.dirMask),
+                  inSampleTree(row.expected))
             << row.fileFilter << L" " << row.dirFilter;
 
     // Attributes of the current entry come with it.
@@ -172,16 +222,23 @@ TEST(directoryIteration, listAllFilesPutsALevelsFilesFirstAndAgreesWithTheWalk) 
             fromWalk.insert(text.lower());
         }
         EXPECT_EQ(std::multiset<vx::string>(listed.begin(), listed.end()), fromWalk) << mask;
-        EXPECT_EQ(listed.size(), mask == 0 ? 9u : 8u);
+        EXPECT_EQ(listed.size(), inSampleTree({"a.txt"}).size() + (mask == 0 ? 8u : 7u));
     }
-    EXPECT_EQ(listAll(tree.dir("Sub"), false), texts{L".\\x.txt"}); // only this level without recursion
+    // Only this level without recursion.
+#ifdef _WIN32
+    EXPECT_EQ(listAll(tree.dir("Sub"), false), (texts{L".\\x.txt", L".\\z.txt"}));
+#else
+    EXPECT_EQ(listAll(tree.dir("Sub"), false), texts{L".\\x.txt"});
+#endif
 }
 
 // --- creating, removing, clearing: special entries stay, and so does what leads to them -------------
 
 TEST(directoryTree, createMakesEveryLevelOnlyWhenAsked) {
     tempTree root;
+#ifndef _WIN32
     vxtest::scopedEnvironment drives("VX_DRIVES", "Q=" + root.path() + "/missing-root");
+#endif
     EXPECT_FALSE(root.dir("a/b/c").create(false));
     EXPECT_FALSE(root.has("a"));
     EXPECT_TRUE(root.dir("a/b/c").create(true));
@@ -195,7 +252,9 @@ TEST(directoryTree, createMakesEveryLevelOnlyWhenAsked) {
     percent.assignText(root.dir().fullName() + L"%HOME%\\x\\");
     EXPECT_TRUE(directory(percent).create(true));
     EXPECT_TRUE(fs::is_directory(root / "%HOME%/x"));
+#ifndef _WIN32
     EXPECT_FALSE(directory(vx::string(L"Q:\\x\\y\\")).create(true)); // a missing drive root ends it
+#endif
     EXPECT_FALSE(directory(vx::string(L"R:\\x\\")).create(true));    // so does an unknown drive
     EXPECT_FALSE(directory(vx::string(L"\\\\server\\share\\x\\")).create(true));
 }
@@ -207,7 +266,7 @@ TEST(directoryTree, removeLeavesReadOnlyHiddenAndSystemEntries) {
             root.makeFile(f);
         const std::string special = std::string("t/") + kept;
         if (special == "t/a/b/pipe")
-            ASSERT_EQ(::mkfifo((root / special).c_str(), 0644), 0);
+            makeSystemEntry(root, special);
         else if (*kept)
             root.makeFile(special, "x", special == "t/a/b/ro.txt" ? 0444 : 0644);
         EXPECT_EQ(root.dir("t").remove(true), !*kept) << kept;
@@ -235,11 +294,14 @@ TEST(directoryTree, removeWithoutRecursionAndClear) {
     EXPECT_FALSE(root.dir("missing").remove(true));
     EXPECT_FALSE(directory().remove(true));
 
-    // A read-only directory is not removed, even when empty.
+#ifndef _WIN32
+    // A read-only directory is not removed, even when empty. (Wine cannot make a directory
+    // read-only, so this runs where the attribute is the owner's write bit.)
     root.makeDirs("locked");
     ::chmod((root / "locked").c_str(), 0555);
     EXPECT_FALSE(root.dir("locked").remove(true));
     EXPECT_TRUE(root.has("locked"));
+#endif
 }
 
 TEST(directoryTree, isEmptyRenameAndReadOnlyFiles) {
@@ -249,7 +311,7 @@ TEST(directoryTree, isEmptyRenameAndReadOnlyFiles) {
     root.makeDirs("sub/s");
     root.makeDirs("none");
     root.makeDirs("system");
-    ASSERT_EQ(::mkfifo((root / "system/fifo").c_str(), 0644), 0);
+    makeSystemEntry(root, "system/fifo");
     // isEmpty overlooks hidden and system entries.
     for (const auto& [name, empty] : std::vector<std::pair<const char*, bool>>{
              {"hidden", true}, {"system", true}, {"file", false}, {"sub", false}, {"none", true}, {"missing", true}})
@@ -297,11 +359,11 @@ TEST(directoryName, makeCurrentChangesTheCurrentDirectoryOnlyOnSuccess) {
     EXPECT_TRUE(root.dir().isCurrent());
     EXPECT_FALSE(root.dir("here").isCurrent());
     EXPECT_TRUE(root.dir("HERE").makeCurrent()); // found whatever its case
-    EXPECT_EQ(fs::current_path(), fs::path(root / "here"));
+    EXPECT_TRUE(fs::equivalent(fs::current_path(), root / "here"));
     EXPECT_TRUE(root.dir("here").isCurrent());
     for (const directory& bad : {root.dir("missing"), root.dir("plain"), directory(), directory(vx::string(L"R:\\"))}) {
         EXPECT_FALSE(bad.makeCurrent()) << vxtest::show(bad.fullName());
-        EXPECT_EQ(fs::current_path(), fs::path(root / "here"));
+        EXPECT_TRUE(fs::equivalent(fs::current_path(), root / "here"));
     }
 }
 
@@ -328,6 +390,7 @@ TEST(directoryName, diskSpaceSaturatesAt32Bits) {
     EXPECT_FALSE(root.dir().getDiskSpace(directory::dsTotal, directory::dsBytes, nullptr));
 }
 
+#ifndef _WIN32
 TEST(directoryName, wellKnownFolders) {
     tempTree root;
     vxtest::scopedEnvironment env("HOME", root.path());
@@ -372,6 +435,29 @@ TEST(directoryName, wellKnownFolders) {
     EXPECT_EQ(directory::userAppdataDir(L"app", false).fullName(), home + L"cfg\\app\\");
 }
 
+#else
+
+TEST(directoryName, wellKnownFoldersAreTheSystemsFolders) {
+    const auto folder = [](int csidl) {
+        wchar_t buffer[MAX_PATH + 1] = {};
+        EXPECT_TRUE(SUCCEEDED(::SHGetFolderPathW(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, buffer))) << csidl;
+        return directory(vx::string(buffer)).fullName();
+    };
+    const std::pair<directory, vx::string> rows[] = {
+        {directory::userHomeDir(), folder(CSIDL_PERSONAL)},
+        {directory::userDocumentsDir(false), folder(CSIDL_PERSONAL)},
+        {directory::desktopDir(false), folder(CSIDL_DESKTOPDIRECTORY)},
+        {directory::commonDocumentsDir(false), folder(CSIDL_COMMON_DOCUMENTS)},
+        {directory::userAppdataDir(nullptr, false), folder(CSIDL_APPDATA)},
+        {directory::userLocalAppdataDir(L"vx\\app", false), folder(CSIDL_LOCAL_APPDATA) + L"vx\\app\\"},
+        {directory::allUserAppdataDir(L"vx", false), folder(CSIDL_COMMON_APPDATA) + L"vx\\"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(row.first.fullName(), row.second);
+}
+
+#endif
+
 // --- temporary directories: thread entry, override, TMP, TEMP, TMPDIR; per thread; always new ------
 
 TEST(temporaryDirectory, orderOfPreference) {
@@ -380,22 +466,31 @@ TEST(temporaryDirectory, orderOfPreference) {
         root.makeDirs(name);
     vxtest::scopedEnvironment env("TMP", root.windowsForm("tmp").getMBCS());
     env.set("TEMP", root.windowsForm("temp").getMBCS());
+#ifndef _WIN32
     env.set("TMPDIR", root / "tmpdir");
+#endif
     EXPECT_EQ(directory::systemTempDir(), root.dir("tmp"));
     env.set("TMP", "");
     EXPECT_EQ(directory::systemTempDir(), root.dir("temp"));
     env.set("TEMP", nullptr);
+#ifdef _WIN32
+    // After TMP and TEMP the system's own answer.
+    wchar_t buffer[MAX_PATH + 2];
+    const vx::string fallback = directory(vx::string(buffer, ::GetTempPathW(MAX_PATH + 2, buffer))).fullName();
+#else
     EXPECT_EQ(directory::systemTempDir(), root.dir("tmpdir"));
     env.set("TMPDIR", "relative");
-    EXPECT_EQ(directory::systemTempDir().fullName(), L"C:\\tmp\\");
+    const vx::string fallback = L"C:\\tmp\\";
+#endif
+    EXPECT_EQ(directory::systemTempDir().fullName(), fallback);
 
     // The override counts only while it exists; a missing one is not even taken.
     directory::overwriteSystemTempDir(root.dir("missing"));
-    EXPECT_EQ(directory::systemTempDir().fullName(), L"C:\\tmp\\");
+    EXPECT_EQ(directory::systemTempDir().fullName(), fallback);
     directory::overwriteSystemTempDir(root.dir("override"));
     EXPECT_EQ(directory::systemTempDir(), root.dir("override"));
     fs::remove(root / "override");
-    EXPECT_EQ(directory::systemTempDir().fullName(), L"C:\\tmp\\");
+    EXPECT_EQ(directory::systemTempDir().fullName(), fallback);
 
     // The thread's own entry comes first; an empty directory takes it away.
     const unsigned long self = vx::getCurrentThreadId();
@@ -406,7 +501,7 @@ TEST(temporaryDirectory, orderOfPreference) {
     directory::setThreadTempDir(self + 1, directory());
     EXPECT_EQ(directory::systemTempDir(), root.dir("temp"));
     directory::setThreadTempDir(self, directory());
-    EXPECT_EQ(directory::systemTempDir().fullName(), L"C:\\tmp\\");
+    EXPECT_EQ(directory::systemTempDir().fullName(), fallback);
 }
 
 TEST(temporaryDirectory, eachThreadKeepsItsOwn) {
@@ -444,6 +539,7 @@ TEST(temporaryDirectory, randomDirectoriesAreNew) {
     for (const vx::string& name : made)
         EXPECT_TRUE(directory(name).exists());
 
+#ifndef _WIN32
     // Where nothing may be made, the name is given, but nothing is made.
     root.makeDirs("locked");
     ::chmod((root / "locked").c_str(), 0555);
@@ -453,6 +549,7 @@ TEST(temporaryDirectory, randomDirectoriesAreNew) {
         return !refused.fullName().empty() && !refused.exists() &&
                refused.entryName().path(0) == root.dir("locked").fullName();
     });
+#endif
 }
 
 // --- bad input: missing bases, vanishing entries, unreadable and deep trees, link loops -----------
@@ -503,6 +600,8 @@ TEST(directoryBadInput, entriesThatVanishDuringAWalkAreSkipped) {
     EXPECT_EQ(all(root, walker), names{});
 }
 
+#ifndef _WIN32
+// Windows has no unreadable directories the find functions would pass over.
 TEST(directoryBadInput, unreadableSubDirectoriesAreSkipped) {
     tempTree root;
     for (const char* f : {"a/x.txt", "b/secret.txt", "c/z.txt"})
@@ -514,8 +613,14 @@ TEST(directoryBadInput, unreadableSubDirectoriesAreSkipped) {
     });
 }
 
+#endif
+
 TEST(directoryBadInput, deepTreesAreWalkedWholeAndLeaveNoDescriptorOpen) {
+#ifdef _WIN32
+    const auto openDescriptors = [] { return 0; }; // the find handle closes once the names are read
+#else
     const auto openDescriptors = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+#endif
     tempTree root;
     // Deeper than the number of levels that keep a descriptor, so the deepest are read by path.
     std::string path = "t";
@@ -528,7 +633,9 @@ TEST(directoryBadInput, deepTreesAreWalkedWholeAndLeaveNoDescriptorOpen) {
     const auto before = openDescriptors();
     {
         recursiveFileIterator walker(root.dir("t"), L"f*", 0, L"*.*", 0);
+#ifndef _WIN32
         EXPECT_GT(openDescriptors(), before); // the levels above the current file are open
+#endif
         EXPECT_EQ(all(root, walker), expected);
         directoryIterator unfinished(root.dir("t"), L"*.*", 0);
         fileIterator another(root.dir("t/d"), L"*.*", 0);
@@ -540,6 +647,8 @@ TEST(directoryBadInput, deepTreesAreWalkedWholeAndLeaveNoDescriptorOpen) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
+#ifndef _WIN32
+// Symbolic links need a privilege on Windows that tests do not have.
 TEST(directoryBadInput, linkLoopsEndAndLinksAreNotEntered) {
     tempTree root;
     root.makeFile("t/a/x.txt");
@@ -569,5 +678,7 @@ TEST(directoryBadInput, linkLoopsEndAndLinksAreNotEntered) {
     EXPECT_TRUE(root.dir("t").remove(true));
     EXPECT_FALSE(root.has("t"));
 }
+
+#endif
 
 } // namespace

@@ -9,6 +9,18 @@
 #include <string>
 #include <type_traits>
 
+#ifdef _WIN32
+#include <filesystem>
+#include <fstream>
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#endif
+
 using vx::fsEntry;
 using vx::fsEntryName;
 using vx::string;
@@ -78,6 +90,7 @@ TEST(fsEntryConstruction, assignmentKeepsADirectorysDelimiter) {
     EXPECT_EQ(dir.fullName(), L"");
 }
 
+#ifndef _WIN32
 // --- the system's view: existence, native path and remote drives, on drive Q ----------------------
 
 class fsEntryOnQ : public ::testing::Test {
@@ -127,6 +140,56 @@ TEST_F(fsEntryOnQ, sharesAreRemoteAndLocalDrivesAreNot) {
     for (const auto& c : cases)
         EXPECT_EQ(entry(raw(c.name), L"", false).isRemote(), c.remote) << c.name;
 }
+
+#else
+
+// --- the system's view on Windows: real drives, native paths in UTF-16 --------------------------
+
+class fsEntryOnWindows : public ::testing::Test {
+protected:
+    fsEntryOnWindows() {
+        mPath = std::filesystem::temp_directory_path() / (L"vxFsEntry." + std::to_wstring(::GetCurrentProcessId()));
+        std::filesystem::create_directories(mPath / L"Data");
+        std::ofstream(mPath / L"f") << "x";
+        mWin = mPath.wstring();
+    }
+    ~fsEntryOnWindows() override {
+        std::error_code ignored;
+        std::filesystem::remove_all(mPath, ignored);
+    }
+    std::filesystem::path mPath;
+    string mWin;
+};
+
+TEST_F(fsEntryOnWindows, existsNativePathAndRemote) {
+    const struct { const wchar_t* name; bool isDirectory, exists; } cases[] = {
+        {L"", true, true}, {L"f", false, true}, {L"F", false, true}, {L"data", true, true}, {L"missing", false, false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(entry(mWin, c.name, c.isDirectory).exists(), c.exists) << c.name;
+
+    // The native path is the text with "." and ".." resolved and every '/' a backslash; a drive that
+    // does not exist and a null character give none.
+    vx::nativePathText native;
+    EXPECT_TRUE(entry(raw((mWin + L"/x/../Data/./New File.txt").c_str()), L"", false).nativePath(native));
+    EXPECT_EQ(native, mWin + L"\\Data\\New File.txt");
+    DWORD drives = ::GetLogicalDrives();
+    wchar_t missing = 0;
+    for (wchar_t letter = L'Z'; letter >= L'D' && !missing; --letter)
+        if (!(drives & (1u << (letter - L'A'))))
+            missing = letter;
+    ASSERT_NE(missing, 0);
+    native = L"unchanged";
+    EXPECT_FALSE(entry(raw((string(missing) + L":\\x").c_str()), L"", false).nativePath(native));
+    EXPECT_FALSE(entry(fsEntryName(string(L"C:\\a\0b", 6)), L"", false).nativePath(native));
+    EXPECT_EQ(native, L"unchanged");
+
+    EXPECT_TRUE(entry(raw(L"\\\\server\\share\\x"), L"", false).isRemote());
+    EXPECT_FALSE(entry(raw(mWin.c_str()), L"", false).isRemote()); // a local disk
+    EXPECT_FALSE(entry(raw((string(missing) + L":\\x").c_str()), L"", false).isRemote());
+}
+
+#endif
 
 // --- parts: the drive upper-cased, the directory with its delimiter -------------------------------
 

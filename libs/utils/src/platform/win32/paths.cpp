@@ -45,7 +45,8 @@ bool makeAbsolute(const std::wstring& text, std::wstring& absolute) {
     if (!currentDirectory(current))
         return false;
     if (driveQualified) {
-        const bool onCurrent = current.size() >= 2 && current[1] == L':' && upperLetter(current[0]) == upperLetter(text[0]);
+        const bool onCurrent =
+            current.size() >= 2 && current[1] == L':' && upperLetter(current[0]) == upperLetter(text[0]);
         absolute = (onCurrent ? current : std::wstring{text[0], L':'}) + L"\\" + text.substr(2);
     } else if (isDelimiter(text[0])) {
         std::size_t rootLength = 2; // "X:"

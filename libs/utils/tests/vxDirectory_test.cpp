@@ -615,6 +615,23 @@ TEST(directoryBadInput, unreadableSubDirectoriesAreSkipped) {
 
 #endif
 
+// Windows limits classic paths to 260 characters; the library's paths go beyond.
+TEST(directoryBadInput, pathsLongerThanTheClassicLimitWork) {
+    tempTree root;
+    std::string deep = "long";
+    for (int level = 0; level < 12; ++level)
+        deep += "/" + std::string(30, static_cast<char>('a' + level));
+    const directory d = root.dir(deep);
+    ASSERT_GT(d.fullName().size(), 300u);
+    EXPECT_TRUE(d.create(true) && d.exists());
+    const file f(d.fullName(), vx::string(L"x.txt"));
+    EXPECT_TRUE(f.create(file::accessReadWrite) && f.exists());
+    EXPECT_TRUE(f.copy(file(d.fullName(), vx::string(L"y.txt")), false));
+    EXPECT_EQ(all(root, fileIterator(d, L"*.txt", 0)), (names{deep + "/x.txt", deep + "/y.txt"}));
+    EXPECT_TRUE(root.dir("long").remove(true));
+    EXPECT_FALSE(root.has("long"));
+}
+
 TEST(directoryBadInput, deepTreesAreWalkedWholeAndLeaveNoDescriptorOpen) {
 #ifdef _WIN32
     const auto openDescriptors = [] { return 0; }; // the find handle closes once the names are read

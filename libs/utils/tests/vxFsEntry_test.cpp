@@ -12,12 +12,6 @@
 #ifdef _WIN32
 #include <filesystem>
 #include <fstream>
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
 #include <windows.h>
 #endif
 

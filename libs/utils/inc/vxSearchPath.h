@@ -55,7 +55,11 @@ public:
     static void fromDollarPath(searchPath& out);
 
     // The separator of PATH on this system.
+#ifdef _WIN32
+    static constexpr wchar_t pathSeparator = L';';
+#else
     static constexpr wchar_t pathSeparator = L':';
+#endif
 
     const std::vector<directory>& directories() const { return mDirectories; }
     std::size_t size() const { return mDirectories.size(); }

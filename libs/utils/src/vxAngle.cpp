@@ -95,4 +95,8 @@ double angle::radiansToDegree() {
     return kRadiansToDegree;
 }
 
+// The constants are defined here once as well, so that the library exports them: on Windows a
+// caller that takes one by reference finds it in the DLL.
+constexpr double angle::kPi;
+
 } // namespace vx

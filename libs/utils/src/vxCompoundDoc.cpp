@@ -426,4 +426,8 @@ bool compoundDocUtils::extractInfo(const vx::file& doc, binaryBuffer& out) {
     return extractBlock(doc, "info", out);
 }
 
+// The constants are defined here once as well, so that the library exports them: on Windows a
+// caller that takes one by reference finds it in the DLL.
+constexpr std::size_t compoundDocWriter::maxNameLength;
+
 } // namespace vx

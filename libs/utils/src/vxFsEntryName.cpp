@@ -348,4 +348,14 @@ string fsEntryName::replaceInvalidChars(const string& text, wchar_t /*replacemen
     return result;
 }
 
+// The constants are defined here once as well, so that the library exports them: on Windows a
+// caller that takes one by reference finds it in the DLL.
+constexpr int fsEntryName::noDrive;
+constexpr int fsEntryName::noExtension;
+constexpr int fsEntryName::firstDot;
+constexpr int fsEntryName::withDrive;
+constexpr int fsEntryName::withPath;
+constexpr int fsEntryName::withName;
+constexpr int fsEntryName::withExtension;
+
 } // namespace vx

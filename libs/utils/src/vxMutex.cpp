@@ -30,4 +30,8 @@ void mutex::release() {
     platform::unlockRecursiveMutex(handleOf(mHandle));
 }
 
+// The constants are defined here once as well, so that the library exports them: on Windows a
+// caller that takes one by reference finds it in the DLL.
+constexpr unsigned int mutex::infinite;
+
 } // namespace vx

@@ -133,4 +133,8 @@ void searchPath::fromDollarPath(searchPath& out) {
         fromString(path, out, pathSeparator);
 }
 
+// The constants are defined here once as well, so that the library exports them: on Windows a
+// caller that takes one by reference finds it in the DLL.
+constexpr wchar_t searchPath::pathSeparator;
+
 } // namespace vx

@@ -6,19 +6,16 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <stdexcept>
 #include <string>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <thread>
 #include <tuple>
-#include <unistd.h>
 #include <vector>
 
 namespace vxtest {
@@ -80,13 +77,27 @@ void runThreads(int n, F f) {
 // For messages: gtest prints a std::wstring, but none of the classes derived from it.
 inline const std::wstring& show(const std::wstring& text) { return text; }
 
-// The Windows form of a native absolute path on the default drive table, where "C:" is "/":
-// "C:" and the path with '\' for '/'. Each byte stands for one character, so keep to ASCII.
+// The Windows form of a native absolute path: on Windows the path itself with '\' for '/';
+// elsewhere, on the default drive table where "C:" is "/", "C:" and the path with '\' for '/'.
+// Each byte stands for one character, so keep to ASCII.
 inline vx::string windowsForm(const std::string& native) {
+#ifdef _WIN32
+    vx::string text;
+#else
     vx::string text = L"C:";
+#endif
     for (const char c : native)
         text += c == '/' ? L'\\' : static_cast<wchar_t>(static_cast<unsigned char>(c));
     return text;
+}
+
+// Gives an entry the permission bits mode (on Windows: read-only unless the owner may write);
+// false when the entry is missing.
+inline bool setMode(const std::string& native, int mode) {
+    std::error_code error;
+    std::filesystem::permissions(native, static_cast<std::filesystem::perms>(mode), std::filesystem::perm_options::replace,
+                                 error);
+    return !error;
 }
 
 // A fresh temporary directory without symbolic links in its path. At the end it is removed with
@@ -95,9 +106,22 @@ inline vx::string windowsForm(const std::string& native) {
 class tempDir {
 public:
     tempDir() {
-        char pattern[] = "/tmp/vxTest.XXXXXX";
-        EXPECT_NE(::mkdtemp(pattern), nullptr);
-        mPath = std::filesystem::canonical(pattern).string();
+        namespace fs = std::filesystem;
+#ifdef _WIN32
+        const fs::path base = fs::temp_directory_path();
+#else
+        const fs::path base = "/tmp"; // the system's own, whatever TMPDIR says
+#endif
+        static std::atomic<unsigned> serial{0};
+        const auto tick = static_cast<unsigned long long>(std::chrono::steady_clock::now().time_since_epoch().count());
+        for (int attempt = 0; attempt < 100 && mPath.empty(); ++attempt) {
+            const fs::path candidate = base / ("vxTest." + std::to_string(tick % 1000000007ULL) + "." +
+                                               std::to_string(serial++));
+            std::error_code error;
+            if (fs::create_directory(candidate, error))
+                mPath = fs::canonical(candidate).generic_string();
+        }
+        EXPECT_FALSE(mPath.empty()) << "no temporary directory";
     }
     ~tempDir() {
         namespace fs = std::filesystem;
@@ -117,38 +141,46 @@ public:
     vx::string windowsForm(const std::string& name = "") const { return vxtest::windowsForm(*this / name); }
 
     void makeDirs(const std::string& name) const { std::filesystem::create_directories(*this / name); }
-    // Writes a file, with its missing parents, and then gives it the permission bits mode.
-    void makeFile(const std::string& name, const std::string& bytes = "x", mode_t mode = 0644) const {
-        const std::string native = *this / name;
-        std::filesystem::create_directories(std::filesystem::path(native).parent_path());
-        ::chmod(native.c_str(), 0600);
-        const int fd = ::open(native.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        ASSERT_GE(fd, 0) << native;
-        EXPECT_EQ(::write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-        ::close(fd);
-        ::chmod(native.c_str(), mode);
+    // Writes a file, with its missing parents, and then gives it the permission bits mode (on
+    // Windows: read-only unless the owner may write).
+    void makeFile(const std::string& name, const std::string& bytes = "x", int mode = 0644) const {
+        namespace fs = std::filesystem;
+        const fs::path native = *this / name;
+        std::error_code ignored;
+        fs::create_directories(native.parent_path(), ignored);
+        fs::permissions(native, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::add, ignored);
+        {
+            std::ofstream out(native, std::ios::binary | std::ios::trunc);
+            ASSERT_TRUE(out.is_open()) << native;
+            out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+            EXPECT_TRUE(out.good()) << native;
+        }
+        fs::permissions(native, static_cast<fs::perms>(mode), fs::perm_options::replace, ignored);
     }
     // The bytes of a file, or "<missing>" when it cannot be opened.
     std::string read(const std::string& name) const {
-        const int fd = ::open((*this / name).c_str(), O_RDONLY);
-        if (fd < 0)
+        std::ifstream in(std::filesystem::path(*this / name), std::ios::binary);
+        if (!in.is_open())
             return "<missing>";
         std::string bytes;
         char buffer[65536];
-        for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;)
-            bytes.append(buffer, static_cast<std::size_t>(n));
-        ::close(fd);
+        while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
+            bytes.append(buffer, static_cast<std::size_t>(in.gcount()));
         return bytes;
     }
     // Whether the entry is there; a dangling link counts.
     bool has(const std::string& name) const {
-        struct stat info;
-        return ::lstat((*this / name).c_str(), &info) == 0;
+        std::error_code ignored;
+        return std::filesystem::symlink_status(*this / name, ignored).type() != std::filesystem::file_type::not_found;
     }
-    // The permission bits (0777), or -1 when the entry is missing.
+    // The permission bits (0777), or -1 when the entry is missing. On Windows a read-only entry
+    // is 0555 and any other 0777.
     int mode(const std::string& name) const {
-        struct stat info;
-        return ::stat((*this / name).c_str(), &info) == 0 ? static_cast<int>(info.st_mode & 0777) : -1;
+        std::error_code error;
+        const auto status = std::filesystem::status(*this / name, error);
+        if (error || status.type() == std::filesystem::file_type::not_found)
+            return -1;
+        return static_cast<int>(status.permissions() & std::filesystem::perms::all);
     }
     // The number of entries in a directory.
     std::size_t count(const std::string& name = "") const {
@@ -190,7 +222,13 @@ public:
     void set(const char* name, const std::string& value) { set(name, value.c_str()); }
 
 private:
-    static void put(const char* name, const char* value) { value ? ::setenv(name, value, 1) : ::unsetenv(name); }
+    static void put(const char* name, const char* value) {
+#ifdef _WIN32
+        _putenv_s(name, value ? value : ""); // an empty value removes the variable
+#else
+        value ? ::setenv(name, value, 1) : ::unsetenv(name);
+#endif
+    }
     std::vector<std::tuple<std::string, bool, std::string>> mSaved;
 };
 
@@ -198,71 +236,21 @@ private:
 class scopedCurrentDirectory {
 public:
     explicit scopedCurrentDirectory(const std::string& path) : mOld(std::filesystem::current_path()) {
-        EXPECT_EQ(::chdir(path.c_str()), 0) << path;
+        std::error_code error;
+        std::filesystem::current_path(path, error);
+        EXPECT_FALSE(error) << path;
     }
-    ~scopedCurrentDirectory() { EXPECT_EQ(::chdir(mOld.c_str()), 0); }
+    ~scopedCurrentDirectory() {
+        std::error_code error;
+        std::filesystem::current_path(mOld, error);
+        EXPECT_FALSE(error);
+    }
     scopedCurrentDirectory(const scopedCurrentDirectory&) = delete;
     scopedCurrentDirectory& operator=(const scopedCurrentDirectory&) = delete;
 
 private:
     std::filesystem::path mOld;
 };
-
-// Expects check() to answer true for a user without special rights: the calling user, or, for the
-// superuser, who may read and write everything, the user nobody in a child process.
-inline void expectUnprivileged(const std::function<bool()>& check) {
-    if (::geteuid() != 0) {
-        EXPECT_TRUE(check());
-        return;
-    }
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
-            std::_Exit(2);
-        std::_Exit(check() ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
-}
-
-// Runs body in a child process whose files may hold at most fileLimit bytes (0: no limit), as the
-// user nobody when asNobody is set and the tests run as the superuser (who writes anywhere).
-// Answers what the body reported as failed; empty when all went well.
-inline std::string inRestrictedChild(rlim_t fileLimit, bool asNobody,
-                                     const std::function<void(std::string&)>& body) {
-    int channel[2];
-    if (::pipe(channel) != 0)
-        return "no pipe";
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::close(channel[0]);
-        std::string errors;
-        std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit fails with EFBIG instead
-        if (fileLimit > 0) {
-            const rlimit limit{fileLimit, fileLimit};
-            ::setrlimit(RLIMIT_FSIZE, &limit);
-        }
-        if (asNobody && ::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
-            errors = "cannot become nobody";
-        if (errors.empty())
-            body(errors);
-        [[maybe_unused]] const ssize_t n = ::write(channel[1], errors.data(), errors.size());
-        ::_exit(0);
-    }
-    ::close(channel[1]);
-    std::string report;
-    char chunk[256];
-    for (ssize_t n; (n = ::read(channel[0], chunk, sizeof chunk)) > 0;)
-        report.append(chunk, static_cast<std::size_t>(n));
-    ::close(channel[0]);
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        report += " child ended abnormally";
-    return report;
-}
 
 // Adds what to errors unless ok.
 inline void check(std::string& errors, bool ok, const char* what) {
@@ -271,3 +259,16 @@ inline void check(std::string& errors, bool ok, const char* what) {
 }
 
 } // namespace vxtest
+
+#ifdef _WIN32
+namespace vxtest {
+
+// Expects check() to answer true: Windows honours the read-only attribute for every user.
+inline void expectUnprivileged(const std::function<bool()>& check) {
+    EXPECT_TRUE(check());
+}
+
+} // namespace vxtest
+#else
+#include "testSupportPosix.h"
+#endif

@@ -8,9 +8,14 @@
 #include <atomic>
 #include <chrono>
 #include <string>
-#include <sys/syscall.h>
 #include <thread>
-#include <unistd.h>
+#ifdef _WIN32
+#  define WIN32_LEAN_AND_MEAN
+#  include <windows.h>
+#else
+#  include <sys/syscall.h>
+#  include <unistd.h>
+#endif
 
 namespace {
 
@@ -100,17 +105,29 @@ TEST(environment, threadsSetAndReadAtTheSameTime) {
 // --- identity, and a sleep of at least the time asked --------------------------------------------
 
 TEST(environment, identityAndSleep) {
+#ifdef _WIN32
+    EXPECT_EQ(vx::getCurrentProcessId(), static_cast<unsigned long>(GetCurrentProcessId()));
+    EXPECT_EQ(vx::getCurrentThreadId(), static_cast<unsigned long>(GetCurrentThreadId()));
+#else
     EXPECT_EQ(vx::getCurrentProcessId(), static_cast<unsigned long>(::getpid()));
     EXPECT_EQ(vx::getCurrentThreadId(), static_cast<unsigned long>(::syscall(SYS_gettid)));
+#endif
     unsigned long other = 0;
     std::thread([&] { other = vx::getCurrentThreadId(); }).join();
     EXPECT_NE(other, vx::getCurrentThreadId());
 
-    char host[256] = {};
-    ASSERT_EQ(::gethostname(host, sizeof host - 1), 0);
     vx::string name;
     EXPECT_TRUE(vx::getComputerName(name));
+#ifdef _WIN32
+    wchar_t host[MAX_COMPUTERNAME_LENGTH + 1] = {};
+    DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
+    ASSERT_TRUE(GetComputerNameW(host, &size));
+    EXPECT_EQ(name, vx::string(host));
+#else
+    char host[256] = {};
+    ASSERT_EQ(::gethostname(host, sizeof host - 1), 0);
     EXPECT_EQ(name, vx::string(std::wstring(host, host + std::char_traits<char>::length(host))));
+#endif
     name.clear();
     EXPECT_TRUE(vx::getUserName(name));
     EXPECT_FALSE(name.empty());

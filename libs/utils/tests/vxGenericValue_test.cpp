@@ -103,7 +103,9 @@ TEST(GenericValueConversion, ReadsConvertAndRangeFailuresStoreTheLimit) {
     EXPECT_FALSE(genericValue(vx::string(L"abc")).get(untouched));
     EXPECT_EQ(untouched, 9);
     EXPECT_EQ(read<short>(genericValue(40000), false), 32767);
-    EXPECT_EQ(read<vx::string>(genericValue(5000000000L), false), L"2147483647"); // long is 32 bits in text
+    if (sizeof(long) == 8) { // where long is 64 bits, it is still 32 bits wide in text
+        EXPECT_EQ(read<vx::string>(genericValue(static_cast<long>(5000000000LL)), false), L"2147483647");
+    }
 }
 
 TEST(GenericValueConversion, WriteKeepsTheHolderType) {

@@ -237,7 +237,7 @@ TEST(locMessageUnnamed, missedNumberStillCountsAndPlainConversionServes) {
 TEST(locMessageTyped, textsOfTheTypedOverloads) {
     EXPECT_EQ(filled(L"[V]", static_cast<short>(-3), L"V"), L"-3");
     EXPECT_EQ(filled(L"[V]", 123456, L"V"), L"123456");
-    EXPECT_EQ(filled(L"[V]", 5000000000L, L"V"), L"705032704"); // 32 bits wide
+    EXPECT_EQ(filled(L"[V]", static_cast<long>(5000000000LL), L"V"), L"705032704"); // 32 bits wide
     EXPECT_EQ(filled(L"[V]", 2.5, L"V"), L"2.500000");
     EXPECT_EQ(filled(L"[V] [W]", true, L"V"), L"True [W]");
     EXPECT_EQ(filled(L"[V]", false, L"V"), L"False");

@@ -103,7 +103,7 @@ TEST(locStringResolve, typedParametersAndFormats) {
     locString s(L"Id", L"[S] [I] [L] [D] [B] [C] [T] [W] [F%5.2f] [N%03d]");
     s.params().set(static_cast<short>(-2), L"S");
     s.params().set(7, L"I");
-    s.params().set(5000000000L, L"L");
+    s.params().set(static_cast<long>(5000000000LL), L"L"); // cut to 32 bits where long is 64
     s.params().set(2.5, L"D");
     s.params().set(false, L"B");
     s.params().set(L'q', L"C");

@@ -9,18 +9,34 @@
 
 #include <filesystem>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
+#ifdef _WIN32
+#  define WIN32_LEAN_AND_MEAN
+#  include <windows.h>
+#else
+#  include <sys/wait.h>
+#  include <unistd.h>
+#endif
 
 namespace {
 
 using vxtest::windowsForm;
 
+// The path of the running test program, '/' as delimiter.
+std::string executablePath() {
+#ifdef _WIN32
+    wchar_t buffer[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, buffer, MAX_PATH);
+    return std::filesystem::path(buffer).generic_string();
+#else
+    return std::filesystem::read_symlink("/proc/self/exe").string();
+#endif
+}
+
 // Module names are answered in Windows form on the default drive table.
 class moduleLookup : public ::testing::Test {
 protected:
     vxtest::scopedEnvironment mDrives{"VX_DRIVES", nullptr};
-    const std::string mExecutable = std::filesystem::read_symlink("/proc/self/exe").string();
+    const std::string mExecutable = executablePath();
 };
 
 // --- processes: running, ended (a zombie until reaped) and impossible ------------------------------
@@ -29,7 +45,19 @@ TEST(processLookup, runningEndedAndImpossibleProcesses) {
     EXPECT_TRUE(vx::processIsRunning(vx::getCurrentProcessId()));
     EXPECT_FALSE(vx::processIsRunning(0));
     EXPECT_FALSE(vx::processIsRunning(0xFFFFFFFFul));
-
+#ifdef _WIN32
+    // A child that has ended is no longer running, even while its handle keeps it known.
+    wchar_t command[] = L"cmd.exe /c exit 0";
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION child{};
+    ASSERT_TRUE(CreateProcessW(nullptr, command, nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
+                               &startup, &child));
+    EXPECT_EQ(WaitForSingleObject(child.hProcess, 60000), WAIT_OBJECT_0);
+    EXPECT_FALSE(vx::processIsRunning(child.dwProcessId));
+    CloseHandle(child.hThread);
+    CloseHandle(child.hProcess);
+#else
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0)
@@ -45,6 +73,7 @@ TEST(processLookup, runningEndedAndImpossibleProcesses) {
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_FALSE(vx::processIsRunning(static_cast<unsigned long>(child)));
+#endif
 }
 
 // --- modules: the executable, a library by any form of its name, and names that are not loaded -----
@@ -63,15 +92,24 @@ TEST_F(moduleLookup, theExecutableIsTheNullAndTheEmptyName) {
 }
 
 TEST_F(moduleLookup, aLibraryIsFoundByItsNameInEveryForm) {
+#ifdef _WIN32
+    const wchar_t* const fileName = L"\\vxUtils.dll";
+    void* handle = vx::getModuleHandle(L"vxUtils.dll");
+    ASSERT_NE(handle, nullptr);
+    for (const wchar_t* name : {L"vxUtils", L"VXUTILS", L"vxutils.DLL"})
+        EXPECT_EQ(vx::getModuleHandle(name), handle) << name;
+#else
+    const wchar_t* const fileName = L"\\libvxUtils.so";
     void* handle = vx::getModuleHandle(L"libvxUtils.so");
     ASSERT_NE(handle, nullptr);
     for (const wchar_t* name : {L"vxUtils", L"VXUTILS", L"libvxutils", L"libvxUtils.so.0"})
         EXPECT_EQ(vx::getModuleHandle(name), handle) << name;
+#endif
     EXPECT_NE(handle, vx::getModuleHandle(L""));
     vx::file library;
     ASSERT_TRUE(vx::getModuleFileName(L"vxUtils", library));
     EXPECT_TRUE(library.exists());
-    EXPECT_NE(library.fullName().find(L"\\libvxUtils.so"), vx::string::npos) << library.fullName().getMBCS();
+    EXPECT_NE(library.fullName().find(fileName), vx::string::npos) << library.fullName().getMBCS();
 
     vx::directory folder;
     ASSERT_TRUE(vx::getModulePath(handle, folder));
@@ -80,7 +118,7 @@ TEST_F(moduleLookup, aLibraryIsFoundByItsNameInEveryForm) {
 
 TEST_F(moduleLookup, unknownNamesAndForeignHandlesAnswerFalse) {
     // Names that merely start like a loaded module do not name it.
-    for (const wchar_t* name : {L"noSuchModule", L"vxUtil", L"libvxUtils.s"})
+    for (const wchar_t* name : {L"noSuchModule", L"vxUtil", L"vxUtils.dl"})
         EXPECT_EQ(vx::getModuleHandle(name), nullptr) << name;
 
     vx::file out(L"C:\\unchanged.txt");

@@ -1,4 +1,5 @@
 #include "vxFile.h"
+#include "vxTimeStamp.h"
 
 #include "vxBinaryBuffer.h"
 #include "vxCrc32.h"
@@ -271,6 +272,13 @@ bool file::setLastModificationTime(const std::int64_t& t) const {
     // Whether the time could be set is not part of the answer.
     platform::setModificationTime(mName.text(), seconds);
     return true;
+}
+
+bool file::setLastModificationTime(const timestamp& t) const {
+    std::int64_t seconds;
+    if (!t.toTimer(&seconds))
+        return false;
+    return setLastModificationTime(seconds);
 }
 
 bool file::setFilePropsLike(const file& other) const {

@@ -141,7 +141,7 @@ int runAdd(arguments args, const vxutil::options& given, const vx::string& holid
     std::unique_ptr<vx::configurableCalendar> fromFile;
     const vx::calendar weekdays;
     const vx::calendar* cal = &weekdays;
-    if (given.has("holidays")) {
+    if (given.has("--holidays")) {
         fromFile = readCalendar(holidays);
         cal = fromFile.get();
     }
@@ -178,14 +178,14 @@ int runDate(arguments args) {
             break;
         }
     }
-    const vxutil::options given = takeOptions(args, {"holidays"});
-    if (given.has("holidays") && holidays.empty())
+    const vxutil::options given = takeOptions(args, {"--holidays"});
+    if (given.has("--holidays") && holidays.empty())
         throw usageError("--holidays needs a FILE");
     if (args.empty())
         throw usageError("missing action: info, add, diff, easter or today");
     const vx::string action = args[0];
     args.erase(args.begin());
-    if (given.has("holidays") && action != L"add")
+    if (given.has("--holidays") && action != L"add")
         throw usageError("--holidays belongs to add");
     if (action == L"info")
         return runInfo(args);

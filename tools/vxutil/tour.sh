@@ -218,8 +218,9 @@ step "Dates: facts, arithmetic (months keep to the month's length), workdays wit
 run date info 2024-02-29
 run date add 2024-01-31 +1m
 run date diff 2024-03-01 2023-03-01
-printf 'weekly saturday\nweekly sunday\nholiday 2024-12-25\nyearly 12-26\n' >"$bufDir/holidays.txt"
-run date add 2024-12-23 +3wd --holidays "$bufDir/holidays.txt"
+mkdir -p "$tourDir/dates"
+printf 'weekly saturday\nweekly sunday\nholiday 2024-12-25\nyearly 12-26\n' >"$tourDir/dates/holidays.txt"
+run date add 2024-12-23 +3wd --holidays "$tourDir/dates/holidays.txt"
 run date easter 2025
 step "Times of day: 24:00:00 is a time of its own; milliseconds keep their low eight bits"
 run time parse 12:00:00:999

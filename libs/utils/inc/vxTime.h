@@ -12,6 +12,9 @@
 
 #include <cstdint>
 #include <ctime>
+#if defined(_WIN32)
+#include <sys/timeb.h>
+#endif
 
 namespace vx {
 
@@ -20,7 +23,7 @@ class timeduration;
 
 // The time as the runtime's ftime gives it.
 #if defined(_WIN32)
-using timeb64 = struct ::__timeb64;
+using timeb64 = ::__timeb64;
 #else
 struct timeb64 {
     std::int64_t time;       // seconds since 1970

@@ -10,21 +10,11 @@
 
 namespace {
 
+using vxtest::expectThrowsFalse;
 using vx::date;
 
 std::string show(const date& d) { return d.toString().getMBCS(); }
 std::string show(const wchar_t* text) { return vx::string(text).getMBCS(); }
-
-// Expects f to throw the bool false.
-template <class F>
-void expectThrowsFalse(F&& f, const char* what) {
-    try {
-        f();
-        ADD_FAILURE() << "nothing thrown: " << what;
-    } catch (bool value) {
-        EXPECT_FALSE(value) << what;
-    }
-}
 
 bool gregorianLeap(int y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
 

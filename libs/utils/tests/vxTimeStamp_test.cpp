@@ -8,19 +8,10 @@
 
 namespace {
 
+using vxtest::expectThrowsFalse;
 using vx::date;
 using vx::timestamp;
 using vtime = vx::time;
-
-template <class F>
-void expectThrowsFalse(F&& f, const char* what) {
-    try {
-        f();
-        ADD_FAILURE() << "nothing thrown: " << what;
-    } catch (bool value) {
-        EXPECT_FALSE(value) << what;
-    }
-}
 
 std::string show(const timestamp& t) { return t.toString().getMBCS(); }
 

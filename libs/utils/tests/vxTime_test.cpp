@@ -7,18 +7,9 @@
 
 namespace {
 
+using vxtest::expectThrowsFalse;
 using vtime = vx::time;
 using vx::timeduration;
-
-template <class F>
-void expectThrowsFalse(F&& f, const char* what) {
-    try {
-        f();
-        ADD_FAILURE() << "nothing thrown: " << what;
-    } catch (bool value) {
-        EXPECT_FALSE(value) << what;
-    }
-}
 
 std::string show(const vtime& t) { return t.toString().getMBCS(); }
 

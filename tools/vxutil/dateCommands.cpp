@@ -94,15 +94,26 @@ std::unique_ptr<vx::configurableCalendar> readCalendar(const vx::string& name) {
     return cal;
 }
 
-// One step such as +3m: a sign, a count and a unit (d, w, m, y, wd).
-void applyStep(vx::date& d, const vx::string& step, const vx::calendar& cal) {
-    if (step.size() < 3 || (step[0] != L'+' && step[0] != L'-'))
-        throw usageError("not a step (+3m, -10d, +5wd, +2w, +1y): " + quoted(step));
+// A step such as +3m: a sign, a count up to maxCount and a unit.
+struct step {
+    bool forward;
+    std::uint32_t count;
+    vx::string unit;
+};
+
+step parseStep(const vx::string& text, long long maxCount, const char* examples) {
+    if (text.size() < 3 || (text[0] != L'+' && text[0] != L'-'))
+        throw usageError("not a step (" + std::string(examples) + "): " + quoted(text));
     std::size_t unitStart = 1;
-    while (unitStart < step.size() && step[unitStart] >= L'0' && step[unitStart] <= L'9')
+    while (unitStart < text.size() && text[unitStart] >= L'0' && text[unitStart] <= L'9')
         ++unitStart;
-    const vx::string unit = step.substr(unitStart);
-    const auto count = static_cast<std::uint32_t>(vxutil::toInteger(step.substr(1, unitStart - 1), 0, 1000000));
+    return {text[0] == L'+', static_cast<std::uint32_t>(vxutil::toInteger(text.substr(1, unitStart - 1), 0, maxCount)),
+            text.substr(unitStart)};
+}
+
+// One date step: d days, w weeks, m months, y years, wd workdays.
+void applyStep(vx::date& d, const vx::string& text, const vx::calendar& cal) {
+    const auto [forward, count, unit] = parseStep(text, 1000000, "+3m, -10d, +5wd, +2w, +1y");
     std::unique_ptr<vx::date_duration> duration;
     if (unit == L"d")
         duration = std::make_unique<vx::days>(count);
@@ -115,11 +126,11 @@ void applyStep(vx::date& d, const vx::string& step, const vx::calendar& cal) {
     else if (unit == L"wd")
         duration = std::make_unique<vx::workdays>(count, &cal);
     else
-        throw usageError("unknown unit in " + quoted(step) + " (d, w, m, y or wd)");
+        throw usageError("unknown unit in " + quoted(text) + " (d, w, m, y or wd)");
     try {
-        step[0] == L'+' ? d += *duration : d -= *duration;
+        forward ? d += *duration : d -= *duration;
     } catch (bool) {
-        throw usageError("no date " + quoted(step) + " away: the calendar has no such workday");
+        throw usageError("no date " + quoted(text) + " away: the calendar has no such workday");
     }
 }
 
@@ -213,15 +224,9 @@ vx::time parseTime(const vx::string& text) {
     }
 }
 
-// One step such as +90s: a sign, a count and a unit (h, min, s, ms); the days passed are counted.
-void applyTimeStep(vx::time& t, long long& dayShift, const vx::string& step) {
-    if (step.size() < 3 || (step[0] != L'+' && step[0] != L'-'))
-        throw usageError("not a step (+2h, -30min, +90s, +500ms): " + quoted(step));
-    std::size_t unitStart = 1;
-    while (unitStart < step.size() && step[unitStart] >= L'0' && step[unitStart] <= L'9')
-        ++unitStart;
-    const vx::string unit = step.substr(unitStart);
-    const auto count = static_cast<std::uint32_t>(vxutil::toInteger(step.substr(1, unitStart - 1), 0, 0xFFFFFFFFLL));
+// One time step: h hours, min minutes, s seconds, ms milliseconds; the days passed are counted.
+void applyTimeStep(vx::time& t, long long& dayShift, const vx::string& text) {
+    const auto [forward, count, unit] = parseStep(text, 0xFFFFFFFFLL, "+2h, -30min, +90s, +500ms");
     std::unique_ptr<vx::time_duration> duration;
     if (unit == L"h")
         duration = std::make_unique<vx::hours>(count);
@@ -232,9 +237,9 @@ void applyTimeStep(vx::time& t, long long& dayShift, const vx::string& step) {
     else if (unit == L"ms")
         duration = std::make_unique<vx::mseconds>(count);
     else
-        throw usageError("unknown unit in " + quoted(step) + " (h, min, s or ms)");
+        throw usageError("unknown unit in " + quoted(text) + " (h, min, s or ms)");
     unsigned days = 0;
-    if (step[0] == L'+') {
+    if (forward) {
         duration->addToTime(t, &days);
         dayShift += days;
     } else {

@@ -1,11 +1,11 @@
 #include "vxFile.h"
-#include "vxTimeStamp.h"
 
 #include "vxBinaryBuffer.h"
 #include "vxCrc32.h"
 #include "vxGzipFile.h"
 #include "vxDirectory.h"
 #include "vxEnvironment.h"
+#include "vxTimeStamp.h"
 #include "vxVersion.h"
 
 #include "platform/vxPlatform.h"

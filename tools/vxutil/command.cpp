@@ -122,7 +122,8 @@ long long toInteger(const vx::string& text, long long min, long long max) {
     const unsigned long long limit =
         negative ? 0ULL - static_cast<unsigned long long>(min) : static_cast<unsigned long long>(max);
     unsigned long long magnitude = 0;
-    if ((negative && min >= 0) || !readMagnitude(digits, limit, magnitude))
+    if ((negative && min >= 0) || !readMagnitude(digits, limit, magnitude) ||
+        (!negative && min > 0 && magnitude < static_cast<unsigned long long>(min)))
         badNumber(text, std::to_string(min) + " to " + std::to_string(max));
     return negative ? static_cast<long long>(0ULL - magnitude) : static_cast<long long>(magnitude);
 }

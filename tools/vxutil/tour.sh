@@ -216,6 +216,19 @@ step "Windows executables: the architecture from the PE header, on any system"
 run pe "$bufDir/tool.exe"
 run --status 1 pe "$bufDir/report.txt"
 
+step "Dates: facts, arithmetic (months keep to the month's length), workdays with a holiday file, Easter"
+run date info 2024-02-29
+run date add 2024-01-31 +1m
+run date diff 2024-03-01 2023-03-01
+mkdir -p "$tourDir/dates"
+printf 'weekly saturday\nweekly sunday\nholiday 2024-12-25\nyearly 12-26\n' >"$tourDir/dates/holidays.txt"
+run date add 2024-12-23 +3wd --holidays "$tourDir/dates/holidays.txt"
+run date easter 2025
+step "Times of day: 24:00:00 is a time of its own; milliseconds keep their low eight bits"
+run time parse 12:00:00:999
+run time add 23:59:59 +1s +90min
+run time stamp '2023-02-03 01:02:03:004'
+
 step "Bad usage: one line on standard error and exit status 2"
 run --status 2 split '' abc
 

@@ -17,6 +17,7 @@ namespace vx {
 
 class directory;
 class version;
+class timestamp;
 
 // What an executable image is built for: the magic of its optional header, or 1 for a managed
 // image that runs as either width. Based on int, so that any other magic (0x107 of a ROM image)
@@ -103,6 +104,9 @@ public:
     // Sets the modification time of an existing file to the low 32 bits of t, sign-extended.
     // True once the file exists, also when the time could not be set (a read-only file).
     bool setLastModificationTime(const std::int64_t& t) const;
+    // The same with a local timestamp, converted to seconds since 1970. A timestamp the system
+    // cannot convert answers false and changes nothing.
+    bool setLastModificationTime(const timestamp& t) const;
     // Gives this file the times (unless it is read-only) and the rights of other. True
     // whatever happens, unless a name is empty.
     bool setFilePropsLike(const file& other) const;

@@ -24,10 +24,23 @@
 #include "vxSharedPtr.h"
 #include "vxString.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <type_traits>
 #include <typeinfo>
+
+namespace vx {
+class date;
+class directory;
+class file;
+class guid;
+class rgbColor;
+class searchPath;
+class time;
+class timestamp;
+class version;
+} // namespace vx
 
 namespace vx::typeconvert {
 
@@ -175,6 +188,50 @@ VX_DECLARE_DTCONVERT(std::string, vx::string);
 VX_DECLARE_DTCONVERT(vx::string, char);
 VX_DECLARE_DTCONVERT(vx::string, const char*);
 
+// The library's value types, as their own text forms print and read them:
+//  - date: "2024/02/29"; read with "/" between the parts, "today" and "tomorrow" too.
+//  - time: "13:05:09:042" (the millisecond field); read with ":", missing parts are 0.
+//  - timestamp: date text, a blank, time text; read with "/" and, failing that, "-" in the date.
+//  - guid: 8-4-4-4-12 lower-case hex digits; "0" and "" read as the all-zero guid.
+//  - version: "1.2.3.4"; one to four fields are read.
+//  - rgbColor: the colour value 0x00BBGGRR in decimal; read as an unsigned long.
+//  - file, directory: the full path name; an empty text does not read.
+//  - searchPath: the directories' full names joined by ';'; reading keeps only directories that
+//    exist, as searchPath::fromString does.
+// A text that does not read answers false and leaves the target as it was.
+VX_DECLARE_DTCONVERT(vx::string, vx::date);
+VX_DECLARE_DTCONVERT(vx::date, vx::string);
+VX_DECLARE_DTCONVERT(vx::string, vx::time);
+VX_DECLARE_DTCONVERT(vx::time, vx::string);
+VX_DECLARE_DTCONVERT(vx::string, vx::timestamp);
+VX_DECLARE_DTCONVERT(vx::timestamp, vx::string);
+VX_DECLARE_DTCONVERT(vx::string, vx::guid);
+VX_DECLARE_DTCONVERT(vx::guid, vx::string);
+VX_DECLARE_DTCONVERT(vx::string, vx::version);
+VX_DECLARE_DTCONVERT(vx::version, vx::string);
+VX_DECLARE_DTCONVERT(vx::string, vx::rgbColor);
+VX_DECLARE_DTCONVERT(vx::rgbColor, vx::string);
+VX_DECLARE_DTCONVERT(vx::string, vx::file);
+VX_DECLARE_DTCONVERT(vx::file, vx::string);
+VX_DECLARE_DTCONVERT(vx::string, vx::directory);
+VX_DECLARE_DTCONVERT(vx::directory, vx::string);
+VX_DECLARE_DTCONVERT(vx::string, vx::searchPath);
+VX_DECLARE_DTCONVERT(vx::searchPath, vx::string);
+
+// --- numbers a user typed ---------------------------------------------------------------------------
+
+// The text is evaluated as an arithmetic expression (vxExpression.h), so "2*3" reads as 6 and
+// both "1.5" and "1,5" as 1.5. False, with the target untouched, when it is not valid.
+VX_API bool uiStringToDouble(double& value, const vx::string& text);
+// The same, rounded to a whole number (round0) and cut to 32 bits.
+VX_API bool uiStringToInt(long& value, const vx::string& text);
+// Reads text as uiStringToDouble does and replaces it by the value printed with the user's
+// decimal separator: with decimals below 0 as dtconvert prints it without a precision, otherwise
+// with exactly that many decimals (at most 10). False, with text untouched, when it does not read.
+VX_API bool formatUiDoubleString(vx::string& text, int decimals);
+// Reads text as uiStringToInt does and replaces it by the whole number.
+VX_API bool formatUiIntString(vx::string& text);
+
 // --- run-time conversion ------------------------------------------------------------------------
 
 // A converter reachable by type_info.
@@ -206,6 +263,9 @@ public:
     void add(typeConverterBase* converter);
     // Unregisters every registration of the converter.
     void remove(typeConverterBase* converter);
+    // The same for several converters at once: the table is copied once for all of them.
+    void add(typeConverterBase* const* converters, std::size_t count);
+    void remove(typeConverterBase* const* converters, std::size_t count);
 
     // Converts *fromValue of type from into *toValue of type to. A direct converter is used if
     // there is one; otherwise, unless one side is vx::string, a converter to vx::string and one
@@ -228,22 +288,16 @@ private:
     mutable mutex mWriters;            // serialises add and remove
 };
 
-// The converter of one pair. Define it as a static object beside its function:
-//     static typeConverter<date, vx::string> dateToText(&dtconvert<vx::string, date>);
-// It registers itself on construction and unregisters on destruction. Conversions of other
-// pairs may run while it comes and goes, but it must not be destroyed while a conversion of its
-// own pair may still be running. A null function makes convert answer false.
+// The converter of one pair through a function. It does not register itself: a set of them is
+// added with typeConversionManager::add(converters, count), which copies the table once.
 template <class From, class To>
-class typeConverter final : public typeConverterBase {
+class functionConverter : public typeConverterBase {
 public:
     using function = bool (*)(To&, const From&, int, char*);
 
-    explicit typeConverter(function convertFunction) : mpFunction(convertFunction) {
-        typeConversionManager::instance().add(this);
-    }
-    ~typeConverter() override { typeConversionManager::instance().remove(this); }
-    typeConverter(const typeConverter&) = delete;
-    typeConverter& operator=(const typeConverter&) = delete;
+    explicit functionConverter(function convertFunction) : mpFunction(convertFunction) {}
+    functionConverter(const functionConverter&) = delete;
+    functionConverter& operator=(const functionConverter&) = delete;
 
     const std::type_info& fromType() const override { return typeid(From); }
     const std::type_info& toType() const override { return typeid(To); }
@@ -255,6 +309,23 @@ public:
 
 private:
     function mpFunction;
+};
+
+// The converter of one pair, registered for as long as it lives. Define it as a static object
+// beside its function:
+//     static typeConverter<date, vx::string> dateToText(&dtconvert<vx::string, date>);
+// It registers itself on construction and unregisters on destruction. Conversions of other
+// pairs may run while it comes and goes, but it must not be destroyed while a conversion of its
+// own pair may still be running. A null function makes convert answer false.
+template <class From, class To>
+class typeConverter final : public functionConverter<From, To> {
+public:
+    using typename functionConverter<From, To>::function;
+
+    explicit typeConverter(function convertFunction) : functionConverter<From, To>(convertFunction) {
+        typeConversionManager::instance().add(this);
+    }
+    ~typeConverter() override { typeConversionManager::instance().remove(this); }
 };
 
 } // namespace vx::typeconvert

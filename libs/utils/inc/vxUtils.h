@@ -29,6 +29,13 @@
 // Generic values and conversion
 #include "vxTypeConversion.h"
 #include "vxGenericValue.h"
+#include "vxExpression.h"
+
+// Dates and times
+#include "vxDate.h"
+#include "vxCalendar.h"
+#include "vxTime.h"
+#include "vxTimeStamp.h"
 
 // Environment, paths and files
 #include "vxEnvironment.h"

@@ -5,6 +5,7 @@
 #include "vxGzipFile.h"
 #include "vxDirectory.h"
 #include "vxEnvironment.h"
+#include "vxTimeStamp.h"
 #include "vxVersion.h"
 
 #include "platform/fileSystem.h"
@@ -273,6 +274,13 @@ bool file::setLastModificationTime(const std::int64_t& t) const {
     // Whether the time could be set is not part of the answer.
     platform::setModificationTime(mName.text(), seconds);
     return true;
+}
+
+bool file::setLastModificationTime(const timestamp& t) const {
+    std::int64_t seconds;
+    if (!t.toTimer(&seconds))
+        return false;
+    return setLastModificationTime(seconds);
 }
 
 bool file::setFilePropsLike(const file& other) const {

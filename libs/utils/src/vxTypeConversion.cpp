@@ -4,7 +4,18 @@
 #include "platform/text.h"
 #include "vxAssert.h"
 #include "vxCrc32.h"
+#include "vxDate.h"
+#include "vxDirectory.h"
+#include "vxExpression.h"
+#include "vxFile.h"
 #include "vxFormat.h"
+#include "vxGuid.h"
+#include "vxMath.h"
+#include "vxRgbColor.h"
+#include "vxSearchPath.h"
+#include "vxTime.h"
+#include "vxTimeStamp.h"
+#include "vxVersion.h"
 
 #include <algorithm>
 #include <atomic>
@@ -13,7 +24,9 @@
 #include <cstring>
 #include <cwchar>
 #include <limits>
+#include <memory>
 #include <unordered_map>
+#include <vector>
 
 namespace vx::typeconvert {
 
@@ -457,6 +470,30 @@ void typeConversionManager::remove(typeConverterBase* converter) {
     mpTable = std::move(changed);
 }
 
+void typeConversionManager::add(typeConverterBase* const* converters, std::size_t count) {
+    if (!converters || count == 0)
+        return;
+    writerLock lock(mWriters);
+    sharedPtr<converterTable> changed(new converterTable(*sharedPtr<converterTable>(mpTable)));
+    for (std::size_t i = 0; i < count; ++i) {
+        if (converters[i] && !changed->contains(converters[i]))
+            changed->insert(converters[i]);
+    }
+    mpTable = std::move(changed);
+}
+
+void typeConversionManager::remove(typeConverterBase* const* converters, std::size_t count) {
+    if (!converters || count == 0)
+        return;
+    writerLock lock(mWriters);
+    sharedPtr<converterTable> changed(new converterTable(*sharedPtr<converterTable>(mpTable)));
+    for (std::size_t i = 0; i < count; ++i) {
+        if (converters[i])
+            changed->erase(converters[i]);
+    }
+    mpTable = std::move(changed);
+}
+
 bool typeConversionManager::hasConverter(const std::type_info& to, const std::type_info& from) const {
     const sharedPtr<converterTable> table(mpTable);
     VX_ASSERT(!table.isNull());
@@ -690,82 +727,278 @@ VX_DEFINE_NUMBER_CONVERSION(bool, unsigned long long)
 #undef VX_DEFINE_NUMBER_CONVERSIONS_TO
 #undef VX_DEFINE_NUMBER_CONVERSION
 
+// --- the library's value types ---------------------------------------------------------------------------------
+
+template <>
+bool dtconvert<vx::string, vx::date>(vx::string& to, const vx::date& from, int, char*) {
+    to = from.toString();
+    return true;
+}
+template <>
+bool dtconvert<vx::date, vx::string>(vx::date& to, const vx::string& from, int, char*) {
+    try {
+        to = vx::date::fromString(from, L"/");
+        return true;
+    } catch (bool) {
+        return false;
+    }
+}
+template <>
+bool dtconvert<vx::string, vx::time>(vx::string& to, const vx::time& from, int, char*) {
+    to = from.toString();
+    return true;
+}
+template <>
+bool dtconvert<vx::time, vx::string>(vx::time& to, const vx::string& from, int, char*) {
+    try {
+        to = vx::time::fromString(from, L":");
+        return true;
+    } catch (bool) {
+        return false;
+    }
+}
+template <>
+bool dtconvert<vx::string, vx::timestamp>(vx::string& to, const vx::timestamp& from, int, char*) {
+    to = from.toString();
+    return true;
+}
+template <>
+bool dtconvert<vx::timestamp, vx::string>(vx::timestamp& to, const vx::string& from, int, char*) {
+    try {
+        to = vx::timestamp::fromString(from, L" ", L"/", L":");
+        return true;
+    } catch (bool) {
+    }
+    try {
+        to = vx::timestamp::fromString(from, L" ", L"-", L":");
+        return true;
+    } catch (bool) {
+        return false;
+    }
+}
+template <>
+bool dtconvert<vx::string, vx::guid>(vx::string& to, const vx::guid& from, int, char*) {
+    to = from.toString();
+    return true;
+}
+template <>
+bool dtconvert<vx::guid, vx::string>(vx::guid& to, const vx::string& from, int, char*) {
+    vx::guid parsed;
+    try {
+        parsed.fromString(from);
+    } catch (bool) {
+        return false;
+    }
+    to = parsed;
+    return true;
+}
+template <>
+bool dtconvert<vx::string, vx::version>(vx::string& to, const vx::version& from, int, char*) {
+    to = from.asString();
+    return true;
+}
+template <>
+bool dtconvert<vx::version, vx::string>(vx::version& to, const vx::string& from, int, char*) {
+    return to.parse(from.c_str());
+}
+template <>
+bool dtconvert<vx::string, vx::rgbColor>(vx::string& to, const vx::rgbColor& from, int, char*) {
+    to = printedInteger(L"%lu", static_cast<unsigned long>(from.colorValue())).text();
+    return true;
+}
+template <>
+bool dtconvert<vx::rgbColor, vx::string>(vx::rgbColor& to, const vx::string& from, int, char*) {
+    std::uint32_t value;
+    if (readUnsignedLong32(from, value) != readResult::ok)
+        return false;
+    to = vx::rgbColor(value);
+    return true;
+}
+template <>
+bool dtconvert<vx::string, vx::file>(vx::string& to, const vx::file& from, int, char*) {
+    to = from.fullName();
+    return true;
+}
+template <>
+bool dtconvert<vx::file, vx::string>(vx::file& to, const vx::string& from, int, char*) {
+    if (from.empty())
+        return false;
+    to = vx::file(from);
+    return true;
+}
+template <>
+bool dtconvert<vx::string, vx::directory>(vx::string& to, const vx::directory& from, int, char*) {
+    to = from.fullName();
+    return true;
+}
+template <>
+bool dtconvert<vx::directory, vx::string>(vx::directory& to, const vx::string& from, int, char*) {
+    if (from.empty())
+        return false;
+    to = vx::directory(from);
+    return true;
+}
+template <>
+bool dtconvert<vx::string, vx::searchPath>(vx::string& to, const vx::searchPath& from, int, char*) {
+    vx::string text;
+    for (const vx::directory& dir : from.directories()) {
+        if (!text.empty())
+            text += L';';
+        text += dir.fullName();
+    }
+    to = std::move(text);
+    return true;
+}
+template <>
+bool dtconvert<vx::searchPath, vx::string>(vx::searchPath& to, const vx::string& from, int, char*) {
+    vx::searchPath parsed;
+    vx::searchPath::fromString(from, parsed, L';');
+    to = std::move(parsed);
+    return true;
+}
+
+// --- numbers a user typed --------------------------------------------------------------------------------------
+
+bool uiStringToDouble(double& value, const vx::string& text) {
+    // A copy with the running separator made '.', as the library has always made it; the
+    // expression reads both separators itself and gets the text as typed.
+    vx::string normalised(text);
+    normalised.replace(runningDecimalSeparator(), L'.');
+    const vx::expression evaluated(text);
+    if (!evaluated.isValid())
+        return false;
+    value = evaluated.result();
+    return true;
+}
+
+bool uiStringToInt(long& value, const vx::string& text) {
+    double number;
+    if (!uiStringToDouble(number, text))
+        return false;
+    const double rounded = vx::round0(number);
+    // Cut to 32 bits: the low 32 bits of the whole number (saturated to 64 bits first).
+    std::int64_t whole = 0;
+    numberToNumber(whole, rounded);
+    value = static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<std::uint64_t>(whole)));
+    return true;
+}
+
+bool formatUiDoubleString(vx::string& text, int decimals) {
+    double value;
+    if (!uiStringToDouble(value, text))
+        return false;
+    text.clear();
+    if (decimals < 0) {
+        dtconvert(text, value, convertLocale, nullptr);
+    } else {
+        conversionArguments precision(decimals);
+        dtconvert(text, value, convertLocale | convertWidth, precision.cursor());
+    }
+    return true;
+}
+
+bool formatUiIntString(vx::string& text) {
+    long value;
+    if (!uiStringToInt(value, text))
+        return false;
+    dtconvert(text, value, 0, nullptr);
+    return true;
+}
+
 // --- the library's converters --------------------------------------------------------------------------------
 
 namespace {
 
-#define VX_CONVERTER_NAME_(counter) libraryConverter##counter
-#define VX_CONVERTER_NAME(counter) VX_CONVERTER_NAME_(counter)
-#define VX_REGISTER(To, From)                                                                      \
-    typeConverter<From, To> VX_CONVERTER_NAME(__COUNTER__)(&dtconvert<To, From>)
+// Every converter of the library, added to the manager in one step when the library is loaded
+// and removed in one step when it is unloaded.
+class libraryConverters {
+public:
+    libraryConverters() {
+        addNumbersAndText();
+        addValueTypes();
+        std::vector<typeConverterBase*> pointers;
+        for (const auto& converter : mConverters)
+            pointers.push_back(converter.get());
+        mPointers = std::move(pointers);
+        typeConversionManager::instance().add(mPointers.data(), mPointers.size());
+    }
+    ~libraryConverters() { typeConversionManager::instance().remove(mPointers.data(), mPointers.size()); }
+    libraryConverters(const libraryConverters&) = delete;
+    libraryConverters& operator=(const libraryConverters&) = delete;
 
-#define VX_REGISTER_FROM_NUMBERS(To)                                                               \
-    VX_REGISTER(To, short);                                                                        \
-    VX_REGISTER(To, unsigned short);                                                               \
-    VX_REGISTER(To, int);                                                                          \
-    VX_REGISTER(To, unsigned int);                                                                 \
-    VX_REGISTER(To, long);                                                                         \
-    VX_REGISTER(To, unsigned long);                                                                \
-    VX_REGISTER(To, unsigned long long);                                                           \
-    VX_REGISTER(To, float);                                                                        \
-    VX_REGISTER(To, double)
+private:
+    template <class To, class From>
+    void add() {
+        mConverters.emplace_back(new functionConverter<From, To>(&dtconvert<To, From>));
+    }
+    template <class To>
+    void addFromNumbers() {
+        add<To, short>();
+        add<To, unsigned short>();
+        add<To, int>();
+        add<To, unsigned int>();
+        add<To, long>();
+        add<To, unsigned long>();
+        add<To, unsigned long long>();
+        add<To, float>();
+        add<To, double>();
+        add<To, bool>();
+    }
+    template <class T>
+    void addTextPair() {
+        add<vx::string, T>();
+        add<T, vx::string>();
+    }
 
-VX_REGISTER(vx::string, short);
-VX_REGISTER(vx::string, unsigned short);
-VX_REGISTER(vx::string, int);
-VX_REGISTER(vx::string, unsigned int);
-VX_REGISTER(vx::string, long);
-VX_REGISTER(vx::string, unsigned long);
-VX_REGISTER(vx::string, unsigned long long);
-VX_REGISTER(vx::string, float);
-VX_REGISTER(vx::string, double);
-VX_REGISTER(vx::string, bool);
-VX_REGISTER(short, vx::string);
-VX_REGISTER(unsigned short, vx::string);
-VX_REGISTER(int, vx::string);
-VX_REGISTER(unsigned int, vx::string);
-VX_REGISTER(long, vx::string);
-VX_REGISTER(unsigned long, vx::string);
-VX_REGISTER(unsigned long long, vx::string);
-VX_REGISTER(float, vx::string);
-VX_REGISTER(double, vx::string);
-VX_REGISTER(bool, vx::string);
+    void addNumbersAndText() {
+        addTextPair<short>();
+        addTextPair<unsigned short>();
+        addTextPair<int>();
+        addTextPair<unsigned int>();
+        addTextPair<long>();
+        addTextPair<unsigned long>();
+        addTextPair<unsigned long long>();
+        addTextPair<float>();
+        addTextPair<double>();
+        addTextPair<bool>();
+        addFromNumbers<short>();
+        addFromNumbers<unsigned short>();
+        addFromNumbers<int>();
+        addFromNumbers<unsigned int>();
+        addFromNumbers<long>();
+        addFromNumbers<unsigned long>();
+        addFromNumbers<unsigned long long>();
+        addFromNumbers<float>();
+        addFromNumbers<double>();
+        add<bool, short>();
+        add<bool, unsigned short>();
+        add<bool, int>();
+        add<bool, unsigned int>();
+        add<bool, long>();
+        add<bool, unsigned long>();
+        add<bool, unsigned long long>();
+        addTextPair<std::string>();
+        add<vx::string, char>();
+        add<vx::string, const char*>();
+    }
 
-VX_REGISTER_FROM_NUMBERS(short);
-VX_REGISTER(short, bool);
-VX_REGISTER_FROM_NUMBERS(unsigned short);
-VX_REGISTER(unsigned short, bool);
-VX_REGISTER_FROM_NUMBERS(int);
-VX_REGISTER(int, bool);
-VX_REGISTER_FROM_NUMBERS(unsigned int);
-VX_REGISTER(unsigned int, bool);
-VX_REGISTER_FROM_NUMBERS(long);
-VX_REGISTER(long, bool);
-VX_REGISTER_FROM_NUMBERS(unsigned long);
-VX_REGISTER(unsigned long, bool);
-VX_REGISTER_FROM_NUMBERS(unsigned long long);
-VX_REGISTER(unsigned long long, bool);
-VX_REGISTER_FROM_NUMBERS(float);
-VX_REGISTER(float, bool);
-VX_REGISTER_FROM_NUMBERS(double);
-VX_REGISTER(double, bool);
-VX_REGISTER(bool, short);
-VX_REGISTER(bool, unsigned short);
-VX_REGISTER(bool, int);
-VX_REGISTER(bool, unsigned int);
-VX_REGISTER(bool, long);
-VX_REGISTER(bool, unsigned long);
-VX_REGISTER(bool, unsigned long long);
+    void addValueTypes() {
+        addTextPair<vx::date>();
+        addTextPair<vx::time>();
+        addTextPair<vx::timestamp>();
+        addTextPair<vx::guid>();
+        addTextPair<vx::version>();
+        addTextPair<vx::rgbColor>();
+        addTextPair<vx::file>();
+        addTextPair<vx::directory>();
+        addTextPair<vx::searchPath>();
+    }
 
-VX_REGISTER(vx::string, std::string);
-VX_REGISTER(std::string, vx::string);
-VX_REGISTER(vx::string, char);
-VX_REGISTER(vx::string, const char*);
+    std::vector<std::unique_ptr<typeConverterBase>> mConverters;
+    std::vector<typeConverterBase*> mPointers;
+};
 
-#undef VX_REGISTER_FROM_NUMBERS
-#undef VX_REGISTER
-#undef VX_CONVERTER_NAME
-#undef VX_CONVERTER_NAME_
+const libraryConverters registered;
 
 } // namespace
 

@@ -52,6 +52,17 @@ std::wstring failedAssertion(F&& f, std::size_t presented = 1) {
     return capture.last();
 }
 
+// Expects f to throw the bool false, the failure of the date and time types.
+template <class F>
+void expectThrowsFalse(F&& f, const char* what) {
+    try {
+        f();
+        ADD_FAILURE() << "nothing thrown: " << what;
+    } catch (bool value) {
+        EXPECT_FALSE(value) << what;
+    }
+}
+
 // An assertion report "Assertion failed:\n<expression>\n\nFile: <path>\nLine: <n>" as
 // "<expression> @ <last part of path>:<n>"; any other text comes back as it is.
 inline std::wstring assertionSite(const std::wstring& text) {

@@ -1,6 +1,15 @@
 #include "testSupport.h"
 
+#include <vxDate.h>
+#include <vxDirectory.h>
+#include <vxFile.h>
+#include <vxGuid.h>
+#include <vxRgbColor.h>
+#include <vxSearchPath.h>
+#include <vxTime.h>
+#include <vxTimeStamp.h>
 #include <vxTypeConversion.h>
+#include <vxVersion.h>
 
 #include <atomic>
 #include <cfloat>
@@ -444,3 +453,149 @@ TEST(ConversionManager, ReadersConvertWhileWritersRegister) {
 }
 
 } // namespace
+
+// --- the library's value types and user-typed numbers -------------------------------------------------------
+
+TEST(ValueTypeText, EveryPairRegisteredAndRoundTrips) {
+    auto& manager = typeConversionManager::instance();
+    const std::type_info* types[] = {&typeid(vx::date),    &typeid(vx::time),     &typeid(vx::timestamp),
+                                     &typeid(vx::guid),    &typeid(vx::version),  &typeid(vx::rgbColor),
+                                     &typeid(vx::file),    &typeid(vx::directory), &typeid(vx::searchPath),
+                                     &typeid(std::string)};
+    for (const std::type_info* type : types) {
+        EXPECT_TRUE(manager.hasConverter(typeid(vx::string), *type)) << type->name();
+        EXPECT_TRUE(manager.hasConverter(*type, typeid(vx::string))) << type->name();
+    }
+    vxtest::tempDir dir;
+    const vx::string home = vxtest::windowsForm(dir.path());
+    vx::guid g;
+    g.create();
+    // Each value to text, the text to a fresh value, and that value to the same text again.
+    const auto roundTrip = [&](const std::type_info& type, const void* value, void* fresh) {
+        vx::string text, again;
+        return convertRaw(typeid(vx::string), &text, type, value) && convertRaw(type, fresh, typeid(vx::string), &text) &&
+               convertRaw(typeid(vx::string), &again, type, fresh) && again == text ? text : vx::string(L"<failed>");
+    };
+    vx::date d1(2024, 2, 29), d2;
+    vx::time t1(13, 5, 9, 42), t2;
+    vx::timestamp s1(d1, t1), s2;
+    vx::guid g2;
+    vx::version v1(1, 2, 3, 4), v2;
+    vx::rgbColor c1(1, 2, 3), c2;
+    vx::file f1(home + L"\\a.txt"), f2;
+    vx::directory r1(home), r2;
+    vx::searchPath p1, p2;
+    vx::searchPath::fromString(home + L";" + home + L"\\missing", p1, L';');
+    expectTexts({
+        {roundTrip(typeid(vx::date), &d1, &d2), L"2024/02/29"},
+        {roundTrip(typeid(vx::time), &t1, &t2), L"13:05:09:042"},
+        {roundTrip(typeid(vx::timestamp), &s1, &s2), L"2024/02/29 13:05:09:042"},
+        {roundTrip(typeid(vx::guid), &g, &g2), g.toString()},
+        {roundTrip(typeid(vx::version), &v1, &v2), L"1.2.3.4"},
+        {roundTrip(typeid(vx::rgbColor), &c1, &c2), L"197121"},
+        {roundTrip(typeid(vx::file), &f1, &f2), f1.fullName()},
+        {roundTrip(typeid(vx::directory), &r1, &r2), r1.fullName()},
+        {roundTrip(typeid(vx::searchPath), &p1, &p2), r1.fullName()},
+    });
+    EXPECT_TRUE(d2 == d1 && t2 == t1 && s2 == s1 && g2 == g && v2 == v1 && c2 == c1);
+}
+
+TEST(ValueTypeText, TextThatDoesNotReadLeavesTheTarget) {
+    const vx::date d(2000, 1, 1);
+    const vx::time t(1, 2, 3, 4);
+    const vx::version v(9, 9, 9, 9);
+    const vx::rgbColor c(9, 9, 9);
+    expectRows({
+        reads<vx::date>(L"2024/2/30", vx::date(2024, 2, 29)),
+        reads<vx::timestamp>(L"2023-02-03 01:02:03:004", vx::timestamp(vx::date(2023, 2, 3), vx::time(1, 2, 3, 4))),
+        reads<vx::rgbColor>(L"16711680", vx::rgbColor(0, 0, 255)),
+        textFails<vx::rgbColor>(L"red"),
+        textFails<vx::rgbColor>(L"99999999999"),
+        textFails<vx::version>(L"1..2"),
+        textFails<vx::guid>(L"not a guid"),
+        reads<vx::guid>(L"0", vx::guid()),
+    });
+    vx::file keptFile(L"c:\\kept.txt");
+    vx::directory keptDir(L"c:\\kept");
+    const vx::string fileName = keptFile.fullName(), dirName = keptDir.fullName();
+    EXPECT_FALSE(dtconvert(keptFile, vx::string()));
+    EXPECT_FALSE(dtconvert(keptDir, vx::string()));
+    EXPECT_EQ(keptFile.fullName(), fileName);
+    EXPECT_EQ(keptDir.fullName(), dirName);
+    vx::date keptDate = d;
+    vx::time keptTime = t;
+    vx::version keptVersion = v;
+    vx::rgbColor keptColor = c;
+    EXPECT_FALSE(dtconvert(keptDate, vx::string(L"2024-02-29")));
+    EXPECT_FALSE(dtconvert(keptTime, vx::string(L"x")));
+    EXPECT_FALSE(dtconvert(keptVersion, vx::string(L"a.b")));
+    EXPECT_FALSE(dtconvert(keptColor, vx::string(L"")));
+    EXPECT_TRUE(keptDate == d && keptTime == t && keptVersion == v && keptColor == c);
+    // Between two value types the way leads through text: a time's text reads as the number of
+    // its hour; a guid's text is no date.
+    int hour = 0;
+    const vx::time noon(12, 30, 0, 0);
+    EXPECT_TRUE(convertRaw(typeid(int), &hour, typeid(vx::time), &noon) && hour == 12);
+    vx::date target = d;
+    const vx::guid g;
+    EXPECT_FALSE(convertRaw(typeid(vx::date), &target, typeid(vx::guid), &g));
+    EXPECT_EQ(target, d);
+}
+
+TEST(ConversionManager, BatchesAddAndRemoveTogether) {
+    auto& manager = typeConversionManager::instance();
+    vx::typeconvert::functionConverter<celsius, vx::string> toText(&celsiusToText);
+    vx::typeconvert::functionConverter<vx::string, celsius> fromText(&celsiusFromText);
+    vx::typeconvert::typeConverterBase* batch[] = {&toText, &fromText, nullptr, &toText};
+    EXPECT_FALSE(manager.hasConverter(typeid(vx::string), typeid(celsius)));
+    manager.add(batch, 4);
+    EXPECT_TRUE(manager.hasConverter(typeid(vx::string), typeid(celsius)));
+    EXPECT_TRUE(manager.hasConverter(typeid(celsius), typeid(vx::string)));
+    manager.remove(&toText); // registered once, so one removal takes it out
+    EXPECT_FALSE(manager.hasConverter(typeid(vx::string), typeid(celsius)));
+    manager.remove(batch, 4);
+    EXPECT_FALSE(manager.hasConverter(typeid(celsius), typeid(vx::string)));
+    manager.add(batch, 0);
+    manager.add(nullptr, 3);
+    EXPECT_FALSE(manager.hasConverter(typeid(celsius), typeid(vx::string)));
+}
+
+TEST(UiNumbers, ExpressionsReadAndFormat) {
+    double value = 7;
+    EXPECT_TRUE(vx::typeconvert::uiStringToDouble(value, L"2*3"));
+    EXPECT_EQ(value, 6);
+    EXPECT_TRUE(vx::typeconvert::uiStringToDouble(value, L"1,5 + 1.5"));
+    EXPECT_EQ(value, 3);
+    EXPECT_FALSE(vx::typeconvert::uiStringToDouble(value, L"1 000"));
+    EXPECT_FALSE(vx::typeconvert::uiStringToDouble(value, L"1/0"));
+    EXPECT_EQ(value, 3);
+    struct intRow { const wchar_t* text; bool ok; long value; };
+    const intRow ints[] = {
+        {L"2.5", true, 3},        {L"-2.5", true, -3},         {L"7/2", true, 4},
+        {L"2^31", true, -2147483647L - 1}, {L"2^32+5", true, 5}, {L"1e300", true, -1},
+        {L"x", false, 99},
+    };
+    for (const intRow& r : ints) {
+        long got = 99;
+        EXPECT_EQ(vx::typeconvert::uiStringToInt(got, r.text), r.ok) << vx::string(r.text).getMBCS();
+        EXPECT_EQ(got, r.value) << vx::string(r.text).getMBCS();
+    }
+    const vx::string sep = germanUserLocale ? L"," : L".";
+    struct formatRow { const wchar_t* text; int decimals; bool ok; vx::string expected; };
+    const formatRow formats[] = {
+        {L"1/4", 2, true, L"0" + sep + L"25"}, {L"1/4", -1, true, L"0" + sep + L"25"},
+        {L"2", 3, true, L"2" + sep + L"000"},  {L"2*1", -1, true, L"2"},
+        {L"1/3", 12, true, L"0" + sep + L"3333333333"}, {L"oops", 2, false, L"oops"},
+    };
+    for (const formatRow& r : formats) {
+        vx::string text = r.text;
+        EXPECT_EQ(vx::typeconvert::formatUiDoubleString(text, r.decimals), r.ok) << vx::string(r.text).getMBCS();
+        EXPECT_EQ(vxtest::show(text), vxtest::show(r.expected));
+    }
+    vx::string whole = L"7/2";
+    EXPECT_TRUE(vx::typeconvert::formatUiIntString(whole));
+    EXPECT_EQ(whole, L"4");
+    whole = L"(";
+    EXPECT_FALSE(vx::typeconvert::formatUiIntString(whole));
+    EXPECT_EQ(whole, L"(");
+}

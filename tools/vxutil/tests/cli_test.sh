@@ -8,7 +8,7 @@ version=${1:?usage: cli_test.sh VERSION COMMAND...}
 shift
 (($# > 0)) || { echo "usage: cli_test.sh VERSION COMMAND..." >&2; exit 2; }
 vxutil=("$@")
-commands=(base64 bytes cdoc crc32 field format guid gunzip gzip loc lower ls match msg path pe replace split trim upper which)
+commands=(base64 bytes cdoc crc32 date field format guid gunzip gzip loc lower ls match msg path pe replace split time trim upper which)
 passed=0
 failed=0
 scratch=$(mktemp -d)
@@ -622,6 +622,57 @@ t 1 pe "$buf/man" '=>' unknown
 t 1 pe "$buf/missing.exe" '=>' unknown
 bad pe
 bad pe a b
+
+# --- date, time ----------------------------------------------------------------------------------
+t 0 date info 2024-02-29 '=>' 2024/02/29 'weekday thursday' 'week 9' 'day of year 60' 'leap year yes'
+t 0 date info 2021/01/01 '=>' 2021/01/01 'weekday friday' 'week 1' 'day of year 1' 'leap year no'
+t 0 date info 2024-12-30 '=>' 2024/12/30 'weekday monday' 'week 1' 'day of year 365' 'leap year yes'
+t 0 date add 2024-01-31 +1m '=>' 2024/02/29
+t 0 date add 2024-02-29 +1y -10d '=>' 2025/02/18
+t 0 date add 2024-01-05 +1wd '=>' 2024/01/08
+t 0 date add 2024-01-08 -1wd +2w '=>' 2024/01/19
+t 0 date diff 2024-01-01 2023-12-31 '=>' 1
+t 0 date diff 2023-12-31 2024-01-01 '=>' -1
+t 0 date diff 2028-03-01 2024-03-01 '=>' 1461
+t 0 date easter 2024 '=>' 2024/03/31
+t 0 date easter 2025 '=>' 2025/04/20
+cal=$scratch/holidays.txt
+printf '# office\nweekly saturday\nweekly sun\nholiday 2024-12-25\nyearly 12-26\nworkday 2024-12-28\n' >"$cal"
+t 0 date add 2024-12-24 +1wd --holidays "$cal" '=>' 2024/12/27
+t 0 date add 2024-12-24 +2wd --holidays "$cal" '=>' 2024/12/28
+t 0 date add --holidays "$cal" 2024-12-24 +3wd '=>' 2024/12/30
+printf 'weekly monday\nweekly tuesday\nweekly wednesday\nweekly thursday\nweekly friday\nweekly saturday\nweekly sunday\n' >"$scratch/never.txt"
+bad date add 0003-01-01 -1wd --holidays "$scratch/never.txt"
+printf 'monthly 5\n' >"$scratch/odd.txt"
+bad date add 2024-01-01 +1wd --holidays "$scratch/odd.txt"
+bad date add 2024-01-01 +1wd --holidays "$scratch/missing.txt"
+bad date add 2024-01-01 +1wd --holidays
+bad date info 2023-02-29
+bad date info 2023-13-01
+bad date info 2023/1
+bad date info yesterday
+bad date add 2024-01-01 3d
+bad date add 2024-01-01 +3q
+bad date add 2024-01-01
+bad date easter 1500
+bad date diff 2024-01-01
+bad date
+bad date when
+t 0 time parse 12:00:00:999 '=>' 12:00:00:231 'second of day 43200'
+t 0 time parse 24 '=>' 00:00:00:000 'second of day 0'
+t 0 time add 23:59:59 +1s '=>' 00:00:00:000 'days +1'
+t 0 time add 01:00 -2h '=>' 23:00:00:000 'days -1'
+t 0 time add 12:00 +4294967295h '=>' 03:00:00:000 'days +178956971'
+t 0 time diff 13:00 12:00 '=>' '+0d 01:00:00.000'
+t 0 time diff 12:00 12:00 '=>' '-0d 00:00:00.000'
+t 0 time stamp '2023-02-03 01:02:03:004' '=>' '2023/02/03 01:02:03:004'
+t 0 time stamp 2023/02/03 '=>' '2023/02/03 24:00:00:000'
+bad time parse 25:00
+bad time parse 12:60
+bad time add 12:00 +1d
+bad time stamp '2023.02.03 01:02'
+bad time
+has 20 time now
 
 printf '%d passed, %d failed\n' "$passed" "$failed"
 ((failed == 0))

@@ -1,0 +1,52 @@
+#include "platform/clock.h"
+
+#include <sys/time.h>
+#include <time.h>
+
+namespace vx::platform {
+
+currentTime now() {
+    currentTime result;
+    timespec ts{};
+    ::clock_gettime(CLOCK_REALTIME, &ts);
+    result.seconds = static_cast<std::int64_t>(ts.tv_sec);
+    result.milliseconds = static_cast<unsigned short>(ts.tv_nsec / 1000000);
+    ::tzset();
+    // timezone holds the standard zone in seconds west of UTC once tzset has run.
+    result.zoneMinutesWest = static_cast<int>(::timezone / 60);
+    std::tm local{};
+    const time_t t = ts.tv_sec;
+    result.daylight = ::localtime_r(&t, &local) != nullptr && local.tm_isdst > 0;
+    return result;
+}
+
+void reloadTimeZone() { ::tzset(); }
+
+bool toLocalTime(std::int64_t seconds, std::tm& out) {
+    ::tzset();
+    const time_t t = static_cast<time_t>(seconds);
+    return ::localtime_r(&t, &out) != nullptr;
+}
+
+bool toUniversalTime(std::int64_t seconds, std::tm& out) {
+    const time_t t = static_cast<time_t>(seconds);
+    return ::gmtime_r(&t, &out) != nullptr;
+}
+
+bool fromLocalTime(std::tm& local, std::int64_t& seconds) {
+    ::tzset();
+    const time_t t = ::mktime(&local);
+    if (t == static_cast<time_t>(-1))
+        return false;
+    seconds = static_cast<std::int64_t>(t);
+    return true;
+}
+
+std::int64_t processClockMilliseconds() {
+    const clock_t ticks = ::clock();
+    if (ticks == static_cast<clock_t>(-1))
+        return 0;
+    return static_cast<std::int64_t>(ticks) * 1000 / CLOCKS_PER_SEC;
+}
+
+} // namespace vx::platform

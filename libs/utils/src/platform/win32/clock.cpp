@@ -1,0 +1,50 @@
+#include "platform/clock.h"
+
+#include <sys/timeb.h>
+#include <time.h>
+
+namespace vx::platform {
+
+currentTime now() {
+    ::_tzset();
+    __timeb64 tb{};
+    currentTime result;
+    if (::_ftime64_s(&tb) != 0)
+        return result;
+    result.seconds = tb.time;
+    result.milliseconds = tb.millitm;
+    result.zoneMinutesWest = tb.timezone;
+    result.daylight = tb.dstflag != 0;
+    return result;
+}
+
+void reloadTimeZone() { ::_tzset(); }
+
+bool toLocalTime(std::int64_t seconds, std::tm& out) {
+    ::_tzset();
+    const __time64_t t = seconds;
+    return ::_localtime64_s(&out, &t) == 0;
+}
+
+bool toUniversalTime(std::int64_t seconds, std::tm& out) {
+    const __time64_t t = seconds;
+    return ::_gmtime64_s(&out, &t) == 0;
+}
+
+bool fromLocalTime(std::tm& local, std::int64_t& seconds) {
+    ::_tzset();
+    const __time64_t t = ::_mktime64(&local);
+    if (t == static_cast<__time64_t>(-1))
+        return false;
+    seconds = t;
+    return true;
+}
+
+std::int64_t processClockMilliseconds() {
+    const clock_t ticks = ::clock();
+    if (ticks == static_cast<clock_t>(-1))
+        return 0;
+    return static_cast<std::int64_t>(ticks) * 1000 / CLOCKS_PER_SEC;
+}
+
+} // namespace vx::platform

@@ -5,6 +5,7 @@
 #include "vxException.h"
 #include "vxFile.h"
 #include "vxGzipFile.h"
+#include "vxUnicode.h"
 
 #include "platform/vxPlatform.h"
 
@@ -457,20 +458,7 @@ bool binaryBuffer::isGZCompressed() const {
 void binaryBuffer::mbcsToWideChar() {
     const std::wstring wide = platform::activeCodePageToWide(mData, static_cast<std::size_t>(mLogicalLength));
     std::string units;
-    units.reserve(wide.size() * 2);
-    const auto unit = [&units](std::uint32_t u) {
-        units += static_cast<char>(u & 0xFF);
-        units += static_cast<char>(u >> 8);
-    };
-    for (const wchar_t c : wide) {
-        const auto code = static_cast<std::uint32_t>(c);
-        if (code > 0xFFFF) {
-            unit(0xD800 + ((code - 0x10000) >> 10));
-            unit(0xDC00 + ((code - 0x10000) & 0x3FF));
-        } else {
-            unit(code);
-        }
-    }
+    unicode::appendUtf16Le(units, wide.data(), wide.size());
     reAllocate(units.size());
     clear();
     write(units.data(), units.size());

@@ -6,8 +6,41 @@ namespace vx::unicode {
 
 namespace {
 
+constexpr bool kWideIsUtf16 = sizeof(wchar_t) == 2;
+
 bool isCharacter(std::uint32_t c) {
     return c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF);
+}
+bool isHighSurrogate(std::uint32_t u) {
+    return u >= 0xD800 && u <= 0xDBFF;
+}
+bool isLowSurrogate(std::uint32_t u) {
+    return u >= 0xDC00 && u <= 0xDFFF;
+}
+
+// The code point at text[i] (a surrogate pair where wide text is UTF-16, then i moves past its
+// first half); U+FFFD for a unit that is no character.
+std::uint32_t codePointAt(const wchar_t* text, std::size_t length, std::size_t& i) {
+    std::uint32_t c = static_cast<std::uint32_t>(text[i]);
+    if (kWideIsUtf16) {
+        c &= 0xFFFF;
+        if (isHighSurrogate(c) && i + 1 < length && isLowSurrogate(static_cast<std::uint32_t>(text[i + 1]) & 0xFFFF)) {
+            ++i;
+            return 0x10000 + ((c - 0xD800) << 10) + ((static_cast<std::uint32_t>(text[i]) & 0xFFFF) - 0xDC00);
+        }
+    }
+    return isCharacter(c) ? c : replacementCharacter;
+}
+
+// Writes one code point (a character) as wide units at out; answers the units written.
+std::size_t putCodePoint(wchar_t* out, std::uint32_t c) {
+    if (kWideIsUtf16 && c > 0xFFFF) {
+        out[0] = static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10));
+        out[1] = static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+        return 2;
+    }
+    out[0] = static_cast<wchar_t>(c);
+    return 1;
 }
 
 // The range the byte after a lead byte may take (the later ones are always 0x80 to 0xBF).
@@ -34,9 +67,7 @@ leadInfo infoOf(unsigned char lead) {
 void appendUtf8(std::string& out, const wchar_t* text, std::size_t length) {
     out.reserve(out.size() + length);
     for (std::size_t i = 0; i < length; ++i) {
-        std::uint32_t c = static_cast<std::uint32_t>(text[i]);
-        if (!isCharacter(c))
-            c = replacementCharacter;
+        const std::uint32_t c = codePointAt(text, length, i);
         if (c < 0x80) {
             out.push_back(static_cast<char>(c));
         } else if (c < 0x800) {
@@ -57,18 +88,23 @@ void appendUtf8(std::string& out, const wchar_t* text, std::size_t length) {
 
 void appendFromUtf8(std::wstring& out, const char* text, std::size_t length) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(text);
-    out.reserve(out.size() + length);
+    // Never more units than bytes (a pair comes from four bytes), so the room is made once and
+    // filled through a pointer; that is what keeps long documents fast.
+    const std::size_t start = out.size();
+    out.resize(start + length);
+    wchar_t* const first = &out[0] + start;
+    wchar_t* to = first;
     std::size_t i = 0;
     while (i < length) {
         const unsigned char lead = bytes[i];
         if (lead < 0x80) { // the common case first
-            out.push_back(static_cast<wchar_t>(lead));
+            *to++ = static_cast<wchar_t>(lead);
             ++i;
             continue;
         }
         const leadInfo info = infoOf(lead);
         if (info.length == 0) {
-            out.push_back(replacementCharacter);
+            *to++ = replacementCharacter;
             ++i;
             continue;
         }
@@ -91,34 +127,52 @@ void appendFromUtf8(std::wstring& out, const char* text, std::size_t length) {
             ++taken;
         }
         // A broken sequence is replaced as a whole, and decoding resumes at the byte that broke it.
-        out.push_back(complete ? static_cast<wchar_t>(c) : replacementCharacter);
+        to += putCodePoint(to, complete ? c : replacementCharacter);
         i += taken;
+    }
+    out.resize(start + static_cast<std::size_t>(to - first));
+}
+
+void appendUtf16Le(std::string& out, const wchar_t* text, std::size_t length) {
+    out.reserve(out.size() + 2 * length);
+    const auto unit = [&out](std::uint32_t u) {
+        out.push_back(static_cast<char>(u & 0xFF));
+        out.push_back(static_cast<char>(u >> 8));
+    };
+    for (std::size_t i = 0; i < length; ++i) {
+        const std::uint32_t c = codePointAt(text, length, i);
+        if (c > 0xFFFF) {
+            unit(0xD800 + ((c - 0x10000) >> 10));
+            unit(0xDC00 + ((c - 0x10000) & 0x3FF));
+        } else {
+            unit(c);
+        }
     }
 }
 
-} // namespace vx::unicode
-
-namespace vx::unicode {
-
 void appendFromUtf16Le(std::wstring& out, const unsigned char* bytes, std::size_t length) {
-    out.reserve(out.size() + length / 2 + 1);
     const std::size_t units = length / 2;
+    const std::size_t start = out.size();
+    out.resize(start + units + 1);
+    wchar_t* const first = &out[0] + start;
+    wchar_t* to = first;
     const auto unitAt = [bytes](std::size_t i) {
         return static_cast<std::uint32_t>(bytes[2 * i]) | static_cast<std::uint32_t>(bytes[2 * i + 1]) << 8;
     };
     for (std::size_t i = 0; i < units; ++i) {
         const std::uint32_t unit = unitAt(i);
         if (unit < 0xD800 || unit > 0xDFFF) {
-            out.push_back(static_cast<wchar_t>(unit));
-        } else if (unit <= 0xDBFF && i + 1 < units && unitAt(i + 1) >= 0xDC00 && unitAt(i + 1) <= 0xDFFF) {
-            out.push_back(static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (unitAt(i + 1) - 0xDC00)));
+            *to++ = static_cast<wchar_t>(unit);
+        } else if (isHighSurrogate(unit) && i + 1 < units && isLowSurrogate(unitAt(i + 1))) {
+            to += putCodePoint(to, 0x10000 + ((unit - 0xD800) << 10) + (unitAt(i + 1) - 0xDC00));
             ++i;
         } else {
-            out.push_back(replacementCharacter);
+            *to++ = replacementCharacter;
         }
     }
     if (length % 2 != 0)
-        out.push_back(replacementCharacter);
+        *to++ = replacementCharacter;
+    out.resize(start + static_cast<std::size_t>(to - first));
 }
 
 } // namespace vx::unicode

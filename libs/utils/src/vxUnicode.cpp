@@ -64,26 +64,47 @@ leadInfo infoOf(unsigned char lead) {
 
 } // namespace
 
-void appendUtf8(std::string& out, const wchar_t* text, std::size_t length) {
-    out.reserve(out.size() + length);
+std::size_t utf8Length(const wchar_t* text, std::size_t length) {
+    std::size_t bytes = 0;
     for (std::size_t i = 0; i < length; ++i) {
+        if (static_cast<std::uint32_t>(text[i]) < 0x80) {
+            ++bytes;
+            continue;
+        }
         const std::uint32_t c = codePointAt(text, length, i);
-        if (c < 0x80) {
-            out.push_back(static_cast<char>(c));
-        } else if (c < 0x800) {
-            out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+        bytes += c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
+    }
+    return bytes;
+}
+
+char* writeUtf8(char* out, const wchar_t* text, std::size_t length) {
+    for (std::size_t i = 0; i < length; ++i) {
+        if (static_cast<std::uint32_t>(text[i]) < 0x80) { // the common case first
+            *out++ = static_cast<char>(text[i]);
+            continue;
+        }
+        const std::uint32_t c = codePointAt(text, length, i);
+        if (c < 0x800) {
+            *out++ = static_cast<char>(0xC0 | (c >> 6));
+            *out++ = static_cast<char>(0x80 | (c & 0x3F));
         } else if (c < 0x10000) {
-            out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-            out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+            *out++ = static_cast<char>(0xE0 | (c >> 12));
+            *out++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            *out++ = static_cast<char>(0x80 | (c & 0x3F));
         } else {
-            out.push_back(static_cast<char>(0xF0 | (c >> 18)));
-            out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+            *out++ = static_cast<char>(0xF0 | (c >> 18));
+            *out++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            *out++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            *out++ = static_cast<char>(0x80 | (c & 0x3F));
         }
     }
+    return out;
+}
+
+void appendUtf8(std::string& out, const wchar_t* text, std::size_t length) {
+    const std::size_t start = out.size();
+    out.resize(start + utf8Length(text, length));
+    writeUtf8(&out[0] + start, text, length);
 }
 
 void appendFromUtf8(std::wstring& out, const char* text, std::size_t length) {
@@ -133,11 +154,17 @@ void appendFromUtf8(std::wstring& out, const char* text, std::size_t length) {
     out.resize(start + static_cast<std::size_t>(to - first));
 }
 
-void appendUtf16Le(std::string& out, const wchar_t* text, std::size_t length) {
-    out.reserve(out.size() + 2 * length);
+std::size_t utf16LeLength(const wchar_t* text, std::size_t length) {
+    std::size_t bytes = 0;
+    for (std::size_t i = 0; i < length; ++i)
+        bytes += codePointAt(text, length, i) > 0xFFFF ? 4 : 2;
+    return bytes;
+}
+
+char* writeUtf16Le(char* out, const wchar_t* text, std::size_t length) {
     const auto unit = [&out](std::uint32_t u) {
-        out.push_back(static_cast<char>(u & 0xFF));
-        out.push_back(static_cast<char>(u >> 8));
+        *out++ = static_cast<char>(u & 0xFF);
+        *out++ = static_cast<char>(u >> 8);
     };
     for (std::size_t i = 0; i < length; ++i) {
         const std::uint32_t c = codePointAt(text, length, i);
@@ -148,6 +175,13 @@ void appendUtf16Le(std::string& out, const wchar_t* text, std::size_t length) {
             unit(c);
         }
     }
+    return out;
+}
+
+void appendUtf16Le(std::string& out, const wchar_t* text, std::size_t length) {
+    const std::size_t start = out.size();
+    out.resize(start + utf16LeLength(text, length));
+    writeUtf16Le(&out[0] + start, text, length);
 }
 
 void appendFromUtf16Le(std::wstring& out, const unsigned char* bytes, std::size_t length) {

@@ -15,9 +15,16 @@ constexpr wchar_t replacementCharacter = 0xFFFD;
 
 void appendUtf8(std::string& out, const wchar_t* text, std::size_t length);
 void appendFromUtf8(std::wstring& out, const char* text, std::size_t length);
+// The bytes of the UTF-8 form of text, and that form written at out, which has room for them;
+// answers the position behind the bytes written.
+std::size_t utf8Length(const wchar_t* text, std::size_t length);
+char* writeUtf8(char* out, const wchar_t* text, std::size_t length);
 
 // Wide text to UTF-16 little-endian bytes, surrogate pairs above U+FFFF, no terminator.
 void appendUtf16Le(std::string& out, const wchar_t* text, std::size_t length);
+// The bytes of the UTF-16LE form of text, and that form written at out as writeUtf8 does.
+std::size_t utf16LeLength(const wchar_t* text, std::size_t length);
+char* writeUtf16Le(char* out, const wchar_t* text, std::size_t length);
 // UTF-16 little-endian bytes to wide text: a surrogate pair gives one character, an unpaired
 // surrogate and an odd last byte give U+FFFD each.
 void appendFromUtf16Le(std::wstring& out, const unsigned char* bytes, std::size_t length);

@@ -26,8 +26,7 @@ const wchar_t kInvalidFormat[] = L"xmlNode::parseText: invalid xml-format";
 const wchar_t kNullText[] = L"xmlNode::parseText: NULL specified for pText";
 const wchar_t kNullNode[] = L"xmlNode::createXmlNode: NULL specified for pNode";
 
-// Each level of the text form is indented by this much.
-const wchar_t kIndentStep[] = L"   ";
+// Each level of the text form is indented by this many spaces.
 constexpr std::size_t kIndentStepLength = 3;
 
 [[noreturn]] void invalidFormat() {
@@ -104,10 +103,61 @@ void decodeNumericEntities(string& s) {
     }
 }
 
+struct namedEntity {
+    const wchar_t* text;
+    std::size_t length;
+    wchar_t character;
+};
+const namedEntity kNamedEntities[] = {
+    {L"&amp;", 5, L'&'}, {L"&apos;", 6, L'\''}, {L"&quot;", 6, L'"'}, {L"&lt;", 4, L'<'}, {L"&gt;", 4, L'>'},
+};
+
+bool startsWith(const string& s, std::size_t at, const wchar_t* prefix, std::size_t length) {
+    return s.compare(at, length, prefix, length) == 0;
+}
+
+// The passes below in one scan, for the usual text: each named entity becomes its character.
+// False, with s untouched, where that could give another result than the passes: a numeric form,
+// or an "&amp;" whose '&' would start a new entity with what follows it.
+bool decodeInOneScan(string& s) {
+    std::wstring result;
+    result.reserve(s.size());
+    std::size_t i = 0;
+    while (i < s.size()) {
+        const std::size_t amp = s.find(L'&', i);
+        if (amp == string::npos)
+            break;
+        result.append(s, i, amp - i);
+        if (startsWith(s, amp, L"&#x", 3))
+            return false;
+        const namedEntity* found = nullptr;
+        for (const namedEntity& e : kNamedEntities)
+            if (startsWith(s, amp, e.text, e.length))
+                found = &e;
+        if (!found) {
+            result += L'&';
+            i = amp + 1;
+            continue;
+        }
+        i = amp + found->length;
+        if (found->character == L'&') {
+            if (startsWith(s, i, L"#x", 2))
+                return false;
+            for (const namedEntity& e : kNamedEntities)
+                if (startsWith(s, i, e.text + 1, e.length - 1))
+                    return false;
+        }
+        result += found->character;
+    }
+    result.append(s, i, string::npos);
+    s.std::wstring::swap(result);
+    return true;
+}
+
 // Resolves the entities of a text: the named ones, then the numeric ones, and again until a whole
 // pass changes the length no more.
 void decodeEntities(string& s) {
-    if (s.find(L'&') == string::npos)
+    if (s.find(L'&') == string::npos || decodeInOneScan(s))
         return;
     static const std::wstring named[][2] = {
         {L"&amp;", L"&"}, {L"&apos;", L"'"}, {L"&quot;", L"\""}, {L"&lt;", L"<"}, {L"&gt;", L">"},
@@ -122,96 +172,220 @@ void decodeEntities(string& s) {
     }
 }
 
-// Appends text with the five special characters as entities; with dropNewlines, '\n' is left out.
-void appendEncoded(string& out, const string& text, bool dropNewlines) {
+// --- the writer --------------------------------------------------------------------------------------
+//
+// One writer serves every output; a sink decides what becomes of the text: wide text, or UTF-8 or
+// UTF-16LE bytes written straight into the room of a buffer after a first run has counted them.
+
+// Wide text (the form getText gives), or the count of its units while out is null.
+struct wideSink {
+    string* out;
+    std::size_t units = 0;
+    void text(const wchar_t* p, std::size_t n) {
+        if (out)
+            out->append(p, n);
+        else
+            units += n;
+    }
+    void ascii(const char* s, std::size_t n) {
+        if (out)
+            out->append(s, s + n);
+        else
+            units += n;
+    }
+    void spaces(std::size_t n) {
+        if (out)
+            out->append(n, L' ');
+        else
+            units += n;
+    }
+};
+
+// The entity that stands for a special character in the text form; a dropped newline is empty.
+const char* entityOf(std::uint32_t c) {
+    switch (c) {
+    case '&': return "&amp;";
+    case '\'': return "&apos;";
+    case '"': return "&quot;";
+    case '<': return "&lt;";
+    case '>': return "&gt;";
+    default: return "";
+    }
+}
+
+// Bytes in an encoding: counted while to is null, else written at to. Counting also notes a null
+// character, which calls for the piecewise conversion.
+template <std::size_t (*lengthOf)(const wchar_t*, std::size_t), char* (*writeTo)(char*, const wchar_t*, std::size_t),
+          std::size_t kUnitBytes>
+struct byteSink {
+    char* to = nullptr;
+    std::uint64_t bytes = 0;
+    bool hasNull = false;
+    void text(const wchar_t* p, std::size_t n) {
+        if (to) {
+            to = writeTo(to, p, n);
+        } else {
+            bytes += lengthOf(p, n);
+            hasNull = hasNull || (kUnitBytes == 1 && std::wmemchr(p, L'\0', n) != nullptr);
+        }
+    }
+    void ascii(const char* s, std::size_t n) {
+        if (!to) {
+            bytes += n * kUnitBytes;
+            return;
+        }
+        for (std::size_t i = 0; i < n; ++i) {
+            *to++ = s[i];
+            if (kUnitBytes == 2)
+                *to++ = '\0';
+        }
+    }
+    void spaces(std::size_t n) {
+        if (!to) {
+            bytes += n * kUnitBytes;
+            return;
+        }
+        for (std::size_t i = 0; i < n; ++i)
+            ascii(" ", 1);
+    }
+    // Text with the characters of stops (values below 64) replaced by entityOf: in one loop with
+    // the position in a local, since nearly all of a document's bytes pass here.
+    void escaped(const wchar_t* p, std::size_t n, std::uint64_t stops) {
+        char* out = to;
+        std::uint64_t count = 0;
+        bool null = false;
+        for (std::size_t i = 0; i < n;) {
+            const auto u = static_cast<std::uint32_t>(p[i]);
+            if (u >= 0x80) {
+                std::size_t j = i + 1;
+                while (j < n && static_cast<std::uint32_t>(p[j]) >= 0x80)
+                    ++j;
+                if (out)
+                    out = writeTo(out, p + i, j - i);
+                else
+                    count += lengthOf(p + i, j - i);
+                i = j;
+                continue;
+            }
+            ++i;
+            if (u < 64 && ((stops >> u) & 1) != 0) {
+                const char* const entity = entityOf(u);
+                const std::size_t length = std::strlen(entity);
+                if (!out) {
+                    count += length * kUnitBytes;
+                    continue;
+                }
+                for (std::size_t k = 0; k < length; ++k) {
+                    *out++ = entity[k];
+                    if (kUnitBytes == 2)
+                        *out++ = '\0';
+                }
+            } else if (out) {
+                *out++ = static_cast<char>(u);
+                if (kUnitBytes == 2)
+                    *out++ = '\0';
+            } else {
+                count += kUnitBytes;
+                null = null || u == 0;
+            }
+        }
+        to = out;
+        bytes += count;
+        hasNull = hasNull || (kUnitBytes == 1 && null);
+    }
+};
+
+using utf8Sink = byteSink<unicode::utf8Length, unicode::writeUtf8, 1>;
+using utf16Sink = byteSink<unicode::utf16LeLength, unicode::writeUtf16Le, 2>;
+
+template <class Sink, std::size_t N>
+void put(Sink& sink, const char (&s)[N]) {
+    sink.ascii(s, N - 1);
+}
+
+template <class Sink>
+void put(Sink& sink, const string& s) {
+    sink.text(s.data(), s.size());
+}
+
+// The characters the writer replaces, as bits of a mask over the values below 64.
+constexpr std::uint64_t kEntityCharacters =
+    1ull << '&' | 1ull << '\'' | 1ull << '"' | 1ull << '<' | 1ull << '>';
+
+inline bool isSpecial(wchar_t c, std::uint64_t stops) {
+    const auto u = static_cast<std::uint32_t>(c);
+    return u < 64 && ((stops >> u) & 1) != 0;
+}
+
+// Text with the five special characters as entities; with dropNewlines, '\n' is left out.
+inline void putEncoded(wideSink& sink, const string& text, bool dropNewlines) {
+    const std::uint64_t stops = kEntityCharacters | (dropNewlines ? 1ull << '\n' : 0);
     const wchar_t* p = text.data();
     const wchar_t* const end = p + text.size();
     while (p < end) {
         const wchar_t* const run = p;
-        while (p < end && (*p > L'>' || (*p != L'&' && *p != L'\'' && *p != L'"' && *p != L'<' && *p != L'>' &&
-                                         (*p != L'\n' || !dropNewlines))))
+        while (p < end && !isSpecial(*p, stops))
             ++p;
-        out.append(run, p);
+        sink.text(run, static_cast<std::size_t>(p - run));
         if (p == end)
             return;
-        switch (*p) {
-        case L'&': out += L"&amp;"; break;
-        case L'\'': out += L"&apos;"; break;
-        case L'"': out += L"&quot;"; break;
-        case L'<': out += L"&lt;"; break;
-        case L'>': out += L"&gt;"; break;
-        default: break; // a newline that is dropped
-        }
-        ++p;
+        const char* const entity = entityOf(static_cast<std::uint32_t>(*p++));
+        sink.ascii(entity, std::strlen(entity));
     }
 }
 
-// --- the writer --------------------------------------------------------------------------------------
-
-// The characters of the text form of a tree, roughly: what the writer reserves once.
-std::size_t estimatedLength(const xmlNode& root, std::size_t indent) {
-    std::size_t total = 0;
-    std::vector<std::pair<const xmlNode*, std::size_t>> work{{&root, indent}};
-    while (!work.empty()) {
-        const auto [node, level] = work.back();
-        work.pop_back();
-        total += 2 * level + 2 * node->name().size() + node->text().size() + 8;
-        for (const auto& a : node->attributes())
-            total += a.first.size() + a.second.size() + 4;
-        for (const auto& child : node->children())
-            if (child)
-                work.emplace_back(child.get(), level + kIndentStepLength);
-    }
-    return total;
+template <class Sink>
+void putEncoded(Sink& sink, const string& text, bool dropNewlines) {
+    sink.escaped(text.data(), text.size(), kEntityCharacters | (dropNewlines ? 1ull << '\n' : 0));
 }
 
 // The element's line: start tag, attributes, and either the whole element (no children) or the
-// ">" and the line of its text.
-void writeStart(string& out, const xmlNode& node, const string& indent) {
-    out += indent;
-    out += L'<';
-    out += node.name();
+// ">" and the line of its text. The indent is the root's text and three spaces a level.
+template <class Sink>
+void putStart(Sink& sink, const xmlNode& node, const string& rootIndent, std::size_t spaces) {
+    put(sink, rootIndent);
+    sink.spaces(spaces);
+    put(sink, "<");
+    put(sink, node.name());
     for (const auto& a : node.attributes()) {
-        out += L' ';
-        out += a.first;
-        out += L"=\"";
-        appendEncoded(out, a.second, false);
-        out += L'"';
+        put(sink, " ");
+        put(sink, a.first);
+        put(sink, "=\"");
+        putEncoded(sink, a.second, false);
+        put(sink, "\"");
     }
     if (node.children().empty()) {
         if (node.text().empty()) {
-            out += L"/>\n";
+            put(sink, "/>\n");
         } else {
-            out += L'>';
-            appendEncoded(out, node.text(), false);
-            out += L"</";
-            out += node.name();
-            out += L">\n";
+            put(sink, ">");
+            putEncoded(sink, node.text(), false);
+            put(sink, "</");
+            put(sink, node.name());
+            put(sink, ">\n");
         }
         return;
     }
-    out += L">\n";
+    put(sink, ">\n");
     if (!node.text().empty()) {
-        out += indent;
-        out += kIndentStep;
-        appendEncoded(out, node.text(), true);
-        out += L'\n';
+        put(sink, rootIndent);
+        sink.spaces(spaces + kIndentStepLength);
+        putEncoded(sink, node.text(), true);
+        put(sink, "\n");
     }
 }
 
 // Depth first with a list of open elements instead of recursion, so that a tree of any depth
 // can be written.
-void writeTree(string& out, const xmlNode& root, const string& rootIndent) {
-    string indent = rootIndent;
+template <class Sink>
+void writeTree(Sink& sink, const xmlNode& root, const string& rootIndent) {
     std::vector<std::pair<const xmlNode*, std::size_t>> open;
     const xmlNode* next = &root;
     for (;;) {
         if (next) {
-            writeStart(out, *next, indent);
-            if (!next->children().empty()) {
+            putStart(sink, *next, rootIndent, open.size() * kIndentStepLength);
+            if (!next->children().empty())
                 open.emplace_back(next, 0);
-                indent += kIndentStep;
-            }
         }
         if (open.empty())
             return;
@@ -220,14 +394,21 @@ void writeTree(string& out, const xmlNode& root, const string& rootIndent) {
             next = node->children()[index++].operator->(); // a null child is an assertion
         } else {
             next = nullptr;
-            indent.resize(indent.size() - kIndentStepLength);
-            out += indent;
-            out += L"</";
-            out += node->name();
-            out += L">\n";
+            put(sink, rootIndent);
+            sink.spaces((open.size() - 1) * kIndentStepLength);
+            put(sink, "</");
+            put(sink, node->name());
+            put(sink, ">\n");
             open.pop_back();
         }
     }
+}
+
+// The declaration in front of the document.
+const char* headerOf(int encoding) {
+    return encoding == xmlDocument::eUtf8    ? "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           : encoding == xmlDocument::eUtf16 ? "<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n"
+                                             : "<?xml version=\"1.0\" ?>\n";
 }
 
 // UTF-8 in pieces of 256 units, each ending at its first null character; a surrogate pair is
@@ -236,10 +417,6 @@ void appendUtf8Pieces(std::string& out, const string& text) {
     constexpr std::size_t kPiece = 256;
     const wchar_t* const data = text.data();
     const std::size_t length = text.size();
-    if (std::wmemchr(data, L'\0', length) == nullptr) { // the usual case: one piece does
-        unicode::appendUtf8(out, data, length);
-        return;
-    }
     for (std::size_t i = 0; i < length;) {
         std::size_t n = length - i < kPiece ? length - i : kPiece;
         const auto last = static_cast<std::uint32_t>(data[i + n - 1]);
@@ -249,6 +426,33 @@ void appendUtf8Pieces(std::string& out, const string& text) {
         unicode::appendUtf8(out, data + i, zero ? static_cast<std::size_t>(zero - (data + i)) : n);
         i += n;
     }
+}
+
+// The byte form of the document: counted first, so that it is written straight into the room of
+// the buffer, grown once.
+template <class Sink>
+Sink countBytes(const xmlNode& root, const char* header) {
+    Sink count;
+    count.ascii(header, std::strlen(header));
+    writeTree(count, root, string());
+    return count;
+}
+
+template <class Sink>
+void saveInto(binaryBuffer& buffer, const xmlNode& root, const Sink& count, const char* mark, const char* header,
+              std::size_t zeros) {
+    const std::size_t markLength = std::strlen(mark), headerLength = std::strlen(header);
+    const std::uint64_t start = buffer.logicalLength();
+    const std::uint64_t total = markLength + count.bytes + zeros;
+    buffer.reserve(start + total);
+    Sink sink;
+    sink.to = buffer.data() + start;
+    std::memcpy(sink.to, mark, markLength);
+    sink.to += markLength;
+    sink.ascii(header, headerLength);
+    writeTree(sink, root, string());
+    std::memset(sink.to, 0, zeros);
+    buffer.setLogicalLength(start + total);
 }
 
 // --- encoding detection -------------------------------------------------------------------------------
@@ -479,8 +683,11 @@ void xmlNode::removeAttribute(const string& name) {
 }
 
 void xmlNode::getText(string& out, const string& indent) const {
-    out.reserve(out.size() + estimatedLength(*this, indent.size()));
-    writeTree(out, *this, indent);
+    wideSink count{nullptr};
+    writeTree(count, *this, indent);
+    out.reserve(out.size() + count.units);
+    wideSink sink{&out};
+    writeTree(sink, *this, indent);
 }
 
 // --- the parser -------------------------------------------------------------------------------------
@@ -739,24 +946,22 @@ void xmlDocument::load(const file& f, bool keepWhitespace) {
 }
 
 void xmlDocument::save(binaryBuffer& buffer, eEncoding encoding) const {
-    string text;
-    text.reserve(estimatedLength(*this, 0) + 40);
-    text += L"<?xml version=\"1.0\" ";
-    if (encoding == eUtf8)
-        text += L"encoding=\"UTF-8\"";
-    else if (encoding == eUtf16)
-        text += L"encoding=\"UTF-16\"";
-    text += L"?>\n";
-    writeTree(text, *this, string());
-    std::string bytes;
-    if (encoding == eUtf8) {
-        bytes.reserve(text.size() + text.size() / 2 + 3);
-        bytes = "\xEF\xBB\xBF";
-        appendUtf8Pieces(bytes, text);
-    } else {
-        unicode::appendUtf16Le(bytes, text.data(), text.size());
-        bytes.append(2, '\0');
+    const char* const header = headerOf(encoding);
+    if (encoding != eUtf8) {
+        saveInto(buffer, *this, countBytes<utf16Sink>(*this, header), "", header, 2);
+        return;
     }
+    const utf8Sink count = countBytes<utf8Sink>(*this, header);
+    if (!count.hasNull) {
+        saveInto(buffer, *this, count, "\xEF\xBB\xBF", header, 0);
+        return;
+    }
+    // A null character ends its piece of the conversion, so the wide text is made first.
+    string text;
+    text.append(header, header + std::strlen(header));
+    getText(text, string());
+    std::string bytes = "\xEF\xBB\xBF";
+    appendUtf8Pieces(bytes, text);
     buffer.write(bytes.data(), bytes.size());
 }
 

@@ -117,6 +117,8 @@ TEST(xmlParse, treesAndQuirks) {
         {"<a>&#x41;&#x3b1;&#x20AC;|&#x1234;|&#65;|&#x</a>", false, L"a\"A\x3b1&#x20AC;|&#x1234;|&#65;|&#x\""},
         {"<a>[&#x0;&#xZZ;]&#x26;lt;|&#x4;a;</a>", false, L"a\"[]<|\x4\""},
         {"<a>&#x12&#x3b;</a>", false, L"a\"\x12\""}, // completed by a later replacement
+        {"<a>a & b &amp;c; &lt</a>", false, L"a\"a & b &c; &lt\""},
+        {"<!--><r/>--><s/>", false, L"s"}, // "<!-->" opens a comment
     };
     for (const auto& c : cases)
         EXPECT_EQ(dump(*fromText(c.text, c.keep)), c.tree) << c.text;
@@ -333,6 +335,7 @@ TEST(xmlLoad, encodings) {
         {"<?xml encoding=\"UTF-8\"?><r>\xC3\xA9</r>", L"r\"\xE9\""},
         {"<?xml encoding='latin1'?><r>\xC3\xA9</r>", L"r\"\xE9\""}, // only '"' opens the value
         {"<?xml encoding=\"Latin1", L""},                              // no closing quote: still a name
+        {"<?xml encoding=\"" + std::string(300, 'x') + "\"?><r>\x80</r>", L"r\"\x20AC\""}, // cut, unknown
         {bin("<?encoding=\"utf-16\"?>\0<\0r\0/\0>\0"), L"r"},
         {"\xEF\xBB\xBF", nullptr},
         {"", nullptr},

@@ -108,13 +108,16 @@ void appendUtf8(std::string& out, const wchar_t* text, std::size_t length) {
 }
 
 void appendFromUtf8(std::wstring& out, const char* text, std::size_t length) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
     // Never more units than bytes (a pair comes from four bytes), so the room is made once and
     // filled through a pointer; that is what keeps long documents fast.
     const std::size_t start = out.size();
     out.resize(start + length);
     wchar_t* const first = &out[0] + start;
-    wchar_t* to = first;
+    out.resize(start + static_cast<std::size_t>(writeFromUtf8(first, text, length) - first));
+}
+
+wchar_t* writeFromUtf8(wchar_t* to, const char* text, std::size_t length) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
     std::size_t i = 0;
     while (i < length) {
         const unsigned char lead = bytes[i];
@@ -151,8 +154,9 @@ void appendFromUtf8(std::wstring& out, const char* text, std::size_t length) {
         to += putCodePoint(to, complete ? c : replacementCharacter);
         i += taken;
     }
-    out.resize(start + static_cast<std::size_t>(to - first));
+    return to;
 }
+
 
 std::size_t utf16LeLength(const wchar_t* text, std::size_t length) {
     std::size_t bytes = 0;

@@ -15,6 +15,9 @@ constexpr wchar_t replacementCharacter = 0xFFFD;
 
 void appendUtf8(std::string& out, const wchar_t* text, std::size_t length);
 void appendFromUtf8(std::wstring& out, const char* text, std::size_t length);
+// Decodes into out, which has room for length units (never more are needed); answers the
+// position behind the units written.
+wchar_t* writeFromUtf8(wchar_t* out, const char* text, std::size_t length);
 // The bytes of the UTF-8 form of text, and that form written at out, which has room for them;
 // answers the position behind the bytes written.
 std::size_t utf8Length(const wchar_t* text, std::size_t length);

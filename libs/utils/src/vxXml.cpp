@@ -116,41 +116,45 @@ bool startsWith(const string& s, std::size_t at, const wchar_t* prefix, std::siz
     return s.compare(at, length, prefix, length) == 0;
 }
 
+// The named entity at s[at], or null.
+const namedEntity* namedEntityAt(const string& s, std::size_t at) {
+    for (const namedEntity& e : kNamedEntities)
+        if (startsWith(s, at, e.text, e.length))
+            return &e;
+    return nullptr;
+}
+
 // The passes below in one scan, for the usual text: each named entity becomes its character.
 // False, with s untouched, where that could give another result than the passes: a numeric form,
 // or an "&amp;" whose '&' would start a new entity with what follows it.
 bool decodeInOneScan(string& s) {
-    std::wstring result;
-    result.reserve(s.size());
-    std::size_t i = 0;
-    while (i < s.size()) {
-        const std::size_t amp = s.find(L'&', i);
-        if (amp == string::npos)
-            break;
-        result.append(s, i, amp - i);
+    for (std::size_t amp = s.find(L'&'); amp != string::npos; amp = s.find(L'&', amp + 1)) {
         if (startsWith(s, amp, L"&#x", 3))
             return false;
-        const namedEntity* found = nullptr;
-        for (const namedEntity& e : kNamedEntities)
-            if (startsWith(s, amp, e.text, e.length))
-                found = &e;
-        if (!found) {
-            result += L'&';
-            i = amp + 1;
-            continue;
-        }
-        i = amp + found->length;
-        if (found->character == L'&') {
-            if (startsWith(s, i, L"#x", 2))
+        const namedEntity* const found = namedEntityAt(s, amp);
+        if (found && found->character == L'&') {
+            const std::size_t behind = amp + found->length;
+            if (startsWith(s, behind, L"#x", 2))
                 return false;
             for (const namedEntity& e : kNamedEntities)
-                if (startsWith(s, i, e.text + 1, e.length - 1))
+                if (startsWith(s, behind, e.text + 1, e.length - 1))
                     return false;
         }
-        result += found->character;
     }
-    result.append(s, i, string::npos);
-    s.std::wstring::swap(result);
+    // The text only shrinks, so it is decoded where it stands.
+    std::size_t to = s.find(L'&'), from = to;
+    while (from < s.size()) {
+        if (s[from] == L'&') {
+            if (const namedEntity* const found = namedEntityAt(s, from)) {
+                s[to++] = found->character;
+                from += found->length;
+                continue;
+            }
+        }
+        s[to++] = s[from++];
+    }
+    if (to < s.size())
+        s.resize(to);
     return true;
 }
 
@@ -697,6 +701,18 @@ void xmlNode::getText(string& out, const string& indent) const {
 struct xmlNode::parser {
     bool keepWhitespace;
     std::vector<refPtr<xmlNode>> collected;
+    // The attributes of the element at hand, so that each element allocates its list once.
+    std::vector<attribute> attributes;
+
+    // The attributes collected go to the node, behind those it had.
+    void takeAttributes(xmlNode& node) {
+        if (attributes.empty())
+            return;
+        node.mAttributes.reserve(node.mAttributes.size() + attributes.size());
+        for (auto& a : attributes)
+            node.mAttributes.push_back(std::move(a));
+        attributes.clear();
+    }
 
     // Sets target to the text between from and to: trimmed of spaces and tabs unless whitespace
     // is kept, entities resolved.
@@ -738,8 +754,38 @@ struct xmlNode::parser {
         collected.resize(first);
     }
 
+    void readAttributes(const wchar_t*& q);
     const wchar_t* parse(xmlNode& node, const wchar_t* text, int depth);
 };
+
+// Reads attributes from q up to the "/>", the ">" or the end of the text, where q is left.
+void xmlNode::parser::readAttributes(const wchar_t*& q) {
+    for (;;) {
+        if (*q == L'\0')
+            break;
+        q = skipSpace(q);
+        if (*q == L'>' || (*q == L'/' && q[1] == L'>'))
+            break;
+        const wchar_t* const attributeName = q;
+        while (*q != L'\0' && *q != L'=' && !isSpace(*q))
+            ++q;
+        const wchar_t* const attributeNameEnd = q;
+        const wchar_t* const equals = std::wcschr(q, L'=');
+        if (!equals)
+            invalidFormat();
+        q = skipSpace(equals + 1);
+        const wchar_t quote = *q;
+        if (quote != L'"' && quote != L'\'')
+            invalidFormat();
+        const wchar_t* const valueEnd = std::wcschr(q + 1, quote);
+        if (!valueEnd)
+            invalidFormat();
+        string value(q + 1, valueEnd);
+        decodeEntities(value);
+        attributes.emplace_back(string(attributeName, attributeNameEnd), std::move(value));
+        q = valueEnd + 1;
+    }
+}
 
 const wchar_t* xmlNode::parser::parse(xmlNode& node, const wchar_t* text, int depth) {
     // The element start: comments, processing instructions and declarations are passed over.
@@ -788,32 +834,15 @@ const wchar_t* xmlNode::parser::parse(xmlNode& node, const wchar_t* text, int de
     }
     node.mName.assign(nameStart, q);
 
-    // Attributes. Anything between a name and the next '=' is passed over.
-    for (;;) {
-        if (*q == L'\0')
-            break;
-        q = skipSpace(q);
-        if (*q == L'>' || (*q == L'/' && q[1] == L'>'))
-            break;
-        const wchar_t* const attributeName = q;
-        while (*q != L'\0' && *q != L'=' && !isSpace(*q))
-            ++q;
-        const wchar_t* const attributeNameEnd = q;
-        const wchar_t* const equals = std::wcschr(q, L'=');
-        if (!equals)
-            invalidFormat();
-        q = skipSpace(equals + 1);
-        const wchar_t quote = *q;
-        if (quote != L'"' && quote != L'\'')
-            invalidFormat();
-        const wchar_t* const valueEnd = std::wcschr(q + 1, quote);
-        if (!valueEnd)
-            invalidFormat();
-        string value(q + 1, valueEnd);
-        decodeEntities(value);
-        node.mAttributes.emplace_back(string(attributeName, attributeNameEnd), std::move(value));
-        q = valueEnd + 1;
+    // Attributes. Anything between a name and the next '=' is passed over. Those read before a
+    // failure stay with the node.
+    try {
+        readAttributes(q);
+    } catch (...) {
+        takeAttributes(node);
+        throw;
     }
+    takeAttributes(node);
     const std::size_t first = collected.size();
     if (*q != L'>')
         return q; // "/>" or the end of the text: the element is complete
@@ -864,7 +893,7 @@ const wchar_t* xmlNode::parser::parse(xmlNode& node, const wchar_t* text, int de
 const wchar_t* xmlNode::parseText(const wchar_t* text, bool keepWhitespace) {
     if (!text)
         throw unexpectedErrorException(kNullText);
-    parser state{keepWhitespace, {}};
+    parser state{keepWhitespace, {}, {}};
     try {
         return state.parse(*this, text, 1);
     } catch (const std::bad_alloc&) {
@@ -887,12 +916,18 @@ void xmlDocument::load(const char* data, std::uint64_t size, bool keepWhitespace
         throw outOfMemoryException();
     const auto* bytes = reinterpret_cast<const unsigned char*>(data);
     const auto n = static_cast<std::size_t>(size);
+    // UTF-8, the usual case, is decoded into a block that is not first filled with zeros.
+    std::unique_ptr<wchar_t[]> utf8Text;
+    const auto fromUtf8 = [&utf8Text](const char* from, std::size_t length) {
+        utf8Text.reset(new wchar_t[length + 1]);
+        *unicode::writeFromUtf8(utf8Text.get(), from, length) = L'\0';
+    };
     std::wstring text;
     try {
         if (n >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF) {
             if (n < 4)
                 throw false;
-            unicode::appendFromUtf8(text, data + 3, n - 3);
+            fromUtf8(data + 3, n - 3);
         } else if (n >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE) {
             unicode::appendFromUtf16Le(text, bytes + 2, n - 2);
         } else {
@@ -902,7 +937,7 @@ void xmlDocument::load(const char* data, std::uint64_t size, bool keepWhitespace
             if (name.empty() || name == "utf-8") {
                 if (n == 0)
                     throw false; // nothing to convert is a failed conversion
-                unicode::appendFromUtf8(text, data, n);
+                fromUtf8(data, n);
             } else if (name == "utf-16") {
                 // A declaration was found, so there are at least 3 bytes.
                 unicode::appendFromUtf16Le(text, bytes + 2, n - 2);
@@ -913,7 +948,7 @@ void xmlDocument::load(const char* data, std::uint64_t size, bool keepWhitespace
     } catch (const std::bad_alloc&) {
         throw outOfMemoryException();
     }
-    parseText(text.c_str(), keepWhitespace);
+    parseText(utf8Text ? utf8Text.get() : text.c_str(), keepWhitespace);
 }
 
 void xmlDocument::load(const file& f, bool keepWhitespace) {

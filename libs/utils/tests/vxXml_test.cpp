@@ -155,6 +155,10 @@ TEST(xmlParse, nothingFoundLeavesTheDocumentAsItWas) {
     refPtr<xmlDocument> doc = xmlDocument::createXmlDocument();
     doc->load("<r a='1'><b/><!-- x", 19, false);
     EXPECT_EQ(dump(*doc), L"r(a=1)");
+    // A failure leaves what was read before it.
+    doc = xmlDocument::createXmlDocument();
+    EXPECT_EQ(thrown([&] { doc->load("<r x='1' y><c/></r>", 19, false); }), kInvalid);
+    EXPECT_EQ(dump(*doc), L"r(x=1)");
     // Loading again appends attributes and keeps earlier children in front.
     doc = fromText("<r a='1'><b/></r>");
     doc->load("<s a='2'><c/></s>", 17, false);

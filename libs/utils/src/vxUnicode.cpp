@@ -1,6 +1,7 @@
 #include "vxUnicode.h"
 
 #include <cstdint>
+#include <cstring>
 
 namespace vx::unicode {
 
@@ -120,12 +121,23 @@ wchar_t* writeFromUtf8(wchar_t* to, const char* text, std::size_t length) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(text);
     std::size_t i = 0;
     while (i < length) {
-        const unsigned char lead = bytes[i];
-        if (lead < 0x80) { // the common case first
-            *to++ = static_cast<wchar_t>(lead);
-            ++i;
-            continue;
+        // A run of ASCII, the common case: found eight bytes at a time, then widened in a loop
+        // the compiler can vectorise.
+        std::size_t run = i;
+        for (std::uint64_t word; run + 8 <= length; run += 8) {
+            std::memcpy(&word, bytes + run, 8);
+            if ((word & 0x8080808080808080ull) != 0)
+                break;
         }
+        while (run < length && bytes[run] < 0x80)
+            ++run;
+        for (std::size_t k = i; k < run; ++k)
+            to[k - i] = static_cast<wchar_t>(bytes[k]);
+        to += run - i;
+        i = run;
+        if (i == length)
+            break;
+        const unsigned char lead = bytes[i];
         const leadInfo info = infoOf(lead);
         if (info.length == 0) {
             *to++ = replacementCharacter;

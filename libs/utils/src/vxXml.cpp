@@ -252,45 +252,68 @@ struct byteSink {
         for (std::size_t i = 0; i < n; ++i)
             ascii(" ", 1);
     }
-    // Text with the characters of stops (values below 64) replaced by entityOf: in one loop with
-    // the position in a local, since nearly all of a document's bytes pass here.
+    // Text with the characters of stops (values below 64) replaced by entityOf. Runs of plain
+    // ASCII are found first and then copied in a loop of their own, since nearly all of a
+    // document's bytes pass here.
     void escaped(const wchar_t* p, std::size_t n, std::uint64_t stops) {
+        // Plain: ASCII, neither in stops nor null (which counting notes).
+        const std::uint64_t notPlain = stops | 1;
         char* out = to;
         std::uint64_t count = 0;
         bool null = false;
         for (std::size_t i = 0; i < n;) {
-            const auto u = static_cast<std::uint32_t>(p[i]);
+            std::size_t j = i;
+            while (j < n && static_cast<std::uint32_t>(p[j]) < 0x80 &&
+                   (static_cast<std::uint32_t>(p[j]) >= 64 || ((notPlain >> p[j]) & 1) == 0))
+                ++j;
+            if (out) {
+                for (std::size_t k = i; k < j; ++k) {
+                    if (kUnitBytes == 2) {
+                        out[2 * (k - i)] = static_cast<char>(p[k]);
+                        out[2 * (k - i) + 1] = '\0';
+                    } else {
+                        out[k - i] = static_cast<char>(p[k]);
+                    }
+                }
+                out += (j - i) * kUnitBytes;
+            } else {
+                count += (j - i) * kUnitBytes;
+            }
+            if (j == n)
+                break;
+            const auto u = static_cast<std::uint32_t>(p[j]);
             if (u >= 0x80) {
-                std::size_t j = i + 1;
-                while (j < n && static_cast<std::uint32_t>(p[j]) >= 0x80)
-                    ++j;
+                i = j + 1;
+                while (i < n && static_cast<std::uint32_t>(p[i]) >= 0x80)
+                    ++i;
                 if (out)
-                    out = writeTo(out, p + i, j - i);
+                    out = writeTo(out, p + j, i - j);
                 else
-                    count += lengthOf(p + i, j - i);
-                i = j;
+                    count += lengthOf(p + j, i - j);
                 continue;
             }
-            ++i;
-            if (u < 64 && ((stops >> u) & 1) != 0) {
-                const char* const entity = entityOf(u);
-                const std::size_t length = std::strlen(entity);
-                if (!out) {
-                    count += length * kUnitBytes;
-                    continue;
-                }
-                for (std::size_t k = 0; k < length; ++k) {
-                    *out++ = entity[k];
+            i = j + 1;
+            if (((stops >> u) & 1) == 0) { // a null character
+                null = true;
+                if (out) {
+                    *out++ = '\0';
                     if (kUnitBytes == 2)
                         *out++ = '\0';
+                } else {
+                    count += kUnitBytes;
                 }
-            } else if (out) {
-                *out++ = static_cast<char>(u);
+                continue;
+            }
+            const char* const entity = entityOf(u);
+            const std::size_t length = std::strlen(entity);
+            if (!out) {
+                count += length * kUnitBytes;
+                continue;
+            }
+            for (std::size_t k = 0; k < length; ++k) {
+                *out++ = entity[k];
                 if (kUnitBytes == 2)
                     *out++ = '\0';
-            } else {
-                count += kUnitBytes;
-                null = null || u == 0;
             }
         }
         to = out;

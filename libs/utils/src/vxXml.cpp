@@ -10,6 +10,7 @@
 #include "platform/fileReplace.h"
 #include "platform/vxPlatform.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -141,20 +142,18 @@ bool decodeInOneScan(string& s) {
                     return false;
         }
     }
-    // The text only shrinks, so it is decoded where it stands.
+    // The text only shrinks, so it is decoded where it stands, the runs between '&'s moved whole.
     std::size_t to = s.find(L'&'), from = to;
     while (from < s.size()) {
-        if (s[from] == L'&') {
-            if (const namedEntity* const found = namedEntityAt(s, from)) {
-                s[to++] = found->character;
-                from += found->length;
-                continue;
-            }
-        }
-        s[to++] = s[from++];
+        const namedEntity* const found = namedEntityAt(s, from); // s[from] is '&'
+        s[to++] = found ? found->character : L'&';
+        from += found ? found->length : 1;
+        const std::size_t next = std::min(s.find(L'&', from), s.size());
+        std::wmemmove(&s[0] + to, s.data() + from, next - from);
+        to += next - from;
+        from = next;
     }
-    if (to < s.size())
-        s.resize(to);
+    s.resize(to);
     return true;
 }
 

@@ -6,7 +6,8 @@ SHELL := /bin/bash
 
 # Debian packages the build, the tests and the benchmarks need.
 PACKAGES := cmake ninja-build g++ pkg-config zlib1g-dev libqrcodegencpp-dev \
-            googletest libgtest-dev libgmock-dev libbenchmark-dev libhowardhinnant-date-dev
+            googletest libgtest-dev libgmock-dev libbenchmark-dev libhowardhinnant-date-dev \
+            libpugixml-dev libtinyxml2-dev libexpat1-dev
 # The fuzz targets need clang with libFuzzer in addition.
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 FUZZ_SECONDS ?= 30
@@ -85,7 +86,10 @@ fuzz: deps-fuzz
 	@for f in build/fuzz/fuzz/fuzz*; do \
 	  [ -x "$$f" ] || continue; \
 	  echo "== $$f ($(FUZZ_SECONDS) s)"; \
-	  "$$f" -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 || exit 1; \
+	  seeds=fuzz/seeds/$$(basename "$$f"); corpus=$$(mktemp -d); \
+	  [ -d "$$seeds" ] || seeds=; \
+	  "$$f" -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 $$corpus $$seeds || { rm -rf $$corpus; exit 1; }; \
+	  rm -rf $$corpus; \
 	done
 
 windows: deps-windows

@@ -196,6 +196,25 @@ run --status 1 loc write --path "$langDir" --lang en "$tourDir/no such folder/pl
 step "Messages from language files: what a file holds, after aliases, includes and commands (an #include line is an entry too)"
 run loc dump "$langDir/de/vxUtils.loc"
 
+step "XML: a forgiving parser; the text in front of the first child stays, later text and comments go"
+xmlDir="$tourDir/xml"
+mkdir -p "$xmlDir"
+printf '%s\n' '<?xml version="1.0" encoding="UTF-8"?>' '<!-- a small database -->' '<vxDatabase version="3">' '  kept text' \
+    '  <layer_table>' '    <layer guid="{7}" name="Walls &amp; doors">visible<!-- note --></layer>' \
+    '    <layer guid="{8}" name="Trees">hidden</layer>' '  </layer_table>' \
+    '  lost text<extra/>' '</vxDatabase>' >"$xmlDir/plan.xml"
+run xml check "$xmlDir/plan.xml"
+run xml format "$xmlDir/plan.xml"
+step "XML: reading by path; [n] counts from 1, @name reads an attribute"
+run xml get "$xmlDir/plan.xml" vxDatabase/layer_table/layer
+run xml get "$xmlDir/plan.xml" 'vxDatabase/layer_table/layer[2]/@name'
+run xml get "$xmlDir/plan.xml" 'vxDatabase/layer_table/layer/@guid'
+step "XML: entities are resolved again and again, so &amp;lt; reads as <; a malformed file is reported"
+printf '<r>&amp;lt;tag&amp;gt; &#x41;&#x3b1;</r>' >"$xmlDir/entities.xml"
+run xml get "$xmlDir/entities.xml" r
+printf '<r><a></r>' >"$xmlDir/broken.xml"
+run --status 1 xml check "$xmlDir/broken.xml"
+
 step "Base64: three bytes give four characters; decoding stops at the first character outside the alphabet"
 printf Man >"$tourDir/man.txt"
 run base64 encode "$tourDir/man.txt"

@@ -52,5 +52,8 @@
 #include "vxZLib.h"
 #include "vxCompoundDoc.h"
 
+// XML
+#include "vxXml.h"
+
 // Concurrency
 #include "vxMutex.h"

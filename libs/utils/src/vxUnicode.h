@@ -1,10 +1,9 @@
-// UTF-8, UTF-16 and the wide text of the library (internal).
+// UTF-8 and UTF-16 codecs of the library (internal).
 //
-// This is the one place that knows how wide a wchar_t is. Where it is 32 bits (Linux), one
-// wchar_t holds one code point; where it is 16 bits (Windows), wide text is UTF-16 and a code
-// point above U+FFFF takes a surrogate pair. Every conversion between wide text and bytes goes
-// through here. Units that are not characters (lone surrogates, values above U+10FFFF) encode as
-// U+FFFD; invalid input decodes to one U+FFFD per maximal ill-formed part.
+// This is the one place that knows how wide a wchar_t is. Wide text is UTF-32 where wchar_t has 32 bits (one code point per unit) and UTF-16 where it has
+// 16 bits (code points above U+FFFF as surrogate pairs). Units that are not characters (unpaired
+// surrogates, values above U+10FFFF) encode as U+FFFD; invalid input decodes to one U+FFFD per
+// maximal ill-formed part.
 #pragma once
 
 #include <cstddef>
@@ -19,20 +18,22 @@ constexpr bool kWideIsUtf16 = sizeof(wchar_t) == 2;
 
 constexpr wchar_t replacementCharacter = 0xFFFD;
 
-// The code point that starts at text[i], advancing i past it: a surrogate pair where wide text is
-// UTF-16; U+FFFD for a unit that is not a character.
-char32_t nextCodePoint(const wchar_t* text, std::size_t length, std::size_t& i);
-
-// Appends one code point (a character; others become U+FFFD) as wide text.
-void appendCodePoint(std::wstring& out, char32_t c);
-
 void appendUtf8(std::string& out, const wchar_t* text, std::size_t length);
 void appendFromUtf8(std::wstring& out, const char* text, std::size_t length);
+// Decodes into out, which has room for length units (never more are needed); answers the
+// position behind the units written.
+wchar_t* writeFromUtf8(wchar_t* out, const char* text, std::size_t length);
+// The bytes of the UTF-8 form of text, and that form written at out, which has room for them;
+// answers the position behind the bytes written.
+std::size_t utf8Length(const wchar_t* text, std::size_t length);
+char* writeUtf8(char* out, const wchar_t* text, std::size_t length);
 
-// Wide text to UTF-16 little-endian bytes, with surrogate pairs above U+FFFF.
+// Wide text to UTF-16 little-endian bytes, surrogate pairs above U+FFFF, no terminator.
 void appendUtf16Le(std::string& out, const wchar_t* text, std::size_t length);
-
-// UTF-16 little-endian bytes to wide text: a surrogate pair gives one code point, an unpaired
+// The bytes of the UTF-16LE form of text, and that form written at out as writeUtf8 does.
+std::size_t utf16LeLength(const wchar_t* text, std::size_t length);
+char* writeUtf16Le(char* out, const wchar_t* text, std::size_t length);
+// UTF-16 little-endian bytes to wide text: a surrogate pair gives one character, an unpaired
 // surrogate and an odd last byte give U+FFFD each.
 void appendFromUtf16Le(std::wstring& out, const unsigned char* bytes, std::size_t length);
 

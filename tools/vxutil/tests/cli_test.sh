@@ -8,7 +8,7 @@ version=${1:?usage: cli_test.sh VERSION COMMAND...}
 shift
 (($# > 0)) || { echo "usage: cli_test.sh VERSION COMMAND..." >&2; exit 2; }
 vxutil=("$@")
-commands=(base64 bytes cdoc crc32 date field format guid gunzip gzip loc lower ls match msg path pe replace split time trim upper which)
+commands=(base64 bytes cdoc crc32 date field format guid gunzip gzip loc lower ls match msg path pe replace split time trim upper which xml)
 passed=0
 failed=0
 scratch=$(mktemp -d)
@@ -673,6 +673,43 @@ bad time add 12:00 +1d
 bad time stamp '2023.02.03 01:02'
 bad time
 has 20 time now
+# --- xml ----------------------------------------------------------------------------------------
+xml="$scratch/xml"
+mkdir -p "$xml"
+printf '<?xml version="1.0"?>\n<!-- rows -->\n<db v="2">\n <row id="1" name="a &amp; b">  first  </row>\n <row id="2">second</row>\n <other><row id="3">deep</row></other>\n</db>\n' >"$xml/a.xml"
+printf '<?xml version="1.0" encoding="ISO-8859-1"?><r a="caf\xe9"/>' >"$xml/latin1.xml"
+printf '<a><b></a>' >"$xml/bad.xml"
+: >"$xml/empty.xml"
+t 0 xml check "$xml/a.xml" '=>' 'ok, 5 elements'
+t 0 xml check "$xml/empty.xml" '=>' 'ok, 0 elements'
+t 0 xml get "$xml/a.xml" db/row '=>' first second
+t 0 xml get "$xml/a.xml" '/db/row[2]/@id' '=>' 2
+t 0 xml get "$xml/a.xml" 'db/row/@name' '=>' 'a & b'
+t 0 xml get "$xml/a.xml" db/other/row '=>' deep
+t 0 xml get "$xml/a.xml" 'db[1]/@v' '=>' 2
+t 0 xml get "$xml/latin1.xml" r/@a '=>' 'café'
+t 1 xml get "$xml/a.xml" 'db/row[3]' '=>'
+t 1 xml get "$xml/a.xml" DB/row '=>'
+t 0 xml format "$xml/a.xml" '=>' $'\xEF\xBB\xBF<?xml version="1.0" encoding="UTF-8"?>' '<db v="2">' \
+    '   <row id="1" name="a &amp; b">first</row>' '   <row id="2">second</row>' '   <other>' \
+    '      <row id="3">deep</row>' '   </other>' '</db>'
+"${vxutil[@]}" xml format "$xml/a.xml" >"$xml/again.xml"
+t 0 xml get "$xml/again.xml" 'db/row[1]' '=>' first
+"${vxutil[@]}" xml format --utf16 "$xml/latin1.xml" >"$xml/u16.bin"
+printf '<\0?\0x\0m\0l\0 \0v\0e\0r\0s\0i\0o\0n\0=\0"\0001\0.\0000\0"\0 \0e\0n\0c\0o\0d\0i\0n\0g\0=\0"\0U\0T\0F\0-\0001\0006\0"\0?\0>\0\n\0<\0r\0 \0a\0=\0"\0c\0a\0f\0\xe9\0"\0/\0>\0\n\0\0\0' >"$xml/u16.expected"
+same "$xml/u16.bin" "$xml/u16.expected"
+fails 1 xml check "$xml/u16.bin"
+fails 1 xml check "$xml/bad.xml"
+fails 1 xml get "$xml/missing.xml" a
+bad xml
+bad xml nope "$xml/a.xml"
+bad xml check
+bad xml check --utf16 "$xml/a.xml"
+bad xml get "$xml/a.xml"
+bad xml get "$xml/a.xml" 'db/row[0]'
+bad xml get "$xml/a.xml" 'db/row[1'
+bad xml get "$xml/a.xml" 'db//row'
+bad xml get "$xml/a.xml" 'db/@'
 
 printf '%d passed, %d failed\n' "$passed" "$failed"
 ((failed == 0))

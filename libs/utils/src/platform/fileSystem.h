@@ -70,6 +70,12 @@ bool copyFileProperties(const std::wstring& from, const std::wstring& to);
 // Whether the drive lies on a network file system. False for an unknown letter.
 bool isRemoteDrive(wchar_t letter);
 
+// Puts the completely written file source in the place of target, in one step, replacing a file
+// of that name; the two lie in the same directory. A replaced file passes its permission bits
+// (Windows: its attributes) on. False, with both files as they were, when that cannot be done
+// (target is a directory, say).
+bool replaceFile(const std::wstring& source, const std::wstring& target);
+
 // Whether two paths name one and the same existing file (links and case followed).
 bool sameFile(const std::wstring& first, const std::wstring& second);
 

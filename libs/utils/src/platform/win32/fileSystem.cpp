@@ -277,4 +277,17 @@ bool sameFile(const std::wstring& first, const std::wstring& second) {
     return mapBoth(first, second, a, b) && sameNativeEntry(a, b);
 }
 
+// ReplaceFileW keeps the attributes and security of the replaced file; a new name is a move.
+bool replaceFile(const std::wstring& source, const std::wstring& target) {
+    std::wstring from, to;
+    if (!mapBoth(source, target, from, to))
+        return false;
+    DWORD attributes = 0;
+    if (!ownAttributes(to, attributes))
+        return ::MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH) != 0;
+    if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+        return false;
+    return ::ReplaceFileW(to.c_str(), from.c_str(), nullptr, REPLACEFILE_IGNORE_MERGE_ERRORS, nullptr, nullptr) != 0;
+}
+
 } // namespace vx::platform

@@ -1,0 +1,1043 @@
+#include "vxXml.h"
+
+#include "vxBinaryBuffer.h"
+#include "vxDirectory.h"
+#include "vxException.h"
+#include "vxFile.h"
+#include "vxUnicode.h"
+
+#include "platform/codePage.h"
+#include "platform/fileSystem.h"
+#include "platform/files.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <cwctype>
+#include <limits>
+#include <memory>
+#include <new>
+
+namespace vx {
+
+namespace {
+
+const wchar_t kInvalidFormat[] = L"xmlNode::parseText: invalid xml-format";
+const wchar_t kNullText[] = L"xmlNode::parseText: NULL specified for pText";
+const wchar_t kNullNode[] = L"xmlNode::createXmlNode: NULL specified for pNode";
+
+// Each level of the text form is indented by this many spaces.
+constexpr std::size_t kIndentStepLength = 3;
+
+[[noreturn]] void invalidFormat() {
+    throw unexpectedErrorException(kInvalidFormat);
+}
+
+// iswspace, with ASCII answered without a call: nearly every character a parser meets is ASCII.
+inline bool isSpace(wchar_t c) {
+    const auto u = static_cast<std::uint32_t>(c);
+    if (u < 0x80)
+        return u == 0x20 || (u >= 0x09 && u <= 0x0D);
+    return std::iswspace(static_cast<std::wint_t>(c)) != 0;
+}
+
+inline const wchar_t* skipSpace(const wchar_t* p) {
+    while (isSpace(*p))
+        ++p;
+    return p;
+}
+
+// --- entities ------------------------------------------------------------------------------------
+
+// Replaces every occurrence of pattern at or behind from, left to right; replaced text is not
+// searched again.
+void replaceAllFrom(string& s, std::size_t from, const std::wstring& pattern, const std::wstring& by) {
+    std::size_t hit = s.find(pattern, from);
+    if (hit == string::npos)
+        return;
+    std::wstring result;
+    result.reserve(s.size());
+    result.append(s, 0, hit);
+    std::size_t start = hit;
+    for (; hit != string::npos; hit = s.find(pattern, start)) {
+        result.append(s, start, hit - start);
+        result.append(by);
+        start = hit + pattern.size();
+    }
+    result.append(s, start, string::npos);
+    s.std::wstring::swap(result);
+}
+
+// The number of hexadecimal digits of the numeric entity at p (1 to 3, by where its ';' stands,
+// the longest form first), or 0 when there is no ';' in those places.
+std::size_t numericDigits(const string& s, std::size_t p) {
+    for (std::size_t digits = 3; digits >= 1; --digits)
+        if (p + 3 + digits < s.size() && s[p + 3 + digits] == L';')
+            return digits;
+    return 0;
+}
+
+// One pass over the numeric forms "&#x" with one to three digits: the first that has its ';'
+// decides the character, and every occurrence of that exact text becomes it.
+void decodeNumericEntities(string& s) {
+    static const std::wstring opening = L"&#x";
+    std::size_t from = 0;
+    for (;;) {
+        const std::size_t p = s.find(opening, from);
+        if (p == string::npos)
+            return;
+        const std::size_t digits = numericDigits(s, p);
+        if (digits == 0) {
+            // Without its ';' the form stays as it is, and the search goes on behind it.
+            from = p + 1;
+            continue;
+        }
+        wchar_t hex[4] = {};
+        s.copy(hex, digits, p + 3);
+        const long value = std::wcstol(hex, nullptr, 16);
+        const auto unit = static_cast<wchar_t>(static_cast<std::uint16_t>(value));
+        replaceAllFrom(s, p, s.substr(p, digits + 4), unit == 0 ? std::wstring() : std::wstring(1, unit));
+        // Nothing in front of p changed, so a form that starts earlier than p - 6 is as it was;
+        // the replacement may have completed one in that span, or opened a new one.
+        from = p >= 6 ? p - 6 : 0;
+    }
+}
+
+struct namedEntity {
+    const wchar_t* text;
+    std::size_t length;
+    wchar_t character;
+};
+const namedEntity kNamedEntities[] = {
+    {L"&amp;", 5, L'&'}, {L"&apos;", 6, L'\''}, {L"&quot;", 6, L'"'}, {L"&lt;", 4, L'<'}, {L"&gt;", 4, L'>'},
+};
+
+bool startsWith(const string& s, std::size_t at, const wchar_t* prefix, std::size_t length) {
+    return s.compare(at, length, prefix, length) == 0;
+}
+
+// The named entity at s[at], or null.
+const namedEntity* namedEntityAt(const string& s, std::size_t at) {
+    for (const namedEntity& e : kNamedEntities)
+        if (startsWith(s, at, e.text, e.length))
+            return &e;
+    return nullptr;
+}
+
+// The passes below in one scan, for the usual text: each named entity becomes its character.
+// False, with s untouched, where that could give another result than the passes: a numeric form,
+// or an "&amp;" whose '&' would start a new entity with what follows it.
+bool decodeInOneScan(string& s) {
+    for (std::size_t amp = s.find(L'&'); amp != string::npos; amp = s.find(L'&', amp + 1)) {
+        if (startsWith(s, amp, L"&#x", 3))
+            return false;
+        const namedEntity* const found = namedEntityAt(s, amp);
+        if (found && found->character == L'&') {
+            const std::size_t behind = amp + found->length;
+            if (startsWith(s, behind, L"#x", 2))
+                return false;
+            for (const namedEntity& e : kNamedEntities)
+                if (startsWith(s, behind, e.text + 1, e.length - 1))
+                    return false;
+        }
+    }
+    // The text only shrinks, so it is decoded where it stands, the runs between '&'s moved whole.
+    std::size_t to = s.find(L'&'), from = to;
+    while (from < s.size()) {
+        const namedEntity* const found = namedEntityAt(s, from); // s[from] is '&'
+        s[to++] = found ? found->character : L'&';
+        from += found ? found->length : 1;
+        const std::size_t next = std::min(s.find(L'&', from), s.size());
+        std::wmemmove(&s[0] + to, s.data() + from, next - from);
+        to += next - from;
+        from = next;
+    }
+    s.resize(to);
+    return true;
+}
+
+// Resolves the entities of a text: the named ones, then the numeric ones, and again until a whole
+// pass changes the length no more.
+void decodeEntities(string& s) {
+    if (s.find(L'&') == string::npos || decodeInOneScan(s))
+        return;
+    static const std::wstring named[][2] = {
+        {L"&amp;", L"&"}, {L"&apos;", L"'"}, {L"&quot;", L"\""}, {L"&lt;", L"<"}, {L"&gt;", L">"},
+    };
+    for (;;) {
+        const std::size_t before = s.size();
+        for (const auto& entity : named)
+            replaceAllFrom(s, 0, entity[0], entity[1]);
+        decodeNumericEntities(s);
+        if (s.size() == before)
+            return;
+    }
+}
+
+// --- the writer --------------------------------------------------------------------------------------
+//
+// One writer serves every output; a sink decides what becomes of the text: wide text, or UTF-8 or
+// UTF-16LE bytes written straight into the room of a buffer after a first run has counted them.
+
+// Wide text (the form getText gives), or the count of its units while out is null.
+struct wideSink {
+    string* out;
+    std::size_t units = 0;
+    void text(const wchar_t* p, std::size_t n) {
+        if (out)
+            out->append(p, n);
+        else
+            units += n;
+    }
+    void ascii(const char* s, std::size_t n) {
+        if (out)
+            out->append(s, s + n);
+        else
+            units += n;
+    }
+    void spaces(std::size_t n) {
+        if (out)
+            out->append(n, L' ');
+        else
+            units += n;
+    }
+};
+
+// The entity that stands for a special character in the text form; a dropped newline is empty.
+const char* entityOf(std::uint32_t c) {
+    switch (c) {
+    case '&': return "&amp;";
+    case '\'': return "&apos;";
+    case '"': return "&quot;";
+    case '<': return "&lt;";
+    case '>': return "&gt;";
+    default: return "";
+    }
+}
+
+// Bytes in an encoding: counted while to is null, else written at to. Counting also notes a null
+// character, which calls for the piecewise conversion.
+template <std::size_t (*lengthOf)(const wchar_t*, std::size_t), char* (*writeTo)(char*, const wchar_t*, std::size_t),
+          std::size_t kUnitBytes>
+struct byteSink {
+    char* to = nullptr;
+    std::uint64_t bytes = 0;
+    bool hasNull = false;
+    void text(const wchar_t* p, std::size_t n) {
+        if (to) {
+            to = writeTo(to, p, n);
+        } else {
+            bytes += lengthOf(p, n);
+            hasNull = hasNull || (kUnitBytes == 1 && std::wmemchr(p, L'\0', n) != nullptr);
+        }
+    }
+    void ascii(const char* s, std::size_t n) {
+        if (!to) {
+            bytes += n * kUnitBytes;
+            return;
+        }
+        for (std::size_t i = 0; i < n; ++i) {
+            *to++ = s[i];
+            if (kUnitBytes == 2)
+                *to++ = '\0';
+        }
+    }
+    void spaces(std::size_t n) {
+        if (!to) {
+            bytes += n * kUnitBytes;
+            return;
+        }
+        for (std::size_t i = 0; i < n; ++i)
+            ascii(" ", 1);
+    }
+    // Text with the characters of stops (values below 64) replaced by entityOf. Runs of plain
+    // ASCII are found first and then copied in a loop of their own, since nearly all of a
+    // document's bytes pass here.
+    void escaped(const wchar_t* p, std::size_t n, std::uint64_t stops) {
+        // Plain: ASCII, neither in stops nor null (which counting notes).
+        const std::uint64_t notPlain = stops | 1;
+        char* out = to;
+        std::uint64_t count = 0;
+        bool null = false;
+        for (std::size_t i = 0; i < n;) {
+            std::size_t j = i;
+            while (j < n && static_cast<std::uint32_t>(p[j]) < 0x80 &&
+                   (static_cast<std::uint32_t>(p[j]) >= 64 || ((notPlain >> p[j]) & 1) == 0))
+                ++j;
+            if (out) {
+                for (std::size_t k = i; k < j; ++k) {
+                    if (kUnitBytes == 2) {
+                        out[2 * (k - i)] = static_cast<char>(p[k]);
+                        out[2 * (k - i) + 1] = '\0';
+                    } else {
+                        out[k - i] = static_cast<char>(p[k]);
+                    }
+                }
+                out += (j - i) * kUnitBytes;
+            } else {
+                count += (j - i) * kUnitBytes;
+            }
+            if (j == n)
+                break;
+            const auto u = static_cast<std::uint32_t>(p[j]);
+            if (u >= 0x80) {
+                i = j + 1;
+                while (i < n && static_cast<std::uint32_t>(p[i]) >= 0x80)
+                    ++i;
+                if (out)
+                    out = writeTo(out, p + j, i - j);
+                else
+                    count += lengthOf(p + j, i - j);
+                continue;
+            }
+            i = j + 1;
+            if (((stops >> u) & 1) == 0) { // a null character
+                null = true;
+                if (out) {
+                    *out++ = '\0';
+                    if (kUnitBytes == 2)
+                        *out++ = '\0';
+                } else {
+                    count += kUnitBytes;
+                }
+                continue;
+            }
+            const char* const entity = entityOf(u);
+            const std::size_t length = std::strlen(entity);
+            if (!out) {
+                count += length * kUnitBytes;
+                continue;
+            }
+            for (std::size_t k = 0; k < length; ++k) {
+                *out++ = entity[k];
+                if (kUnitBytes == 2)
+                    *out++ = '\0';
+            }
+        }
+        to = out;
+        bytes += count;
+        hasNull = hasNull || (kUnitBytes == 1 && null);
+    }
+};
+
+using utf8Sink = byteSink<unicode::utf8Length, unicode::writeUtf8, 1>;
+using utf16Sink = byteSink<unicode::utf16LeLength, unicode::writeUtf16Le, 2>;
+
+template <class Sink, std::size_t N>
+void put(Sink& sink, const char (&s)[N]) {
+    sink.ascii(s, N - 1);
+}
+
+template <class Sink>
+void put(Sink& sink, const string& s) {
+    sink.text(s.data(), s.size());
+}
+
+// The characters the writer replaces, as bits of a mask over the values below 64.
+constexpr std::uint64_t kEntityCharacters =
+    1ull << '&' | 1ull << '\'' | 1ull << '"' | 1ull << '<' | 1ull << '>';
+
+inline bool isSpecial(wchar_t c, std::uint64_t stops) {
+    const auto u = static_cast<std::uint32_t>(c);
+    return u < 64 && ((stops >> u) & 1) != 0;
+}
+
+// Text with the five special characters as entities; with dropNewlines, '\n' is left out.
+inline void putEncoded(wideSink& sink, const string& text, bool dropNewlines) {
+    const std::uint64_t stops = kEntityCharacters | (dropNewlines ? 1ull << '\n' : 0);
+    const wchar_t* p = text.data();
+    const wchar_t* const end = p + text.size();
+    while (p < end) {
+        const wchar_t* const run = p;
+        while (p < end && !isSpecial(*p, stops))
+            ++p;
+        sink.text(run, static_cast<std::size_t>(p - run));
+        if (p == end)
+            return;
+        const char* const entity = entityOf(static_cast<std::uint32_t>(*p++));
+        sink.ascii(entity, std::strlen(entity));
+    }
+}
+
+template <class Sink>
+void putEncoded(Sink& sink, const string& text, bool dropNewlines) {
+    sink.escaped(text.data(), text.size(), kEntityCharacters | (dropNewlines ? 1ull << '\n' : 0));
+}
+
+// The element's line: start tag, attributes, and either the whole element (no children) or the
+// ">" and the line of its text. The indent is the root's text and three spaces a level.
+template <class Sink>
+void putStart(Sink& sink, const xmlNode& node, const string& rootIndent, std::size_t spaces) {
+    put(sink, rootIndent);
+    sink.spaces(spaces);
+    put(sink, "<");
+    put(sink, node.name());
+    for (const auto& a : node.attributes()) {
+        put(sink, " ");
+        put(sink, a.first);
+        put(sink, "=\"");
+        putEncoded(sink, a.second, false);
+        put(sink, "\"");
+    }
+    if (node.children().empty()) {
+        if (node.text().empty()) {
+            put(sink, "/>\n");
+        } else {
+            put(sink, ">");
+            putEncoded(sink, node.text(), false);
+            put(sink, "</");
+            put(sink, node.name());
+            put(sink, ">\n");
+        }
+        return;
+    }
+    put(sink, ">\n");
+    if (!node.text().empty()) {
+        put(sink, rootIndent);
+        sink.spaces(spaces + kIndentStepLength);
+        putEncoded(sink, node.text(), true);
+        put(sink, "\n");
+    }
+}
+
+// Depth first with a list of open elements instead of recursion, so that a tree of any depth
+// can be written.
+template <class Sink>
+void writeTree(Sink& sink, const xmlNode& root, const string& rootIndent) {
+    std::vector<std::pair<const xmlNode*, std::size_t>> open;
+    const xmlNode* next = &root;
+    for (;;) {
+        if (next) {
+            putStart(sink, *next, rootIndent, open.size() * kIndentStepLength);
+            if (!next->children().empty())
+                open.emplace_back(next, 0);
+        }
+        if (open.empty())
+            return;
+        auto& [node, index] = open.back();
+        if (index < node->children().size()) {
+            next = node->children()[index++].operator->(); // a null child is an assertion
+        } else {
+            next = nullptr;
+            put(sink, rootIndent);
+            sink.spaces((open.size() - 1) * kIndentStepLength);
+            put(sink, "</");
+            put(sink, node->name());
+            put(sink, ">\n");
+            open.pop_back();
+        }
+    }
+}
+
+// The declaration in front of the document.
+const char* headerOf(int encoding) {
+    return encoding == xmlDocument::eUtf8    ? "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           : encoding == xmlDocument::eUtf16 ? "<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n"
+                                             : "<?xml version=\"1.0\" ?>\n";
+}
+
+// UTF-8 in pieces of 256 units, each ending at its first null character; a surrogate pair is
+// never cut in two.
+void appendUtf8Pieces(std::string& out, const string& text) {
+    constexpr std::size_t kPiece = 256;
+    const wchar_t* const data = text.data();
+    const std::size_t length = text.size();
+    for (std::size_t i = 0; i < length;) {
+        std::size_t n = length - i < kPiece ? length - i : kPiece;
+        const auto last = static_cast<std::uint32_t>(data[i + n - 1]);
+        if (sizeof(wchar_t) == 2 && i + n < length && last >= 0xD800 && last <= 0xDBFF)
+            ++n;
+        const wchar_t* const zero = std::wmemchr(data + i, L'\0', n);
+        unicode::appendUtf8(out, data + i, zero ? static_cast<std::size_t>(zero - (data + i)) : n);
+        i += n;
+    }
+}
+
+// The byte form of the document: counted first, so that it is written straight into the room of
+// the buffer, grown once.
+template <class Sink>
+Sink countBytes(const xmlNode& root, const char* header) {
+    Sink count;
+    count.ascii(header, std::strlen(header));
+    writeTree(count, root, string());
+    return count;
+}
+
+template <class Sink>
+void saveInto(binaryBuffer& buffer, const xmlNode& root, const Sink& count, const char* mark, const char* header,
+              std::size_t zeros) {
+    const std::size_t markLength = std::strlen(mark), headerLength = std::strlen(header);
+    const std::uint64_t start = buffer.logicalLength();
+    const std::uint64_t total = markLength + count.bytes + zeros;
+    buffer.reserve(start + total);
+    Sink sink;
+    sink.to = buffer.data() + start;
+    std::memcpy(sink.to, mark, markLength);
+    sink.to += markLength;
+    sink.ascii(header, headerLength);
+    writeTree(sink, root, string());
+    std::memset(sink.to, 0, zeros);
+    buffer.setLogicalLength(start + total);
+}
+
+// --- encoding detection -------------------------------------------------------------------------------
+
+// The encoding name of the declaration at the start of the block, empty when there is none. The
+// scan looks for "encoding=" followed by '"' and collects up to the next '"'; an 'e' or 'E' anywhere
+// starts a new name, so a value holding one is lost.
+std::string declaredEncoding(const unsigned char* bytes, std::size_t size) {
+    if (size < 3 || bytes[0] != '<' || bytes[1] != '?')
+        return std::string();
+    constexpr std::size_t kCollector = 127; // characters; more are not kept
+    std::string collected;
+    bool inName = false, inValue = false;
+    const auto collect = [&collected](unsigned char c) {
+        if (collected.size() < kCollector)
+            collected += static_cast<char>(c);
+    };
+    for (std::size_t i = 2; i < size; ++i) {
+        const unsigned char c = bytes[i];
+        if (c == '?' && i + 1 < size && bytes[i + 1] == '>')
+            break;
+        if (c == 'e' || c == 'E') {
+            inName = true;
+            collect(c);
+        } else if (!inName) {
+            if (inValue) {
+                if (c == '"')
+                    return collected;
+                collect(c);
+            }
+        } else if (std::strchr("=cCdDgGiInNoO", c) != nullptr && c != 0) {
+            collect(c);
+        } else {
+            bool isKeyword = collected.size() == 9;
+            for (std::size_t k = 0; isKeyword && k < 9; ++k)
+                isKeyword = (collected[k] | 0x20) == "encoding="[k];
+            if (isKeyword && c == '"')
+                inValue = true;
+            collected.clear();
+            inName = false;
+        }
+    }
+    return inValue ? collected : std::string();
+}
+
+} // namespace
+
+// --- nodes ----------------------------------------------------------------------------------------------
+
+refPtr<xmlNode> xmlNode::createXmlNode(const string& name) {
+    return refPtr<xmlNode>(new xmlNode(name));
+}
+
+refPtr<xmlNode> xmlNode::createXmlNode(const const_refPtr<xmlNode>& node) {
+    if (node.isNull())
+        throw unexpectedErrorException(kNullNode);
+    refPtr<xmlNode> root(new xmlNode(node->mName));
+    root->mAttributes = node->mAttributes;
+    root->mText = node->mText;
+    // Level by level through a list rather than by recursion, so that any depth can be copied.
+    std::vector<std::pair<const xmlNode*, xmlNode*>> work{{node.get(), root.get()}};
+    while (!work.empty()) {
+        const auto [from, to] = work.back();
+        work.pop_back();
+        to->mChildren.reserve(from->mChildren.size());
+        for (const auto& child : from->mChildren) {
+            if (child.isNull())
+                throw unexpectedErrorException(kNullNode);
+            refPtr<xmlNode> copy(new xmlNode(child->mName));
+            copy->mAttributes = child->mAttributes;
+            copy->mText = child->mText;
+            to->mChildren.push_back(copy); // appended only: the copy has no parent pointer
+            work.emplace_back(child.get(), copy.get());
+        }
+    }
+    return root;
+}
+
+xmlNode::~xmlNode() {
+    // Children that only this node holds hand their own children to the list before they go, so
+    // that releasing a deep tree does not recurse once per level.
+    std::vector<refPtr<xmlNode>> pending;
+    pending.swap(mChildren);
+    for (auto& child : pending)
+        if (child)
+            child->mpParent = nullptr;
+    while (!pending.empty()) {
+        refPtr<xmlNode> last = std::move(pending.back());
+        pending.pop_back();
+        if (last && last->getRefCount() == 1) {
+            for (auto& child : last->mChildren) {
+                if (child)
+                    child->mpParent = nullptr;
+                pending.push_back(std::move(child));
+            }
+            last->mChildren.clear();
+        }
+    }
+}
+
+void xmlNode::deleteThis() {
+    delete this;
+}
+
+xmlNode& xmlNode::operator=(const xmlNode& other) {
+    if (this == &other)
+        return *this;
+    // The copies are made first: other may be one of the children about to go.
+    std::vector<refPtr<xmlNode>> copies;
+    copies.reserve(other.mChildren.size());
+    for (const auto& child : other.mChildren)
+        copies.push_back(createXmlNode(child));
+    std::vector<attribute> attributes = other.mAttributes;
+    string name = other.mName, text = other.mText;
+    for (auto& child : mChildren)
+        if (child)
+            child->mpParent = nullptr;
+    mChildren.swap(copies);
+    mAttributes.swap(attributes);
+    mName.swap(name);
+    mText.swap(text);
+    return *this;
+}
+
+bool xmlNode::addNode(refPtr<xmlNode>& node) {
+    if (node.isNull() || node->mpParent != nullptr)
+        return false;
+    node->mpParent = this;
+    mChildren.push_back(node);
+    return true;
+}
+
+refPtr<xmlNode> xmlNode::createChildNode(const string& name) {
+    refPtr<xmlNode> child = createXmlNode(name);
+    addNode(child);
+    return child;
+}
+
+bool xmlNode::removeNode(refPtr<xmlNode>& node) {
+    for (auto it = mChildren.begin(); it != mChildren.end(); ++it) {
+        if (it->get() == node.get() && !node.isNull()) {
+            node->mpParent = nullptr;
+            mChildren.erase(it);
+            return true;
+        }
+    }
+    return false;
+}
+
+refPtr<xmlNode> xmlNode::getFirstChildNode(const string& name, bool caseSensitive) {
+    for (const auto& child : mChildren)
+        if (child->mName.isEqualTo(name, caseSensitive))
+            return child;
+    return nullptr;
+}
+
+const_refPtr<xmlNode> xmlNode::getFirstChildNode(const string& name, bool caseSensitive) const {
+    return const_cast<xmlNode*>(this)->getFirstChildNode(name, caseSensitive);
+}
+
+refPtr<xmlNode> xmlNode::getLastChildNode(const string& name, bool caseSensitive) {
+    refPtr<xmlNode> found;
+    for (const auto& child : mChildren)
+        if (child->mName.isEqualTo(name, caseSensitive))
+            found = child;
+    return found;
+}
+
+const_refPtr<xmlNode> xmlNode::getLastChildNode(const string& name, bool caseSensitive) const {
+    return const_cast<xmlNode*>(this)->getLastChildNode(name, caseSensitive);
+}
+
+refPtr<xmlNode> xmlNode::getNextChildNode(const const_refPtr<xmlNode>& current, bool caseSensitive) {
+    if (current.isNull())
+        return nullptr;
+    bool passed = false;
+    for (const auto& child : mChildren) {
+        if (passed && child->mName.isEqualTo(current->mName, caseSensitive))
+            return child;
+        if (child.get() == current.get())
+            passed = true;
+    }
+    return nullptr;
+}
+
+const_refPtr<xmlNode> xmlNode::getNextChildNode(const const_refPtr<xmlNode>& current, bool caseSensitive) const {
+    return const_cast<xmlNode*>(this)->getNextChildNode(current, caseSensitive);
+}
+
+bool xmlNode::hasChildNode(const string& name, bool caseSensitive) const {
+    return !getFirstChildNode(name, caseSensitive).isNull();
+}
+
+bool xmlNode::hasAttribute(const string& name) const {
+    for (const auto& a : mAttributes)
+        if (a.first == name)
+            return true;
+    return false;
+}
+
+bool xmlNode::getAttribute(const string& name, string& value) const {
+    for (const auto& a : mAttributes) {
+        if (a.first == name) {
+            value = a.second;
+            return true;
+        }
+    }
+    return false;
+}
+
+void xmlNode::setAttribute(const string& name, const string& value) {
+    for (auto& a : mAttributes) {
+        if (a.first == name) {
+            a.second = value;
+            return;
+        }
+    }
+    mAttributes.emplace_back(name, value);
+}
+
+void xmlNode::removeAttribute(const string& name) {
+    for (auto it = mAttributes.begin(); it != mAttributes.end(); ++it) {
+        if (it->first == name) {
+            mAttributes.erase(it);
+            return;
+        }
+    }
+}
+
+void xmlNode::getText(string& out, const string& indent) const {
+    wideSink count{nullptr};
+    writeTree(count, *this, indent);
+    out.reserve(out.size() + count.units);
+    wideSink sink{&out};
+    writeTree(sink, *this, indent);
+}
+
+// --- the parser -------------------------------------------------------------------------------------
+
+// One parse: its options and the children collected so far. Each element's new children lie at
+// the end of one shared list while it is parsed, so nothing is allocated per element for them.
+struct xmlNode::parser {
+    bool keepWhitespace;
+    std::vector<refPtr<xmlNode>> collected;
+    // The attributes of the element at hand, so that each element allocates its list once.
+    std::vector<attribute> attributes;
+
+    // The attributes collected go to the node, behind those it had.
+    void takeAttributes(xmlNode& node) {
+        if (attributes.empty())
+            return;
+        node.mAttributes.reserve(node.mAttributes.size() + attributes.size());
+        for (auto& a : attributes)
+            node.mAttributes.push_back(std::move(a));
+        attributes.clear();
+    }
+
+    // Sets target to the text between from and to: trimmed of spaces and tabs unless whitespace
+    // is kept, entities resolved.
+    void setText(string& target, const wchar_t* from, const wchar_t* to) const {
+        if (!keepWhitespace) {
+            while (from < to && (*from == L' ' || *from == L'\t'))
+                ++from;
+            while (to > from && (to[-1] == L' ' || to[-1] == L'\t'))
+                --to;
+        }
+        target.assign(from, to);
+        decodeEntities(target);
+    }
+
+    // p is behind the '/' of an end tag: the tag must name the element (over the name's length)
+    // and end in '>'. Answers the position behind it.
+    static const wchar_t* endTag(const wchar_t* p, const string& name) {
+        p = skipSpace(p);
+        if (std::wcsncmp(p, name.c_str(), name.size()) != 0)
+            invalidFormat();
+        p = skipSpace(p + name.size());
+        if (*p != L'>')
+            invalidFormat();
+        return p + 1;
+    }
+
+    // The children of node parsed since first are appended to those it had.
+    void takeChildren(xmlNode& node, std::size_t first) {
+        if (collected.size() == first)
+            return;
+        if (node.mChildren.empty()) {
+            node.mChildren.assign(std::make_move_iterator(collected.begin() + static_cast<std::ptrdiff_t>(first)),
+                                  std::make_move_iterator(collected.end()));
+        } else {
+            node.mChildren.insert(node.mChildren.end(),
+                                  std::make_move_iterator(collected.begin() + static_cast<std::ptrdiff_t>(first)),
+                                  std::make_move_iterator(collected.end()));
+        }
+        collected.resize(first);
+    }
+
+    void readAttributes(const wchar_t*& q);
+    const wchar_t* parse(xmlNode& node, const wchar_t* text, int depth);
+};
+
+// Reads attributes from q up to the "/>", the ">" or the end of the text, where q is left.
+void xmlNode::parser::readAttributes(const wchar_t*& q) {
+    for (;;) {
+        if (*q == L'\0')
+            break;
+        q = skipSpace(q);
+        if (*q == L'>' || (*q == L'/' && q[1] == L'>'))
+            break;
+        const wchar_t* const attributeName = q;
+        while (*q != L'\0' && *q != L'=' && !isSpace(*q))
+            ++q;
+        const wchar_t* const attributeNameEnd = q;
+        const wchar_t* const equals = std::wcschr(q, L'=');
+        if (!equals)
+            invalidFormat();
+        q = skipSpace(equals + 1);
+        const wchar_t quote = *q;
+        if (quote != L'"' && quote != L'\'')
+            invalidFormat();
+        const wchar_t* const valueEnd = std::wcschr(q + 1, quote);
+        if (!valueEnd)
+            invalidFormat();
+        string value(q + 1, valueEnd);
+        decodeEntities(value);
+        attributes.emplace_back(string(attributeName, attributeNameEnd), std::move(value));
+        q = valueEnd + 1;
+    }
+}
+
+const wchar_t* xmlNode::parser::parse(xmlNode& node, const wchar_t* text, int depth) {
+    // The element start: comments, processing instructions and declarations are passed over.
+    const wchar_t* p = text;
+    for (;;) {
+        p = std::wcschr(p, L'<');
+        if (!p)
+            return nullptr;
+        const wchar_t* end;
+        if (p[1] == L'!' && p[2] == L'-' && p[3] == L'-') {
+            end = std::wcsstr(p + 4, L"-->");
+            if (!end)
+                return nullptr;
+            p = end + 3;
+        } else if (p[1] == L'?') {
+            end = std::wcsstr(p + 2, L"?>");
+            if (!end)
+                return nullptr;
+            p = end + 2;
+        } else if (p[1] == L'!') {
+            end = std::wcschr(p + 2, L'>');
+            if (!end)
+                return nullptr;
+            p = end + 1;
+        } else {
+            break;
+        }
+    }
+    const wchar_t* q = skipSpace(p + 1);
+    if (*q == L'\0')
+        invalidFormat();
+    if (*q == L'/')
+        return p; // an end tag: no element here
+
+    // The name runs to whitespace, '>', the end, or a "/>".
+    const wchar_t* const nameStart = q;
+    for (;; ++q) {
+        const wchar_t c = *q;
+        if (c == L'\0' || c == L'>' || isSpace(c))
+            break;
+        if (c == L'/') {
+            if (q[1] == L'>')
+                break;
+            invalidFormat();
+        }
+    }
+    node.mName.assign(nameStart, q);
+
+    // Attributes. Anything between a name and the next '=' is passed over. Those read before a
+    // failure stay with the node.
+    try {
+        readAttributes(q);
+    } catch (...) {
+        takeAttributes(node);
+        throw;
+    }
+    takeAttributes(node);
+    const std::size_t first = collected.size();
+    if (*q != L'>')
+        return q; // "/>" or the end of the text: the element is complete
+
+    // Content: a text-only element, or text in front of child elements.
+    const wchar_t* const content = q + 1;
+    const wchar_t* lastOpen = std::wcschr(content, L'<');
+    if (!lastOpen)
+        invalidFormat();
+    if (lastOpen[1] == L'/') {
+        const wchar_t* const behind = endTag(lastOpen + 2, node.mName);
+        setText(node.mText, content, lastOpen);
+        return behind;
+    }
+    const wchar_t* position = skipSpace(content);
+    if (position < lastOpen)
+        setText(node.mText, position, lastOpen);
+
+    // Children, up to the end tag; text between and behind them is passed over.
+    while (lastOpen[1] != L'\0') {
+        const wchar_t* const open = std::wcschr(position, L'<');
+        if (!open)
+            invalidFormat();
+        lastOpen = open;
+        const wchar_t* const afterOpen = skipSpace(open + 1);
+        if (*afterOpen == L'/') {
+            position = endTag(afterOpen + 1, node.mName);
+            break;
+        }
+        if (depth >= kMaxDepth)
+            invalidFormat();
+        refPtr<xmlNode> child(new xmlNode());
+        const wchar_t* const behind = parse(*child, open, depth + 1);
+        if (!behind) {
+            collected.resize(first);
+            return nullptr;
+        }
+        if (!child->mName.empty()) {
+            child->mpParent = &node;
+            collected.push_back(std::move(child));
+        }
+        position = behind;
+    }
+    takeChildren(node, first);
+    return position;
+}
+
+const wchar_t* xmlNode::parseText(const wchar_t* text, bool keepWhitespace) {
+    if (!text)
+        throw unexpectedErrorException(kNullText);
+    parser state{keepWhitespace, {}, {}};
+    try {
+        return state.parse(*this, text, 1);
+    } catch (const std::bad_alloc&) {
+        throw outOfMemoryException();
+    }
+}
+
+// --- documents ------------------------------------------------------------------------------------------
+
+refPtr<xmlDocument> xmlDocument::createXmlDocument() {
+    return refPtr<xmlDocument>(new xmlDocument());
+}
+
+xmlDocument::~xmlDocument() = default;
+
+void xmlDocument::load(const char* data, std::uint64_t size, bool keepWhitespace) {
+    if (!data)
+        return;
+    if (size > std::numeric_limits<std::size_t>::max() / sizeof(wchar_t))
+        throw outOfMemoryException();
+    const auto* bytes = reinterpret_cast<const unsigned char*>(data);
+    const auto n = static_cast<std::size_t>(size);
+    // UTF-8, the usual case, is decoded into a block that is not first filled with zeros.
+    std::unique_ptr<wchar_t[]> utf8Text;
+    const auto fromUtf8 = [&utf8Text](const char* from, std::size_t length) {
+        utf8Text.reset(new wchar_t[length + 1]);
+        *unicode::writeFromUtf8(utf8Text.get(), from, length) = L'\0';
+    };
+    std::wstring text;
+    try {
+        if (n >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF) {
+            if (n < 4)
+                throw false;
+            fromUtf8(data + 3, n - 3);
+        } else if (n >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE) {
+            unicode::appendFromUtf16Le(text, bytes + 2, n - 2);
+        } else {
+            std::string name = declaredEncoding(bytes, n);
+            for (char& c : name)
+                c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+            if (name.empty() || name == "utf-8") {
+                if (n == 0)
+                    throw false; // nothing to convert is a failed conversion
+                fromUtf8(data, n);
+            } else if (name == "utf-16") {
+                // A declaration was found, so there are at least 3 bytes.
+                unicode::appendFromUtf16Le(text, bytes + 2, n - 2);
+            } else {
+                platform::appendFromNamedEncoding(text, name.c_str(), data, n);
+            }
+        }
+    } catch (const std::bad_alloc&) {
+        throw outOfMemoryException();
+    }
+    parseText(utf8Text ? utf8Text.get() : text.c_str(), keepWhitespace);
+}
+
+void xmlDocument::load(const file& f, bool keepWhitespace) {
+    if (!f.exists())
+        throw fileNotFoundException(f);
+    const unsigned long size = f.size();
+    if (size == 0)
+        return;
+    const std::unique_ptr<char, void (*)(void*)> block(static_cast<char*>(std::malloc(size)), std::free);
+    if (!block)
+        throw outOfMemoryException();
+    platform::fileHandle handle;
+    if (!handle.open(f.fullName(), platform::fileHandle::openRead))
+        throw readFileException(f);
+    std::size_t total = 0;
+    while (total < size) {
+        std::size_t got = 0;
+        if (!handle.read(block.get() + total, size - total, got) || got == 0)
+            break;
+        total += got;
+    }
+    if (total < size)
+        throw readFileException(f);
+    handle.close();
+    try {
+        load(block.get(), size, keepWhitespace);
+    } catch (const unexpectedErrorException&) {
+        throw invalidXmlException(f);
+    }
+}
+
+void xmlDocument::save(binaryBuffer& buffer, eEncoding encoding) const {
+    const char* const header = headerOf(encoding);
+    if (encoding != eUtf8) {
+        saveInto(buffer, *this, countBytes<utf16Sink>(*this, header), "", header, 2);
+        return;
+    }
+    const utf8Sink count = countBytes<utf8Sink>(*this, header);
+    if (!count.hasNull) {
+        saveInto(buffer, *this, count, "\xEF\xBB\xBF", header, 0);
+        return;
+    }
+    // A null character ends its piece of the conversion, so the wide text is made first.
+    string text;
+    text.append(header, header + std::strlen(header));
+    getText(text, string());
+    std::string bytes = "\xEF\xBB\xBF";
+    appendUtf8Pieces(bytes, text);
+    buffer.write(bytes.data(), bytes.size());
+}
+
+void xmlDocument::save(const file& f, eEncoding encoding) const {
+    if (!f.isWriteable())
+        throw writeFileException(f);
+    binaryBuffer buffer;
+    save(buffer, encoding);
+    // Written beside the file first, so that a failed write leaves the old file whole.
+    string drive, name, extension;
+    directory folder;
+    f.getParts(drive, folder, name, extension);
+    const file temporary = file::generateRandomFile(folder, L"tmp");
+    if (temporary.fullName().empty())
+        throw writeFileException(f);
+    if (!buffer.writeToFile(temporary, false) || !platform::replaceFile(temporary.fullName(), f.fullName())) {
+        temporary.remove();
+        throw writeFileException(f);
+    }
+}
+
+} // namespace vx

@@ -46,33 +46,35 @@ export WINEPATH=$dll_path
 # Headless, always: a test never opens a window, with or without a display.
 unset DISPLAY WAYLAND_DISPLAY
 
-# The first program to run creates the prefix; the others wait for it. The mark is written once
-# the creation has finished, so a half-made prefix (an interrupted run) is made again.
+# Programs of one prefix take turns here: the first one creates the prefix, and whoever finds no
+# Wine server running starts one. The mark is written once the prefix is complete, so a half-made
+# prefix (an interrupted run) is made again.
+mkdir -p "$(dirname "$prefix")"
+exec 9>"$prefix.lock"
+flock 9
 ready=$prefix/.vx-ready
 if [[ ! -f $ready ]]; then
-    mkdir -p "$(dirname "$prefix")"
-    exec 9>"$prefix.lock"
-    flock 9
-    if [[ ! -f $ready ]]; then
-        log=$(mktemp)
-        if ! "$wine" wineboot --init >"$log" 2>&1; then
-            echo "wine-run.sh: could not create the Wine prefix $prefix:" >&2
-            cat "$log" >&2
-            rm -f "$log"
-            exit 125
-        fi
+    log=$(mktemp)
+    if ! "$wine" wineboot --init >"$log" 2>&1 9>&-; then
+        echo "wine-run.sh: could not create the Wine prefix $prefix:" >&2
+        cat "$log" >&2
         rm -f "$log"
-        touch "$ready"
+        exit 125
     fi
-    exec 9>&-
+    rm -f "$log"
+    [[ -z $wineserver ]] || "$wineserver" -w 9>&-
+    touch "$ready"
 fi
-
 # Debian's Wine stops its server, and Wine's system processes with it, the moment the last program
-# ends, so every program would pay seconds for starting them again. A server that stays a while
-# after the last program keeps a run of tests fast. (It is a no-op when a server is running.)
-if [[ -n $wineserver ]]; then
-    "$wineserver" -p"${VX_WINE_LINGER:-20}" </dev/null >/dev/null 2>&1 || true
+# ends, so every program would pay seconds for starting them again: the server started here stays
+# a while after the last program. Wine's system processes start with the first program a server
+# sees and keep that program's standard output and error open as long as they live; a program run
+# with a pipe there (as ctest runs them) would not be seen to end until the server goes. So a
+# new server first starts them with nothing open. (Nor does anything started here keep the lock.)
+if [[ -n $wineserver ]] && "$wineserver" -p"${VX_WINE_LINGER:-20}" </dev/null >/dev/null 2>&1 9>&-; then
+    "$wine" wineboot </dev/null >/dev/null 2>&1 9>&- || true
 fi
+exec 9>&-
 
 if ((lf)); then
     "$wine" "$@" | sed 's/\r$//'

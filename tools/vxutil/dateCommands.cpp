@@ -9,6 +9,7 @@
 #include <vxTimeStamp.h>
 #include <vxTypeConversion.h>
 
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <vector>
@@ -55,10 +56,10 @@ vx::date::eWeekday parseWeekday(const vx::string& text) {
 // A calendar file: one rule per line, blank lines and lines starting with '#' ignored:
 //   weekly WEEKDAY    yearly MM-DD    holiday DATE    workday DATE
 std::unique_ptr<vx::configurableCalendar> readCalendar(const vx::string& name) {
-    std::string native;
+    vx::nativePathText native;
     if (!vx::file(name).nativePath(native))
         throw usageError("cannot read " + quoted(name));
-    std::ifstream in(native);
+    std::ifstream in{std::filesystem::path(native)};
     if (!in)
         throw usageError("cannot read " + quoted(name));
     auto cal = std::make_unique<vx::configurableCalendar>();

@@ -1040,4 +1040,8 @@ void xmlDocument::save(const file& f, eEncoding encoding) const {
     }
 }
 
+// Defined here once as well, so that the library exports it: on Windows a caller that takes it
+// by reference finds it in the DLL.
+constexpr int xmlNode::kMaxDepth;
+
 } // namespace vx

@@ -6,7 +6,9 @@
 #include "testSupport.h"
 
 #include <gtest/gtest.h>
+#ifdef VX_TEST_WITH_PUGIXML
 #include <pugixml.hpp>
+#endif
 
 #include <functional>
 #include <random>
@@ -376,18 +378,20 @@ TEST(xmlFile, loadAndSave) {
         << "UTF-16 output has no mark and does not load again";
 
     // Saving replaces the file and keeps its permission bits; nothing is left beside it.
-    ::chmod((dir / "d.xml").c_str(), 0640);
+    vxtest::setMode(dir / "d.xml", 0640);
+    const int mode = dir.mode("d.xml");
     doc->save(f, xmlDocument::eUtf8);
-    EXPECT_EQ(dir.mode("d.xml"), 0640);
+    EXPECT_EQ(dir.mode("d.xml"), mode);
     EXPECT_EQ(dir.count(), 2u);
 
     // A read-only file is refused and kept.
     const std::string before = dir.read("d.xml");
-    ::chmod((dir / "d.xml").c_str(), 0444);
+    vxtest::setMode(dir / "d.xml", 0444);
     EXPECT_EQ(thrown([&] { doc->save(f, xmlDocument::eUtf16); }), L"Msg_EWriteFile|Error writing file " + f.fullName());
     EXPECT_EQ(dir.read("d.xml"), before);
 }
 
+#ifndef _WIN32 // a child process with a file-size limit; a file nobody may read
 TEST(xmlFile, failedWriteKeepsTheOldFileAndUnreadableFilesAreReported) {
     vxtest::tempDir dir;
     dir.makeFile("d.xml", "<old/>");
@@ -403,13 +407,14 @@ TEST(xmlFile, failedWriteKeepsTheOldFileAndUnreadableFilesAreReported) {
     EXPECT_EQ(dir.read("d.xml"), "<old/>");
     EXPECT_EQ(dir.count(), 1u) << "the file beside it is removed";
 
-    ::chmod((dir / "d.xml").c_str(), 0);
-    ::chmod(dir.path().c_str(), 0755);
+    vxtest::setMode(dir / "d.xml", 0);
+    vxtest::setMode(dir.path(), 0755);
     vxtest::expectUnprivileged([&] {
         refPtr<xmlDocument> doc = xmlDocument::createXmlDocument();
         return thrown([&] { doc->load(f, false); }) == L"Msg_EReadFile|Error reading file " + f.fullName();
     });
 }
+#endif
 
 TEST(xmlFile, largeDocumentRoundTrip) {
     refPtr<xmlDocument> doc = xmlDocument::createXmlDocument();
@@ -425,6 +430,7 @@ TEST(xmlFile, largeDocumentRoundTrip) {
     EXPECT_EQ(back->children()[5]->parent(), back.get());
 }
 
+#ifdef VX_TEST_WITH_PUGIXML // the cross build has no pugixml for the target
 // --- next to another parser ------------------------------------------------------------------------------------
 
 namespace {
@@ -500,3 +506,4 @@ TEST(xmlCrossCheck, sameTreeAsPugixml) {
         expectSame(*fromText(saved(*ours), true), theirs.document_element(), doc);
     }
 }
+#endif

@@ -11,6 +11,11 @@
 #include <cstdio>
 #include <string>
 
+#ifdef _WIN32
+#  include <fcntl.h>
+#  include <io.h>
+#endif
+
 namespace {
 
 using vxutil::command;
@@ -98,6 +103,12 @@ int run(vxutil::arguments all) {
 } // namespace
 
 int main(int argc, char** argv) {
+#ifdef _WIN32
+    // The same bytes on every system: no CR before each LF, binary output (decoded base64, gzip
+    // data) as it is.
+    _setmode(_fileno(stdout), _O_BINARY);
+    _setmode(_fileno(stderr), _O_BINARY);
+#endif
     std::setlocale(LC_ALL, "");
     // Case and classes of characters follow a Unicode locale even where the environment names a
     // single-byte one (the "C" locale of a bare shell).

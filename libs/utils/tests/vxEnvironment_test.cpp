@@ -40,7 +40,9 @@ TEST(environment, setAndGetFollowPutenvRules) {
         {L"VX_T_A=2", L"3", true, "2=3", "<unset>"}, // the name ends at the first '='
         {nullptr, L"v", false, "2=3", "<unset>"}, {L"", L"v", false, "2=3", "<unset>"},
         {L"=VX_T_A", L"v", false, "2=3", "<unset>"},
+#ifndef _WIN32 // Windows keeps UTF-16 text as it is, lone surrogates included
         {L"VX_T_B", L"\xD800", false, "2=3", "<unset>"}, // no native text holds a lone surrogate
+#endif
     };
     for (const auto& r : rows) {
         EXPECT_EQ(vx::setEnvironmentVariable(r.name, r.value), r.result) << (r.name ? r.name : L"(null)");
@@ -55,6 +57,7 @@ TEST(environment, setAndGetFollowPutenvRules) {
     EXPECT_EQ(value, L"2=3");
 }
 
+#ifndef _WIN32 // native text is bytes only on POSIX systems
 TEST(environment, bytesThatAreNotUtf8SurviveTheRoundTrip) {
     vxtest::scopedEnvironment guard("VX_T_A", "a\xFF\xC3(\xED\xA0\x80");
     vx::string value;
@@ -63,21 +66,26 @@ TEST(environment, bytesThatAreNotUtf8SurviveTheRoundTrip) {
     ASSERT_TRUE(vx::setEnvironmentVariable(L"VX_T_A", (value + L"!").c_str()));
     EXPECT_EQ(nativeValue("VX_T_A"), "a\xFF\xC3(\xED\xA0\x80!");
 }
+#endif
 
 TEST(environment, getEnvironmentVariablesAddsEveryVariable) {
     vxtest::scopedEnvironment guard("VX_T_A", "a=b");
+#ifndef _WIN32 // an empty value removes a variable on Windows
     guard.set("VX_T_B", "");
+#endif
     vx::configSet set;
     set.setValue(L"VX_T_OTHER", L"kept");
     EXPECT_TRUE(vx::getEnvironmentVariables(set));
     vx::string value;
     EXPECT_TRUE(set.getValue(L"VX_T_A", value) && value == L"a=b");
-    EXPECT_TRUE(set.getValue(L"VX_T_B", value) && value.empty());
     EXPECT_TRUE(set.hasValue(L"VX_T_OTHER"));
+#ifndef _WIN32
+    EXPECT_TRUE(set.getValue(L"VX_T_B", value) && value.empty());
     std::size_t count = 0;
     for (char** entry = environ; *entry; ++entry)
         ++count;
     EXPECT_EQ(set.size(), count + 1);
+#endif
 }
 
 TEST(environment, threadsSetAndReadAtTheSameTime) {

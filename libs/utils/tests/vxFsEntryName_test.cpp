@@ -99,6 +99,7 @@ TEST_F(fsEntryNameTest, joiningDropsTheNameOfAnEmptyDirectory) {
     EXPECT_EQ(F(L"", L"C:\\b", true).text(), L"");
 }
 
+#ifndef _WIN32 // Windows does not remove a directory that is current
 TEST_F(fsEntryNameTest, unreadableCurrentDirectoryLosesRelativeText) {
     mDir.makeDirs("gone");
     ASSERT_EQ(::chdir((mDir / "gone").c_str()), 0);
@@ -111,12 +112,20 @@ TEST_F(fsEntryNameTest, unreadableCurrentDirectoryLosesRelativeText) {
     EXPECT_EQ(root.text(), L"\\");
     EXPECT_THROW(root.name(), std::out_of_range);
 }
+#endif
 
 TEST_F(fsEntryNameTest, currentDriveAndDirectoryComeFromTheSystem) {
+#ifdef _WIN32
+    const std::wstring drive = mCwd.substr(0, 2); // the temporary directory's drive
+    EXPECT_EQ(set(L"\\x"), drive + L"\\x");
+    EXPECT_EQ(set(L"y"), mCwd + L"\\y");
+    EXPECT_EQ(set(drive + L"\\.."), drive); // ".." at the root of a drive disappears
+#else
     vxtest::scopedEnvironment drives("VX_DRIVES", "T=" + mDir.path());
     EXPECT_EQ(set(L"\\x"), L"T:\\x");
     EXPECT_EQ(set(L"y"), L"T:\\y");
     EXPECT_EQ(set(L".."), L"T:"); // ".." at the root of a drive disappears
+#endif
 }
 
 // --- taking apart: the one splitter and the nested part selectors ------------------------------

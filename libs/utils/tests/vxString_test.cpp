@@ -116,7 +116,8 @@ TEST(String, FormatConversions) {
         {L"wide|l|w|n\u00e4|h", string::sformat(L"%s|%ls|%ws|%S|%hs", L"wide", L"l", L"w", "n\xC3\xA4", "h")},
         {L"ab|   ab|ab   |000ab", string::sformat(L"%.2s|%5s|%-5s|%05s", L"abcdef", L"ab", L"ab", L"ab")},
         {L"(null)|(null)|(nu|(n", string::sformat(L"%s|%S|%.3s|%.2S", noWide, noNarrow, noWide, noNarrow)},
-        {L"\u00e9|\U0001F600|A|B|x|y|  x",
+        // %c takes one wchar_t: where it has 16 bits, 0x1F600 is cut to 0xF600.
+        {sizeof(wchar_t) == 2 ? L"\u00e9|\uF600|A|B|x|y|  x" : L"\u00e9|\U0001F600|A|B|x|y|  x",
          string::sformat(L"%c|%c|%C|%hc|%lc|%wc|%3c", L'\u00e9', 0x1F600, 'A', 'B', L'x', L'y', L'x')},
         {L"\uFFFD", string::sformat(L"%C", 0xE9)},
         {L"000000001234ABCD|    00000000000000FF",
@@ -334,8 +335,13 @@ TEST(String, MultiByteConversions) {
     EXPECT_EQ(string(L"ab\0cd", 5).getMBCS(), "ab");
     EXPECT_EQ(string::makeMBCS(std::wstring(L"ab\0cd", 5)), L"ab");
     // Units that are not characters become U+FFFD.
-    const string bad{L'a', static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0xDFFF),
-                     static_cast<wchar_t>(0x110000), L'b'};
+    // Lone surrogates (a low one before a high one), and where wchar_t has 32 bits a value above
+    // U+10FFFF.
+    const string bad = sizeof(wchar_t) == 2
+                           ? string{L'a', static_cast<wchar_t>(0xDFFF), static_cast<wchar_t>(0xD800),
+                                    static_cast<wchar_t>(0xD800), L'b'}
+                           : string{L'a', static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0xDFFF),
+                                    static_cast<wchar_t>(0x110000), L'b'};
     EXPECT_EQ(bad.getMBCS(), "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD" "b");
     EXPECT_EQ(string::makeMBCS(bad), (string{L'a', kReplacement, kReplacement, kReplacement, L'b'}));
     const std::wstring long2000(2000, L'\u00e9');
@@ -355,7 +361,7 @@ TEST(String, NarrowFormatArgumentsDecodeInvalidUtf8) {
         {"\xED\xA0\x80", {R, R, R}},
         {"x\xF0\x9F\x98", {L'x', R}},
         {"\xFF\xC3\xA9", {R, L'\u00e9'}},
-        {"\xF0\x9F\x98\x80", {static_cast<wchar_t>(0x1F600)}},
+        {"\xF0\x9F\x98\x80", L"\U0001F600"},
     };
     for (const auto& c : cases)
         EXPECT_EQ(string::sformat(L"%S", c.bytes), c.expected) << c.bytes;

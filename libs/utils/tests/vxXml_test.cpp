@@ -303,12 +303,12 @@ TEST(xmlWrite, textForm) {
 TEST(xmlWrite, roundTripsOfTreesBuiltInCode) {
     refPtr<xmlDocument> doc = xmlDocument::createXmlDocument();
     doc->setName(L"données");
-    doc->setAttribute(L"all", L"&<>\"' \x3b1 \x20AC \x1F600 tab\there");
+    doc->setAttribute(L"all", L"&<>\"' \x3b1 \x20AC \U0001F600 tab\there");
     refPtr<xmlNode> child = doc->createChildNode(L"leaf");
     child->setText(L"line one\nline two & <three>");
     std::wstring long_text;
     for (int i = 0; i < 300; ++i)
-        long_text += L"\x1F600\xE9";
+        long_text += L"\U0001F600\xE9";
     doc->createChildNode(L"long")->setText(long_text);
     doc->createChildNode(L"empty")->setAttribute(L"v", L"");
     refPtr<xmlDocument> back = fromText(saved(*doc));
@@ -328,9 +328,9 @@ TEST(xmlLoad, encodings) {
         std::string bytes;
         const wchar_t* tree; // null: throws a bool
     } cases[] = {
-        {"\xEF\xBB\xBF<r>\xC3\xA9\xF0\x9F\x98\x80</r>", L"r\"\xE9\x1F600\""},
+        {"\xEF\xBB\xBF<r>\xC3\xA9\xF0\x9F\x98\x80</r>", L"r\"\xE9\U0001F600\""},
         {"<r>\xC3\xA9</r>", L"r\"\xE9\""},
-        {bin("\xFF\xFE<\0r\0>\0\xE9\0=\xD8\0\xDE<\0/\0r\0>\0"), L"r\"\xE9\x1F600\""},
+        {bin("\xFF\xFE<\0r\0>\0\xE9\0=\xD8\0\xDE<\0/\0r\0>\0"), L"r\"\xE9\U0001F600\""},
         {bin("\xFF\xFE<\0r\0/\0>\0\x00\xD8"), L"r"},
         {bin("\xFF\xFE<\0r\0>\0x\0<\0/\0r\0>\0\x01"), L"r\"x\""}, // an odd byte after the end tag
         {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><r a='\xE9'>\xA4\x80</r>", L"r(a=\xE9)\"\xA4\x80\""},

@@ -1,6 +1,7 @@
 #include <vxEnvironment.h>
 #include <vxException.h>
 #include <vxFile.h>
+#include <vxModule.h>
 #include <vxVersion.h>
 
 #include <vxDirectory.h>
@@ -486,6 +487,24 @@ TEST_F(fileTest, versionQueriesAnswerFalseWithoutAResource) {
         EXPECT_EQ(fileText + productText, L"") << "texts are emptied";
     }
 }
+
+#ifdef _WIN32
+// The library's own DLL carries a version resource: its release, file and product alike.
+TEST_F(fileTest, versionQueriesReadTheResourceOfTheLibrary) {
+    file library;
+    ASSERT_TRUE(vx::getModuleFileName(L"vxUtils", library));
+    unsigned a = 9, b = 9, c = 9, d = 9;
+    ASSERT_TRUE(library.getFixedFileVersion(a, b, c, d));
+    EXPECT_EQ(vx::version(a, b, c, d), vx::version(VX_TEST_VERSION_MAJOR, VX_TEST_VERSION_MINOR, VX_TEST_VERSION_PATCH, 0));
+    vx::version product;
+    ASSERT_TRUE(library.getFixedProductVersion(product));
+    EXPECT_EQ(product, vx::version(VX_TEST_VERSION_MAJOR, VX_TEST_VERSION_MINOR, VX_TEST_VERSION_PATCH, 0));
+    string text;
+    ASSERT_TRUE(library.getFixedFileVersionString(text, 3));
+    EXPECT_EQ(text, string::sformat(L"%03u.%03u.%03u.000", VX_TEST_VERSION_MAJOR, VX_TEST_VERSION_MINOR,
+                                    VX_TEST_VERSION_PATCH));
+}
+#endif
 
 // --- static helpers: eight illegal characters; random files "<thread id>_<counter>" ------------------
 

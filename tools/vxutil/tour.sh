@@ -10,6 +10,11 @@ set -u
 (($# > 0)) || { echo "usage: tour.sh COMMAND..." >&2; exit 2; }
 vxutil=("$@")
 failures=0
+# A Windows build runs under Wine: there the system maps its drives, and PATH lists use ';'.
+windows=0
+[[ ${vxutil[${#vxutil[@]}-1]} == *.exe ]] && windows=1
+sep=:
+((windows)) && sep=';'
 
 step() {
     printf '\n== %s\n' "$1"
@@ -129,9 +134,14 @@ run path parts --first-dot 'C:\dir.ext\archive.tar.gz'
 step "Paths: relative names are in lower case, seen from a directory"
 run path relative 'C:\Data\Plans\Site.DXF' 'c:\data'
 run path relative 'C:\Data\Plans\Site.DXF' 'c:\data\docs'
-step "Paths: the drive C: is the root /, case is matched; here VX_DRIVES=T=/tmp adds the drive T:"
-run path native 'C:\TMP\'
-VX_DRIVES="T=/tmp" run path native 'T:\reports\2024.txt'
+if ((windows)); then
+    step "Paths: on Windows the system's own path is the text itself"
+    run path native 'C:\windows\..\TMP\'
+else
+    step "Paths: the drive C: is the root /, case is matched; here VX_DRIVES=T=/tmp adds the drive T:"
+    run path native 'C:\TMP\'
+    VX_DRIVES="T=/tmp" run path native 'T:\reports\2024.txt'
+fi
 
 step "CRC-32 of files, as zlib and gzip compute it"
 tourFile=$(mktemp)
@@ -159,9 +169,9 @@ step "Search paths: the first directory that holds the file wins; --recursive se
 mkdir -p "$tourDir/bin/extra" "$tourDir/tools"
 printf x >"$tourDir/bin/extra/make"
 printf x >"$tourDir/tools/make"
-run which make "$tourDir/bin:$tourDir/tools"
-run which --recursive make "$tourDir/bin:$tourDir/tools"
-run --status 1 which cmake "$tourDir/bin:$tourDir/tools"
+run which make "$tourDir/bin$sep$tourDir/tools"
+run which --recursive make "$tourDir/bin$sep$tourDir/tools"
+run --status 1 which cmake "$tourDir/bin$sep$tourDir/tools"
 
 step "Compound documents: named blocks in one file, the dictionary sorted by name at its end"
 cdocDir="$tourDir/cdoc"

@@ -31,4 +31,20 @@ bool driveExists(wchar_t letter);
 // unknown drive, an unreachable share, and text no native path can hold (a null character).
 bool toNativePath(const std::wstring& windowsForm, nativePath& native);
 
+// --- path text, alike on every system --------------------------------------------------------
+
+bool isPathDelimiter(wchar_t c); // '\\' or '/'
+// The upper-case drive letter of c; 0 for anything but 'A' to 'Z' in either case.
+wchar_t upperDriveLetter(wchar_t c);
+
+// "\\?\C:\x" and "\\?\UNC\server\share\x" are the long forms of "C:\x" and
+// "\\server\share\x"; any other text comes back as it is.
+std::wstring withoutLongPrefix(const std::wstring& path);
+
+// Windows-form text made absolute as Windows does it: "\x" on the current directory's drive or
+// share, "x" in the current directory, "D:x" in the current directory when D is its drive and at
+// the root of D otherwise (the per-drive directories of the command shell play no part). False
+// when the current directory is needed and cannot be read.
+bool makeAbsolute(const std::wstring& text, std::wstring& absolute);
+
 } // namespace vx::platform

@@ -21,14 +21,6 @@ struct drive {
     std::string root; // absolute, without trailing '/' unless it is "/"
 };
 
-bool isDelimiter(wchar_t c) { return c == L'\\' || c == L'/'; }
-
-wchar_t upperLetter(wchar_t c) {
-    if (c >= L'a' && c <= L'z')
-        return static_cast<wchar_t>(c - L'a' + L'A');
-    return (c >= L'A' && c <= L'Z') ? c : 0;
-}
-
 // Collapses runs of '/', resolves "." and ".." as text (".." stops at "/") and drops a trailing
 // '/'. False for a path that is not absolute.
 bool normaliseNative(const std::string& path, std::string& out) {
@@ -70,7 +62,7 @@ std::vector<drive> parseDrives(const std::string& text) {
         // "L=/root"; anything else is ignored. A later item for a letter replaces an earlier one.
         if (item.size() < 3 || item[1] != '=')
             continue;
-        const wchar_t letter = upperLetter(static_cast<unsigned char>(item[0]));
+        const wchar_t letter = upperDriveLetter(static_cast<unsigned char>(item[0]));
         std::string root;
         if (!letter || !normaliseNative(item.substr(2), root))
             continue;
@@ -194,27 +186,20 @@ std::string resolveComponents(const std::string& base, const std::vector<std::st
 // An absolute Windows-form text taken apart: the native directory its root stands for and the
 // components behind it, "." and ".." resolved (".." stops at the root).
 bool splitWindowsForm(const std::wstring& text, std::string& base, std::vector<std::string>& components) {
-    std::wstring path = text;
-    // "\\?\C:\x" and "\\?\UNC\server\share" are the long forms of "C:\x" and "\\server\share".
-    if (path.size() >= 4 && isDelimiter(path[0]) && isDelimiter(path[1]) && path[2] == L'?' && isDelimiter(path[3])) {
-        path.erase(0, 4);
-        if (path.size() >= 4 && upperLetter(path[0]) == L'U' && upperLetter(path[1]) == L'N' &&
-            upperLetter(path[2]) == L'C' && isDelimiter(path[3]))
-            path.replace(0, 3, L"\\");
-    }
+    const std::wstring path = withoutLongPrefix(text);
 
     std::vector<std::wstring> parts;
     std::size_t i = 0;
     std::size_t fixed = 0; // parts that ".." may not remove: server and share
-    if (path.size() >= 2 && isDelimiter(path[0]) && isDelimiter(path[1])) {
+    if (path.size() >= 2 && isPathDelimiter(path[0]) && isPathDelimiter(path[1])) {
         if (!uncRoot(base)) {
             errno = ENOENT; // a share without a place for shares fails as a missing file
             return false;
         }
         i = 2;
         fixed = 2;
-    } else if (path.size() >= 3 && path[1] == L':' && isDelimiter(path[2])) {
-        const wchar_t letter = upperLetter(path[0]);
+    } else if (path.size() >= 3 && path[1] == L':' && isPathDelimiter(path[2])) {
+        const wchar_t letter = upperDriveLetter(path[0]);
         if (!letter || !posix::driveRoot(letter, base)) {
             errno = ENOENT;
             return false;
@@ -226,10 +211,10 @@ bool splitWindowsForm(const std::wstring& text, std::string& base, std::vector<s
     }
 
     while (i < path.size()) {
-        while (i < path.size() && isDelimiter(path[i]))
+        while (i < path.size() && isPathDelimiter(path[i]))
             ++i;
         std::size_t end = i;
-        while (end < path.size() && !isDelimiter(path[end]))
+        while (end < path.size() && !isPathDelimiter(path[end]))
             ++end;
         std::wstring part = path.substr(i, end - i);
         i = end;
@@ -270,7 +255,7 @@ bool splitWindowsForm(const std::wstring& text, std::string& base, std::vector<s
 } // namespace
 
 bool posix::driveRoot(wchar_t letter, std::string& root) {
-    letter = upperLetter(letter);
+    letter = upperDriveLetter(letter);
     for (const drive& d : currentDrives()) {
         if (d.letter == letter) {
             root = d.root;
@@ -335,33 +320,9 @@ bool posix::mapWindowsPath(const std::wstring& windowsForm, std::string& native,
         errno = ENOENT;
         return false;
     }
-    std::wstring absolute = windowsForm;
-    const bool share = windowsForm.size() >= 2 && isDelimiter(windowsForm[0]) && isDelimiter(windowsForm[1]);
-    const bool driveQualified = windowsForm.size() >= 2 && windowsForm[1] == L':';
-    if (!share && !(driveQualified && windowsForm.size() >= 3 && isDelimiter(windowsForm[2]))) {
-        // Relative forms, as Windows resolves them: "\x" on the current directory's drive or
-        // share, "x" in the current directory, "D:x" in the current directory when D is its drive
-        // and at the root of D otherwise (no per-drive current directories exist here).
-        std::wstring current;
-        if (!currentDirectory(current))
-            return false;
-        if (driveQualified) {
-            const bool onCurrent =
-                current.size() >= 2 && current[1] == L':' && upperLetter(current[0]) == upperLetter(windowsForm[0]);
-            absolute = (onCurrent ? current : std::wstring{windowsForm[0], L':'}) + L"\\" + windowsForm.substr(2);
-        } else if (isDelimiter(windowsForm[0])) {
-            std::size_t rootLength = 2; // "X:"
-            if (current.size() >= 2 && isDelimiter(current[0]) && isDelimiter(current[1])) {
-                // "\\server\share"
-                const std::size_t server = current.find(L'\\', 2);
-                rootLength = server == std::wstring::npos ? current.size()
-                                                          : std::min(current.find(L'\\', server + 1), current.size());
-            }
-            absolute = current.substr(0, rootLength) + windowsForm;
-        } else {
-            absolute = current + L"\\" + windowsForm;
-        }
-    }
+    std::wstring absolute;
+    if (!makeAbsolute(windowsForm, absolute))
+        return false;
 
     std::string base;
     std::vector<std::string> components;

@@ -7,64 +7,6 @@
 
 namespace vx::platform {
 
-namespace {
-
-bool isDelimiter(wchar_t c) {
-    return c == L'\\' || c == L'/';
-}
-
-wchar_t upperLetter(wchar_t c) {
-    if (c >= L'a' && c <= L'z')
-        return static_cast<wchar_t>(c - L'a' + L'A');
-    return (c >= L'A' && c <= L'Z') ? c : 0;
-}
-
-// "\\?\C:\x" and "\\?\UNC\server\share\x" are the long forms of "C:\x" and "\\server\share\x".
-std::wstring withoutLongPrefix(const std::wstring& path) {
-    if (path.size() < 4 || !isDelimiter(path[0]) || !isDelimiter(path[1]) || path[2] != L'?' ||
-        !isDelimiter(path[3]))
-        return path;
-    std::wstring rest = path.substr(4);
-    if (rest.size() >= 4 && upperLetter(rest[0]) == L'U' && upperLetter(rest[1]) == L'N' &&
-        upperLetter(rest[2]) == L'C' && isDelimiter(rest[3]))
-        return L"\\\\" + rest.substr(4);
-    return rest;
-}
-
-// Relative forms, as the POSIX side resolves them too: "\x" on the current directory's drive or
-// share, "x" in the current directory, "D:x" in the current directory when D is its drive and at
-// the root of D otherwise (the per-drive directories of the command shell play no part).
-bool makeAbsolute(const std::wstring& text, std::wstring& absolute) {
-    const bool share = text.size() >= 2 && isDelimiter(text[0]) && isDelimiter(text[1]);
-    const bool driveQualified = text.size() >= 2 && text[1] == L':';
-    if (share || (driveQualified && text.size() >= 3 && isDelimiter(text[2]))) {
-        absolute = text;
-        return true;
-    }
-    std::wstring current;
-    if (!currentDirectory(current))
-        return false;
-    if (driveQualified) {
-        const bool onCurrent =
-            current.size() >= 2 && current[1] == L':' && upperLetter(current[0]) == upperLetter(text[0]);
-        absolute = (onCurrent ? current : std::wstring{text[0], L':'}) + L"\\" + text.substr(2);
-    } else if (isDelimiter(text[0])) {
-        std::size_t rootLength = 2; // "X:"
-        if (current.size() >= 2 && isDelimiter(current[0]) && isDelimiter(current[1])) {
-            // "\\server\share"
-            const std::size_t server = current.find(L'\\', 2);
-            rootLength = server == std::wstring::npos ? current.size()
-                                                      : std::min(current.find(L'\\', server + 1), current.size());
-        }
-        absolute = current.substr(0, rootLength) + text;
-    } else {
-        absolute = current + L"\\" + text;
-    }
-    return true;
-}
-
-} // namespace
-
 bool currentDirectory(std::wstring& windowsForm) {
     std::vector<wchar_t> buffer(MAX_PATH + 1);
     for (;;) {
@@ -83,11 +25,11 @@ wchar_t currentDriveLetter() {
     std::wstring current;
     if (!currentDirectory(current) || current.size() < 2 || current[1] != L':')
         return 0;
-    return upperLetter(current[0]);
+    return upperDriveLetter(current[0]);
 }
 
 bool driveExists(wchar_t letter) {
-    letter = upperLetter(letter);
+    letter = upperDriveLetter(letter);
     return letter != 0 && (::GetLogicalDrives() & (1u << (letter - L'A'))) != 0;
 }
 
@@ -104,7 +46,7 @@ bool toNativePath(const std::wstring& windowsForm, nativePath& native) {
     std::wstring root;
     std::size_t i = 0;
     std::size_t fixed = 0; // parts that ".." may not remove: server and share
-    if (absolute.size() >= 2 && isDelimiter(absolute[0]) && isDelimiter(absolute[1])) {
+    if (absolute.size() >= 2 && isPathDelimiter(absolute[0]) && isPathDelimiter(absolute[1])) {
         root = L"\\\\";
         i = 2;
         fixed = 2;
@@ -113,16 +55,16 @@ bool toNativePath(const std::wstring& windowsForm, nativePath& native) {
             ::SetLastError(ERROR_PATH_NOT_FOUND);
             return false;
         }
-        root = std::wstring{upperLetter(absolute[0]), L':'};
+        root = std::wstring{upperDriveLetter(absolute[0]), L':'};
         i = 3;
     }
 
     std::vector<std::wstring> parts;
     while (i < absolute.size()) {
-        while (i < absolute.size() && isDelimiter(absolute[i]))
+        while (i < absolute.size() && isPathDelimiter(absolute[i]))
             ++i;
         std::size_t end = i;
-        while (end < absolute.size() && !isDelimiter(absolute[end]))
+        while (end < absolute.size() && !isPathDelimiter(absolute[end]))
             ++end;
         std::wstring part = absolute.substr(i, end - i);
         i = end;

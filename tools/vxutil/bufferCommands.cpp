@@ -17,6 +17,7 @@ namespace {
 
 using vxutil::arguments;
 using vxutil::expectCount;
+using vxutil::failure;
 using vxutil::printLine;
 using vxutil::quoted;
 using vxutil::takeOptions;
@@ -27,10 +28,6 @@ constexpr std::uint64_t kProgressThreshold = 1 << 20;
 // The library reports progress once per chunk of this many bytes.
 constexpr std::uint64_t kChunk = 1024;
 constexpr int kBarWidth = 40;
-
-void complain(const vx::string& name, const char* what) {
-    std::fprintf(stderr, "vxutil: %s: %s\n", quoted(name).c_str(), what);
-}
 
 void writeBytes(const char* data, std::uint64_t size) {
     if (size > 0)
@@ -57,7 +54,7 @@ int runBase64(arguments args) {
     expectCount(args, 0, 1);
     vx::binaryBuffer buffer;
     if (args.empty() ? !readStandardInput(buffer) : !buffer.readFromFile(vx::file(args[0]))) {
-        complain(args.empty() ? vx::string(L"standard input") : args[0], "cannot be read");
+        failure(args.empty() ? vx::string(L"standard input") : args[0], "cannot be read");
         return 1;
     }
     if (action == L"encode") {
@@ -143,7 +140,7 @@ int runGzipCopy(arguments args, bool compress) {
     }
     const vx::file source(sourceName), target(targetName);
     if (!source.exists()) {
-        complain(sourceName, "no such file");
+        failure(sourceName, "no such file");
         return 1;
     }
     progressBar bar;
@@ -151,17 +148,17 @@ int runGzipCopy(arguments args, bool compress) {
     if (!compress) {
         bool isGzip = false;
         if (!gzipHeader(source, isGzip, bar.expected)) {
-            complain(sourceName, "cannot be read");
+            failure(sourceName, "cannot be read");
             return 1;
         }
         if (!isGzip) {
-            complain(sourceName, "is not gzip data");
+            failure(sourceName, "is not gzip data");
             return 1;
         }
     }
     // Nothing is replaced without being asked for.
     if (target.fsEntry::exists() && !given.has("--force")) {
-        complain(targetName, "exists (--force replaces it)");
+        failure(targetName, "exists (--force replaces it)");
         return 1;
     }
     bar.visible = given.has("--progress") || (vx::isTerminal(2) && source.size() >= kProgressThreshold);
@@ -175,7 +172,7 @@ int runGzipCopy(arguments args, bool compress) {
     if (!done) {
         // The library leaves a partial target; the tool does not.
         target.remove();
-        complain(sourceName, interrupted ? "interrupted" :
+        failure(sourceName, interrupted ? "interrupted" :
                  compress ? "cannot be compressed (the target cannot be written)"
                           : "cannot be uncompressed (damaged or cut data, or the target cannot be written)");
         return 1;

@@ -148,6 +148,15 @@ std::string quoted(const vx::string& text) {
     return "'" + text.getMBCS() + "'";
 }
 
+int failure(const vx::string& subject, const std::string& what) {
+    std::fprintf(stderr, "vxutil: %s: %s\n", quoted(subject).c_str(), what.c_str());
+    return 1;
+}
+
+int failure(const vx::string& subject, const vx::exception& e) {
+    return failure(subject, vx::string(e.message().string()).getMBCS());
+}
+
 void printLine(const vx::string& text) {
     const std::string bytes = text.getMBCS();
     std::fwrite(bytes.data(), 1, bytes.size(), stdout);

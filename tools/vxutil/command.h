@@ -10,6 +10,7 @@
 // nothing else needs to know about them.
 #pragma once
 
+#include <vxException.h>
 #include <vxString.h>
 
 #include <initializer_list>
@@ -70,5 +71,10 @@ std::string quoted(const vx::string& text);
 
 // Writes text and a line end to standard output, in UTF-8.
 void printLine(const vx::string& text);
+
+// Reports a failure about subject on one line of standard error: "vxutil: 'subject': what".
+// Answers 1, the exit status of a failure; the second form reports a library exception.
+int failure(const vx::string& subject, const std::string& what);
+int failure(const vx::string& subject, const vx::exception& e);
 
 } // namespace vxutil

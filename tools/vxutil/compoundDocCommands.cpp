@@ -18,21 +18,12 @@ namespace {
 
 using vxutil::arguments;
 using vxutil::expectCount;
+using vxutil::failure;
 using vxutil::printLine;
 using vxutil::quoted;
 using vxutil::usageError;
 
 using blockList = std::vector<std::pair<std::string, vx::binaryBuffer>>;
-
-// A failure on one line of standard error; the exit status 1.
-int failure(const vx::string& subject, const std::string& what) {
-    std::fprintf(stderr, "vxutil: %s: %s\n", quoted(subject).c_str(), what.c_str());
-    return 1;
-}
-
-int failure(const vx::string& subject, const vx::exception& e) {
-    return failure(subject, vx::string(e.message().string()).getMBCS());
-}
 
 // Block names are 8-bit text; the command line gives them as UTF-8.
 std::string blockName(const vx::string& text) {

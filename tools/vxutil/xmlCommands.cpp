@@ -151,9 +151,7 @@ int runXml(arguments args) {
         if (action == L"get")
             return runGet(args);
     } catch (const vx::exception& e) {
-        std::fprintf(stderr, "vxutil: %s: %s\n", quoted(args.empty() ? action : args[0]).c_str(),
-                     vx::string(e.message().string()).getMBCS().c_str());
-        return 1;
+        return vxutil::failure(args.empty() ? action : args[0], e);
     }
     throw usageError("unknown action " + quoted(action));
 }

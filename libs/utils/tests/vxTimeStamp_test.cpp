@@ -102,7 +102,7 @@ TEST(TimeStamp, LocalTimeAndZones) {
         EXPECT_EQ(timestamp::currentOffsetLocalToUTC(), 0);
     }
     {
-        vxtest::scopedEnvironment zone("TZ", "XXX-3");
+        vxtest::scopedEnvironment zone("TZ", "VXT-3");
         EXPECT_EQ(timestamp::fromTimer(0), at(1970, 1, 1, 3, 0, 0));
         const vx::timeb64 tb{86400, 999, 0, 0};
         EXPECT_EQ(timestamp::fromTimeb(&tb), at(1970, 1, 2, 3, 0, 0, 999));

@@ -194,7 +194,7 @@ TEST(Time, TextBothWays) {
 }
 
 TEST(Time, SystemForms) {
-    vxtest::scopedEnvironment zone("TZ", "XXX-3");
+    vxtest::scopedEnvironment zone("TZ", "VXT-3");
     EXPECT_EQ(vtime::fromTimer(0), vtime(3, 0, 0, 0));
     const vx::timeb64 tb{3600 + 59, 750, 0, 0};
     EXPECT_EQ(vtime::fromTimeb(&tb), vtime(4, 0, 59, 750));

@@ -116,23 +116,6 @@ bool fileHandle::truncate(std::uint64_t bytes) {
     }
 }
 
-fileHandle::~fileHandle() {
-    close();
-}
-
-fileHandle::fileHandle(fileHandle&& other) noexcept : mHandle(other.mHandle) {
-    other.mHandle = kClosed;
-}
-
-fileHandle& fileHandle::operator=(fileHandle&& other) noexcept {
-    if (this != &other) {
-        close();
-        mHandle = other.mHandle;
-        other.mHandle = kClosed;
-    }
-    return *this;
-}
-
 bool fileHandle::open(const std::wstring& path, openMode mode) {
     close();
     std::string native;

@@ -40,11 +40,4 @@ bool fromLocalTime(std::tm& local, std::int64_t& seconds) {
     return true;
 }
 
-std::int64_t processClockMilliseconds() {
-    const clock_t ticks = ::clock();
-    if (ticks == static_cast<clock_t>(-1))
-        return 0;
-    return static_cast<std::int64_t>(ticks) * 1000 / CLOCKS_PER_SEC;
-}
-
 } // namespace vx::platform

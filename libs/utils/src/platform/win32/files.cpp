@@ -30,23 +30,6 @@ bool toOffset(std::uint64_t offset, LARGE_INTEGER& value) {
 
 } // namespace
 
-fileHandle::~fileHandle() {
-    close();
-}
-
-fileHandle::fileHandle(fileHandle&& other) noexcept : mHandle(other.mHandle) {
-    other.mHandle = kClosed;
-}
-
-fileHandle& fileHandle::operator=(fileHandle&& other) noexcept {
-    if (this != &other) {
-        close();
-        mHandle = other.mHandle;
-        other.mHandle = kClosed;
-    }
-    return *this;
-}
-
 bool fileHandle::open(const std::wstring& path, openMode mode) {
     close();
     std::wstring native;

@@ -261,7 +261,9 @@ public:
     // Registers a converter. When several converters serve the same pair, the one added last is
     // used. Adding a converter that is registered already, or a null pointer, changes nothing.
     void add(typeConverterBase* converter);
-    // Unregisters every registration of the converter.
+    // Unregisters every registration of the converter. Returns once every conversion that may
+    // have found it has ended (except those the calling thread is itself inside), so the
+    // converter may be destroyed right after.
     void remove(typeConverterBase* converter);
     // The same for several converters at once: the table is copied once for all of them.
     void add(typeConverterBase* const* converters, std::size_t count);
@@ -314,9 +316,8 @@ private:
 // The converter of one pair, registered for as long as it lives. Define it as a static object
 // beside its function:
 //     static typeConverter<date, vx::string> dateToText(&dtconvert<vx::string, date>);
-// It registers itself on construction and unregisters on destruction. Conversions of other
-// pairs may run while it comes and goes, but it must not be destroyed while a conversion of its
-// own pair may still be running. A null function makes convert answer false.
+// It registers itself on construction and unregisters on destruction; its destruction waits for
+// the conversions running through it. A null function makes convert answer false.
 template <class From, class To>
 class typeConverter final : public functionConverter<From, To> {
 public:

@@ -2,6 +2,7 @@
 
 #include "platform/numericLocale.h"
 #include "platform/text.h"
+#include "platform/threads.h"
 #include "vxAssert.h"
 #include "vxCrc32.h"
 #include "vxDate.h"
@@ -383,7 +384,9 @@ private:
 // The converters by the key of their source type. Each entry keeps the two types of its
 // converter, so that a lookup touches no converter but the one it uses (another may be in the
 // middle of its destruction), and remembers when it was added, so that the newest of several
-// converters for one pair wins.
+// converters for one pair wins. It also counts the conversions running with it: a removal waits
+// for those of every table a conversion may still use, so that no converter dies under a
+// conversion that found it.
 class converterTable {
 public:
     struct entry {
@@ -394,6 +397,8 @@ public:
     };
 
     converterTable() : mEntries(8) { mEntries.max_load_factor(1.0f); }
+    converterTable(const converterTable& other) : mEntries(other.mEntries), mNextOrder(other.mNextOrder) {}
+    converterTable& operator=(const converterTable&) = delete;
 
     const typeConverterBase* find(const std::type_info& to, const std::type_info& from) const {
         const auto range = mEntries.equal_range(typeKey(from));
@@ -416,23 +421,85 @@ public:
         mEntries.emplace(typeKey(from), entry{converter, &from, &converter->toType(), mNextOrder++});
     }
 
-    bool erase(const typeConverterBase* converter) {
-        bool erased = false;
-        for (auto it = mEntries.begin(); it != mEntries.end();) {
-            if (it->second.converter == converter) {
-                it = mEntries.erase(it);
-                erased = true;
-            } else {
-                ++it;
-            }
-        }
-        return erased;
+    void erase(const typeConverterBase* converter) {
+        for (auto it = mEntries.begin(); it != mEntries.end();)
+            it = it->second.converter == converter ? mEntries.erase(it) : std::next(it);
     }
+
+    // The copy that replaces this table. It takes over the earlier tables that conversions are
+    // still using, and this one, so that the published table alone knows every table a removal
+    // must wait for. Called by writers only, under their lock.
+    static sharedPtr<converterTable> successor(const sharedPtr<converterTable>& current) {
+        sharedPtr<converterTable> next(new converterTable(*current));
+        for (sharedPtr<converterTable>& earlier : current->retired) {
+            if (earlier->running.load() != 0)
+                next->retired.push_back(std::move(earlier));
+        }
+        current->retired.clear();
+        next->retired.push_back(current);
+        return next;
+    }
+
+    mutable std::atomic<long> running{0};
+    mutable std::vector<sharedPtr<converterTable>> retired;
 
 private:
     std::unordered_multimap<std::uint32_t, entry> mEntries;
     std::uint64_t mNextOrder = 0;
 };
+
+namespace {
+
+// The conversions of this thread, innermost first, so that a converter which removes converters
+// while it converts does not wait for itself.
+struct runningConversion {
+    const converterTable* table;
+    const runningConversion* outer;
+};
+thread_local const runningConversion* tlsInnermostConversion = nullptr;
+
+// Takes the published table and counts a conversion on it for as long as the scope lives. The
+// count is raised before the table is checked to be still the published one: a writer that
+// replaced it either sees the count or is seen here, and then the newer table is taken.
+class conversionScope {
+public:
+    explicit conversionScope(const sharedPtr<converterTable>& published) {
+        for (;;) {
+            mTable = published;
+            VX_ASSERT(!mTable.isNull());
+            mTable->running.fetch_add(1);
+            if (sharedPtr<converterTable>(published) == mTable)
+                break;
+            mTable->running.fetch_sub(1);
+        }
+        mNode = runningConversion{mTable.get(), tlsInnermostConversion};
+        tlsInnermostConversion = &mNode;
+    }
+    ~conversionScope() {
+        tlsInnermostConversion = mNode.outer;
+        mTable->running.fetch_sub(1);
+    }
+    conversionScope(const conversionScope&) = delete;
+    conversionScope& operator=(const conversionScope&) = delete;
+
+    const converterTable& table() const { return *mTable; }
+
+private:
+    sharedPtr<converterTable> mTable;
+    runningConversion mNode{};
+};
+
+// Returns when every conversion that may have found a converter of the retired table has ended,
+// apart from those this thread is itself inside.
+void waitForConversionsWith(const converterTable& retired) {
+    long own = 0;
+    for (const runningConversion* c = tlsInnermostConversion; c; c = c->outer)
+        own += c->table == &retired;
+    while (retired.running.load() > own)
+        platform::yieldThread();
+}
+
+} // namespace
 
 typeConverterBase::~typeConverterBase() = default;
 
@@ -447,51 +514,55 @@ typeConversionManager& typeConversionManager::instance() {
 }
 
 void typeConversionManager::add(typeConverterBase* converter) {
-    if (!converter)
-        return;
-    writerLock lock(mWriters);
-    const sharedPtr<converterTable> current(mpTable);
-    if (current->contains(converter))
-        return;
-    sharedPtr<converterTable> changed(new converterTable(*current));
-    changed->insert(converter);
-    mpTable = std::move(changed);
+    add(&converter, 1);
 }
 
 void typeConversionManager::remove(typeConverterBase* converter) {
-    if (!converter)
-        return;
-    writerLock lock(mWriters);
-    const sharedPtr<converterTable> current(mpTable);
-    if (!current->contains(converter))
-        return;
-    sharedPtr<converterTable> changed(new converterTable(*current));
-    changed->erase(converter);
-    mpTable = std::move(changed);
+    remove(&converter, 1);
 }
 
 void typeConversionManager::add(typeConverterBase* const* converters, std::size_t count) {
     if (!converters || count == 0)
         return;
     writerLock lock(mWriters);
-    sharedPtr<converterTable> changed(new converterTable(*sharedPtr<converterTable>(mpTable)));
+    const sharedPtr<converterTable> current(mpTable);
+    std::vector<typeConverterBase*> added;
     for (std::size_t i = 0; i < count; ++i) {
-        if (converters[i] && !changed->contains(converters[i]))
-            changed->insert(converters[i]);
+        typeConverterBase* const converter = converters[i];
+        if (converter && !current->contains(converter) &&
+            std::find(added.begin(), added.end(), converter) == added.end())
+            added.push_back(converter);
     }
+    if (added.empty())
+        return;
+    sharedPtr<converterTable> changed(converterTable::successor(current));
+    for (typeConverterBase* converter : added)
+        changed->insert(converter);
     mpTable = std::move(changed);
 }
 
 void typeConversionManager::remove(typeConverterBase* const* converters, std::size_t count) {
     if (!converters || count == 0)
         return;
-    writerLock lock(mWriters);
-    sharedPtr<converterTable> changed(new converterTable(*sharedPtr<converterTable>(mpTable)));
-    for (std::size_t i = 0; i < count; ++i) {
-        if (converters[i])
-            changed->erase(converters[i]);
+    std::vector<sharedPtr<converterTable>> retired;
+    {
+        writerLock lock(mWriters);
+        const sharedPtr<converterTable> current(mpTable);
+        if (std::none_of(converters, converters + count,
+                         [&current](const typeConverterBase* c) { return c && current->contains(c); }))
+            return;
+        sharedPtr<converterTable> changed(converterTable::successor(current));
+        for (std::size_t i = 0; i < count; ++i) {
+            if (converters[i])
+                changed->erase(converters[i]);
+        }
+        retired = changed->retired;
+        mpTable = std::move(changed);
     }
-    mpTable = std::move(changed);
+    // Outside the lock, so that a running converter may itself add or remove converters. Every
+    // table a conversion may still be using is waited for: tables replaced by additions too.
+    for (const sharedPtr<converterTable>& table : retired)
+        waitForConversionsWith(*table);
 }
 
 bool typeConversionManager::hasConverter(const std::type_info& to, const std::type_info& from) const {
@@ -505,9 +576,9 @@ bool typeConversionManager::convert(const std::type_info& to, void* toValue,
                                     char* arguments) const {
     if (!toValue || !fromValue)
         return false;
-    // The snapshot keeps its table alive while the conversion runs, whatever writers do.
-    const sharedPtr<converterTable> table(mpTable);
-    VX_ASSERT(!table.isNull());
+    // The scope keeps its table alive, and its converters registered, while the conversion runs.
+    const conversionScope scope(mpTable);
+    const converterTable* const table = &scope.table();
     if (const typeConverterBase* direct = table->find(to, from))
         return direct->convert(toValue, fromValue, flags, arguments);
 

@@ -560,6 +560,25 @@ TEST(ConversionManager, BatchesAddAndRemoveTogether) {
     EXPECT_FALSE(manager.hasConverter(typeid(celsius), typeid(vx::string)));
 }
 
+// A removal waits for the conversions that may use the removed converter, but not for the one
+// the removing thread is itself inside.
+vx::typeconvert::typeConverterBase* gRemovedWhileConverting = nullptr;
+bool celsiusToTextRemovingItself(vx::string& to, const celsius& from, int flags, char* arguments) {
+    typeConversionManager::instance().remove(gRemovedWhileConverting);
+    return celsiusToText(to, from, flags, arguments);
+}
+
+TEST(ConversionManager, ConverterRemovesItselfWhileConverting) {
+    vx::typeconvert::functionConverter<celsius, vx::string> toText(&celsiusToTextRemovingItself);
+    gRemovedWhileConverting = &toText;
+    typeConversionManager::instance().add(&toText);
+    const celsius warm{2.5};
+    vx::string s;
+    EXPECT_TRUE(convertRaw(typeid(vx::string), &s, typeid(celsius), &warm));
+    EXPECT_EQ(s, L"2.5");
+    EXPECT_FALSE(typeConversionManager::instance().hasConverter(typeid(vx::string), typeid(celsius)));
+}
+
 TEST(UiNumbers, ExpressionsReadAndFormat) {
     double value = 7;
     EXPECT_TRUE(vx::typeconvert::uiStringToDouble(value, L"2*3"));

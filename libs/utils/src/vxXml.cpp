@@ -19,6 +19,11 @@
 #include <memory>
 #include <new>
 
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#define VX_XML_SSE2 1
+#endif
+
 namespace vx {
 
 namespace {
@@ -216,6 +221,100 @@ const char* entityOf(std::uint32_t c) {
     }
 }
 
+// --- blocks of plain characters ------------------------------------------------------------------
+
+// Nearly all of a document's characters are plain ASCII that the writer copies as it is; they are
+// tested and narrowed in blocks, with SSE2 where the processor has it (every x86-64 does).
+constexpr std::size_t kBlock = 16;
+
+// The characters of the block that are not plain, as bits (bit k for p[k]): not ASCII, null, a
+// special character or the given newline (pass '&' for none).
+inline unsigned otherInBlock(const wchar_t* p, wchar_t newline) {
+#if VX_XML_SSE2
+    const auto* const q = reinterpret_cast<const __m128i*>(p);
+    if constexpr (sizeof(wchar_t) == 4) {
+        const __m128i notAscii = _mm_set1_epi32(~0x7F), zero = _mm_setzero_si128();
+        const __m128i amp = _mm_set1_epi32('&'), apos = _mm_set1_epi32('\''), quot = _mm_set1_epi32('"');
+        const __m128i lt = _mm_set1_epi32('<'), gt = _mm_set1_epi32('>'), nl = _mm_set1_epi32(newline);
+        unsigned mask = 0;
+        for (unsigned k = 0; k < kBlock / 4; ++k) {
+            const __m128i v = _mm_loadu_si128(q + k);
+            __m128i other = _mm_cmpeq_epi32(_mm_cmpeq_epi32(_mm_and_si128(v, notAscii), zero), zero);
+            other = _mm_or_si128(other, _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi32(v, zero), _mm_cmpeq_epi32(v, amp)),
+                                                     _mm_or_si128(_mm_cmpeq_epi32(v, apos), _mm_cmpeq_epi32(v, quot))));
+            other = _mm_or_si128(other, _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi32(v, lt), _mm_cmpeq_epi32(v, gt)),
+                                                     _mm_cmpeq_epi32(v, nl)));
+            mask |= static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(other))) << (4 * k);
+        }
+        return mask;
+    } else {
+        const __m128i notAscii = _mm_set1_epi16(~0x7F), zero = _mm_setzero_si128();
+        const __m128i amp = _mm_set1_epi16('&'), apos = _mm_set1_epi16('\''), quot = _mm_set1_epi16('"');
+        const __m128i lt = _mm_set1_epi16('<'), gt = _mm_set1_epi16('>');
+        const __m128i nl = _mm_set1_epi16(static_cast<short>(newline));
+        __m128i others[2];
+        for (unsigned k = 0; k < 2; ++k) {
+            const __m128i v = _mm_loadu_si128(q + k);
+            __m128i other = _mm_cmpeq_epi16(_mm_cmpeq_epi16(_mm_and_si128(v, notAscii), zero), zero);
+            other = _mm_or_si128(other, _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, zero), _mm_cmpeq_epi16(v, amp)),
+                                                     _mm_or_si128(_mm_cmpeq_epi16(v, apos), _mm_cmpeq_epi16(v, quot))));
+            others[k] = _mm_or_si128(other, _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, lt), _mm_cmpeq_epi16(v, gt)),
+                                                         _mm_cmpeq_epi16(v, nl)));
+        }
+        return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(others[0], others[1])));
+    }
+#else
+    unsigned mask = 0;
+    for (unsigned k = 0; k < kBlock; ++k) {
+        const auto u = static_cast<std::uint32_t>(p[k]);
+        const bool other = u >= 0x80 || u == 0 || u == '&' || u == '\'' || u == '"' || u == '<' || u == '>' ||
+                           u == static_cast<std::uint32_t>(newline);
+        mask |= static_cast<unsigned>(other) << k;
+    }
+    return mask;
+#endif
+}
+
+// The number of trailing zero bits of a mask that is not zero.
+inline unsigned lowestBit(unsigned mask) {
+    unsigned k = 0;
+    while ((mask & 1u) == 0) {
+        mask >>= 1;
+        ++k;
+    }
+    return k;
+}
+
+// Writes a plain block as bytes (kUnitBytes 1) or UTF-16LE units (2).
+template <std::size_t kUnitBytes>
+inline void narrowBlock(char* out, const wchar_t* p) {
+#if VX_XML_SSE2
+    const auto* const q = reinterpret_cast<const __m128i*>(p);
+    auto* const to = reinterpret_cast<__m128i*>(out);
+    if constexpr (sizeof(wchar_t) == 4) {
+        // The values are below 0x80, so the saturating packs keep them.
+        const __m128i low = _mm_packs_epi32(_mm_loadu_si128(q), _mm_loadu_si128(q + 1));
+        const __m128i high = _mm_packs_epi32(_mm_loadu_si128(q + 2), _mm_loadu_si128(q + 3));
+        if constexpr (kUnitBytes == 1) {
+            _mm_storeu_si128(to, _mm_packus_epi16(low, high));
+        } else {
+            _mm_storeu_si128(to, low);
+            _mm_storeu_si128(to + 1, high);
+        }
+    } else if constexpr (kUnitBytes == 1) {
+        _mm_storeu_si128(to, _mm_packus_epi16(_mm_loadu_si128(q), _mm_loadu_si128(q + 1)));
+    } else {
+        std::memcpy(out, p, kBlock * 2);
+    }
+#else
+    for (std::size_t k = 0; k < kBlock; ++k) {
+        out[k * kUnitBytes] = static_cast<char>(p[k]);
+        if (kUnitBytes == 2)
+            out[k * kUnitBytes + 1] = '\0';
+    }
+#endif
+}
+
 // Bytes in an encoding: counted while to is null, else written at to. Counting also notes a null
 // character, which calls for the piecewise conversion.
 template <std::size_t (*lengthOf)(const wchar_t*, std::size_t), char* (*writeTo)(char*, const wchar_t*, std::size_t),
@@ -251,73 +350,78 @@ struct byteSink {
         for (std::size_t i = 0; i < n; ++i)
             ascii(" ", 1);
     }
-    // Text with the characters of stops (values below 64) replaced by entityOf. Runs of plain
-    // ASCII are found first and then copied in a loop of their own, since nearly all of a
-    // document's bytes pass here.
+    // Text with the characters of stops (values below 64) replaced by entityOf. Nearly all of a
+    // document's bytes pass here, so blocks of plain characters (ASCII, neither stops nor null)
+    // are found by vector compares and copied or counted whole; the rest goes one character (or
+    // one run of non-ASCII characters) at a time.
     void escaped(const wchar_t* p, std::size_t n, std::uint64_t stops) {
-        // Plain: ASCII, neither in stops nor null (which counting notes).
-        const std::uint64_t notPlain = stops | 1;
-        char* out = to;
+        const wchar_t newline = ((stops >> '\n') & 1) != 0 ? L'\n' : L'&'; // '&' stands for "none"
         std::uint64_t count = 0;
-        bool null = false;
-        for (std::size_t i = 0; i < n;) {
-            std::size_t j = i;
-            while (j < n && static_cast<std::uint32_t>(p[j]) < 0x80 &&
-                   (static_cast<std::uint32_t>(p[j]) >= 64 || ((notPlain >> p[j]) & 1) == 0))
-                ++j;
-            if (out) {
-                for (std::size_t k = i; k < j; ++k) {
-                    if (kUnitBytes == 2) {
-                        out[2 * (k - i)] = static_cast<char>(p[k]);
-                        out[2 * (k - i) + 1] = '\0';
-                    } else {
-                        out[k - i] = static_cast<char>(p[k]);
-                    }
-                }
-                out += (j - i) * kUnitBytes;
-            } else {
-                count += (j - i) * kUnitBytes;
+        char* out = to;
+        const auto plain = [&](std::size_t from, std::size_t length) {
+            if (!out) {
+                count += length * kUnitBytes;
+                return;
             }
-            if (j == n)
-                break;
-            const auto u = static_cast<std::uint32_t>(p[j]);
-            if (u >= 0x80) {
-                i = j + 1;
-                while (i < n && static_cast<std::uint32_t>(p[i]) >= 0x80)
-                    ++i;
-                if (out)
-                    out = writeTo(out, p + j, i - j);
-                else
-                    count += lengthOf(p + j, i - j);
-                continue;
-            }
-            i = j + 1;
-            if (((stops >> u) & 1) == 0) { // a null character
-                null = true;
-                if (out) {
+            for (std::size_t k = 0; k < length; ++k) {
+                *out++ = static_cast<char>(p[from + k]);
+                if (kUnitBytes == 2)
                     *out++ = '\0';
-                    if (kUnitBytes == 2)
-                        *out++ = '\0';
-                } else {
-                    count += kUnitBytes;
-                }
-                continue;
             }
-            const char* const entity = entityOf(u);
+        };
+        // One character that is not plain, or the run of non-ASCII characters it starts; returns
+        // the position after it.
+        const auto other = [&](std::size_t i) {
+            const auto u = static_cast<std::uint32_t>(p[i]);
+            if (u >= 0x80) {
+                std::size_t j = i + 1;
+                while (j < n && static_cast<std::uint32_t>(p[j]) >= 0x80)
+                    ++j;
+                if (out)
+                    out = writeTo(out, p + i, j - i);
+                else
+                    count += lengthOf(p + i, j - i);
+                return j;
+            }
+            if (u >= 64 || ((stops >> u) & 1) == 0) { // plain, or a null character kept as it is
+                hasNull = hasNull || (kUnitBytes == 1 && u == 0 && !out);
+                plain(i, 1);
+                return i + 1;
+            }
+            const char* const entity = entityOf(u); // empty for a dropped newline
             const std::size_t length = std::strlen(entity);
             if (!out) {
                 count += length * kUnitBytes;
-                continue;
+                return i + 1;
             }
             for (std::size_t k = 0; k < length; ++k) {
                 *out++ = entity[k];
                 if (kUnitBytes == 2)
                     *out++ = '\0';
             }
+            return i + 1;
+        };
+        std::size_t i = 0;
+        while (i + kBlock <= n) {
+            const unsigned others = otherInBlock(p + i, newline);
+            if (others == 0) {
+                if (out) {
+                    narrowBlock<kUnitBytes>(out, p + i);
+                    out += kBlock * kUnitBytes;
+                } else {
+                    count += kBlock * kUnitBytes;
+                }
+                i += kBlock;
+                continue;
+            }
+            const unsigned first = lowestBit(others);
+            plain(i, first);
+            i = other(i + first);
         }
+        while (i < n)
+            i = other(i);
         to = out;
         bytes += count;
-        hasNull = hasNull || (kUnitBytes == 1 && null);
     }
 };
 

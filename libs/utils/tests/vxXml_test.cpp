@@ -300,6 +300,49 @@ TEST(xmlWrite, textForm) {
                   bin("\0\0"));
 }
 
+// Wide text as UTF-16LE bytes, whatever the width of wchar_t.
+std::string utf16Bytes(const std::wstring& text) {
+    std::string out;
+    const auto unit = [&out](std::uint32_t u) { out += {static_cast<char>(u & 0xFF), static_cast<char>(u >> 8)}; };
+    for (const wchar_t c : text) {
+        const auto u = static_cast<std::uint32_t>(c);
+        if (u > 0xFFFF) {
+            unit(0xD800 + ((u - 0x10000) >> 10));
+            unit(0xDC00 + ((u - 0x10000) & 0x3FF));
+        } else {
+            unit(u);
+        }
+    }
+    return out;
+}
+
+// The byte forms are written in blocks of plain characters: they agree with the text form
+// wherever special, non-ASCII and plain characters fall, in attributes, texts and the text of an
+// element with children (whose newlines are dropped).
+TEST(xmlWrite, byteFormsAgreeWithTheTextForm) {
+    const std::wstring others = std::wstring(L"&<>\"'\n \x00E9\x20AC") + L"\U0001F600";
+    std::uint32_t seed = 12345;
+    for (int round = 0; round < 300; ++round) {
+        std::wstring text;
+        for (int i = 0; i < round % 97; ++i) {
+            seed = seed * 1103515245u + 12345u;
+            const std::uint32_t pick = (seed >> 16) % 40;
+            text += pick < others.size() ? others[pick] : static_cast<wchar_t>(L'a' + pick % 26);
+        }
+        refPtr<xmlDocument> doc = xmlDocument::createXmlDocument();
+        doc->setName(L"r");
+        doc->setAttribute(L"v", text);
+        doc->setText(text);
+        doc->createChildNode(L"c")->setText(text);
+        vx::string wide;
+        doc->getText(wide, vx::string());
+        ASSERT_EQ(saved(*doc), "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + wide.getMBCS()) << round;
+        ASSERT_EQ(saved(*doc, xmlDocument::eUtf16),
+                  utf16Bytes(L"<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n" + wide) + bin("\0\0"))
+            << round;
+    }
+}
+
 TEST(xmlWrite, roundTripsOfTreesBuiltInCode) {
     refPtr<xmlDocument> doc = xmlDocument::createXmlDocument();
     doc->setName(L"données");

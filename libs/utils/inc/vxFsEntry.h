@@ -52,6 +52,12 @@ public:
     // The name object, and its text.
     const fsEntryName& entryName() const { return mName; }
     const string& fullName() const { return mName.text(); }
+    // The parts of the name, as the name object gives them (see fsEntryName for the selectors).
+    string drive() const { return mName.drive(); }
+    wchar_t driveLetter() const { return mName.driveLetter(); }
+    string name(int parts = 0) const { return mName.name(parts); }
+    string path(int parts = 0) const { return mName.path(parts); }
+    string extension(int parts = 0) const { return mName.extension(parts); }
     // True for a directory: its name keeps one trailing '\'.
     bool isDirectoryEntry() const { return mIsDirectory; }
 

@@ -61,9 +61,46 @@ public:
     static constexpr wchar_t pathSeparator = L':';
 #endif
 
+    // The read interface of the vector of directories it is, in search order. Changes go through
+    // the operations above, which keep the list free of duplicates.
+    using value_type = directory;
+    using size_type = std::vector<directory>::size_type;
+    using difference_type = std::vector<directory>::difference_type;
+    using const_reference = std::vector<directory>::const_reference;
+    using reference = const_reference;
+    using const_pointer = std::vector<directory>::const_pointer;
+    using pointer = const_pointer;
+    using const_iterator = std::vector<directory>::const_iterator;
+    using iterator = const_iterator;
+    using const_reverse_iterator = std::vector<directory>::const_reverse_iterator;
+    using reverse_iterator = const_reverse_iterator;
+
     const std::vector<directory>& directories() const { return mDirectories; }
-    std::size_t size() const { return mDirectories.size(); }
-    bool empty() const { return mDirectories.empty(); }
+    operator const std::vector<directory>&() const { return mDirectories; }
+
+    const_iterator begin() const noexcept { return mDirectories.begin(); }
+    const_iterator end() const noexcept { return mDirectories.end(); }
+    const_iterator cbegin() const noexcept { return mDirectories.cbegin(); }
+    const_iterator cend() const noexcept { return mDirectories.cend(); }
+    const_reverse_iterator rbegin() const noexcept { return mDirectories.rbegin(); }
+    const_reverse_iterator rend() const noexcept { return mDirectories.rend(); }
+    const_reverse_iterator crbegin() const noexcept { return mDirectories.crbegin(); }
+    const_reverse_iterator crend() const noexcept { return mDirectories.crend(); }
+
+    size_type size() const noexcept { return mDirectories.size(); }
+    size_type max_size() const noexcept { return mDirectories.max_size(); }
+    size_type capacity() const noexcept { return mDirectories.capacity(); }
+    bool empty() const noexcept { return mDirectories.empty(); }
+
+    const_reference operator[](size_type i) const { return mDirectories[i]; }
+    const_reference at(size_type i) const { return mDirectories.at(i); }
+    const_reference front() const { return mDirectories.front(); }
+    const_reference back() const { return mDirectories.back(); }
+    const directory* data() const noexcept { return mDirectories.data(); }
+
+    // The same directories in the same order.
+    friend bool operator==(const searchPath& a, const searchPath& b) { return a.mDirectories == b.mDirectories; }
+    friend bool operator!=(const searchPath& a, const searchPath& b) { return !(a == b); }
 
 private:
     std::vector<directory> mDirectories;

@@ -409,7 +409,7 @@ bool compoundDocUtils::writeThumbnail(const vx::file& image, compoundDocWriter& 
     if (!content.readFromFile(image))
         return false;
     writer.write("thumbnail", content.data(), content.logicalLength());
-    std::string format = thumbnailFormat(image.entryName().extension().lower());
+    std::string format = thumbnailFormat(image.extension().lower());
     writer.write("thumbnailformat", format.data(), format.size());
     return true;
 }

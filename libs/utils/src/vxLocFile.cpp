@@ -347,7 +347,7 @@ bool locFile::load(std::set<string>& met, bool followIncludes) const {
 }
 
 void locFile::scanIncludes(const std::vector<string>& lines, std::set<string>& met) const {
-    const string folder = entryName().path(0);
+    const string folder = path(0);
     std::vector<string> chain(mIncludedFrom);
     chain.push_back(fullName().lower());
     for (const string& line : lines) {

@@ -211,14 +211,14 @@ void locManager::removeLanguageChangedCB(languageChangedCB callback) {
 }
 
 file locManager::overlayFileFor(const file& languageFile, const string& overlayId) {
-    const string name = languageFile.entryName().name(0);
+    const string name = languageFile.name(0);
     const std::size_t dot = name.rfind(L'.');
     string overlayName(name.substr(0, dot));
     overlayName += L'_';
     overlayName += overlayId;
     if (dot != string::npos)
         overlayName += name.substr(dot);
-    return file(languageFile.entryName().path(0), overlayName);
+    return file(languageFile.path(0), overlayName);
 }
 
 } // namespace vx

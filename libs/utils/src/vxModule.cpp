@@ -38,7 +38,7 @@ bool getModulePath(void* module, directory& out) {
     file f;
     if (!getModuleFileName(module, f))
         return false;
-    out = directory(f.entryName().path(0));
+    out = directory(f.path(0));
     return true;
 }
 

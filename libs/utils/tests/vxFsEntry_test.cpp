@@ -84,6 +84,18 @@ TEST(fsEntryConstruction, assignmentKeepsADirectorysDelimiter) {
     EXPECT_EQ(dir.fullName(), L"");
 }
 
+TEST(fsEntryConstruction, partsAreTheNamesParts) {
+    const entry f(L"C:\\dir", L"a.b.c", false), d(L"C:\\dir.ext", L"", true);
+    EXPECT_EQ(f.extension(), L"c");
+    EXPECT_EQ(f.extension(fsEntryName::firstDot), L"b.c");
+    EXPECT_EQ(f.name(fsEntryName::noExtension), L"a.b");
+    EXPECT_EQ(f.path(), L"C:\\dir\\");
+    EXPECT_EQ(f.drive(), L"C:");
+    EXPECT_EQ(f.driveLetter(), L'C');
+    EXPECT_EQ(d.name(), L"dir.ext");
+    EXPECT_EQ(d.extension(), L"ext");
+}
+
 #ifndef _WIN32
 // --- the system's view: existence, native path and remote drives, on drive Q ----------------------
 

@@ -25,7 +25,7 @@ protected:
     std::wstring win(const std::string& relative) const { return mRoot.windowsForm(relative); }
     static names listed(const vx::searchPath& path) {
         names out;
-        for (const vx::directory& d : path.directories())
+        for (const vx::directory& d : path)
             out.push_back(d.fullName());
         return out;
     }
@@ -53,6 +53,22 @@ TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrder) {
     EXPECT_TRUE(path.containsDirectory(vx::directory(win("MISSING"))));
     path.removeDirectory(vx::directory(win("B")));
     EXPECT_EQ(listed(path), (names{slash(a), slash(upper), slash(win("missing"))}));
+
+    // Read as the vector it is.
+    const std::vector<vx::directory>& asVector = path;
+    ASSERT_EQ(path.size(), 3u);
+    EXPECT_EQ(&path[0], &asVector[0]);
+    EXPECT_EQ(path.front().fullName(), slash(a));
+    EXPECT_EQ(path.at(1).fullName(), slash(upper));
+    EXPECT_EQ(path.rbegin()->fullName(), path.back().fullName());
+    EXPECT_EQ(path.end() - path.begin(), 3);
+    EXPECT_THROW(path.at(3), std::out_of_range);
+    vx::searchPath same;
+    for (const vx::directory& d : path)
+        same.appendDirectory(vx::directory(vx::string(d.fullName()).upper()));
+    EXPECT_TRUE(same == path); // the directories compare as names do, in any case
+    same.removeDirectory(path.front());
+    EXPECT_TRUE(same != path);
 }
 
 TEST_F(searchPathTest, fromStringWithABaseAndFromDollarPath) {

@@ -18,6 +18,7 @@
 #include "vxString.h"
 
 #include <cstdarg>
+#include <utility>
 #include <vector>
 
 namespace vx {
@@ -27,6 +28,10 @@ class genericValue;
 class locStringId;
 class locString;
 class exception;
+namespace detail {
+template <class Id>
+class locStringBase;
+}
 
 // --- identifiers ---------------------------------------------------------------------------------
 
@@ -53,7 +58,40 @@ protected:
 //   every "|": the first is the id, the second the default text, the third a comma-separated
 //   list of files (empty elements skipped); further fields are ignored. A text without "|" is
 //   both the id and the default text, so a plain text shows itself when no file has it.
-class VX_API locStringId : public iLocStringId {
+namespace detail {
+
+// What both identifier classes hold and do; only their copy differs (an ordinary identifier
+// copies itself, a local one gives an ordinary one). It adds no virtual function, so the classes
+// keep the slots of iLocStringId, in its order.
+class VX_API locStringIdBase : public iLocStringId {
+public:
+    const wchar_t* defaultString() const override;
+    const wchar_t* id() const override;
+    void getPersistentId(vx::string& out) const override;
+
+    // Appends a file name; a null file is ignored.
+    void addAlternativeFile(const wchar_t* file);
+    const std::vector<scString>& alternativeFiles() const { return mAlternativeFiles; }
+
+protected:
+    locStringIdBase();
+    locStringIdBase(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file);
+    locStringIdBase(const wchar_t* id, const wchar_t* defaultText, const std::vector<const wchar_t*>& files);
+    explicit locStringIdBase(const wchar_t* text);
+    locStringIdBase(const locStringIdBase& other);
+    locStringIdBase& operator=(const locStringIdBase& other);
+    ~locStringIdBase();
+
+    void assignFromList(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file, va_list moreFiles);
+
+    std::vector<scString> mAlternativeFiles;
+    vx::string mId;
+    vx::string mDefault;
+};
+
+} // namespace detail
+
+class VX_API locStringId : public detail::locStringIdBase {
 public:
     locStringId();
     locStringId(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file = nullptr,
@@ -67,27 +105,14 @@ public:
     locStringId(const locStringId& other);
     locStringId& operator=(const locStringId& other);
 
-    const wchar_t* defaultString() const override;
-    const wchar_t* id() const override;
     locStringId copy() const override;
-    void getPersistentId(vx::string& out) const override;
     virtual ~locStringId();
-
-    // Appends a file name; a null file is ignored.
-    void addAlternativeFile(const wchar_t* file);
-    const std::vector<scString>& alternativeFiles() const { return mAlternativeFiles; }
 
 private:
     friend class localLocStringId;
-    void assignFromList(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file,
-                        va_list moreFiles);
-
-    std::vector<scString> mAlternativeFiles;
-    vx::string mId;
-    vx::string mDefault;
 };
 
-class VX_API localLocStringId final : public iLocStringId {
+class VX_API localLocStringId final : public detail::locStringIdBase {
 public:
     localLocStringId();
     localLocStringId(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file = nullptr,
@@ -103,23 +128,12 @@ public:
     localLocStringId& operator=(const localLocStringId& other);
     ~localLocStringId();
 
-    const wchar_t* defaultString() const override;
-    const wchar_t* id() const override;
     locStringId copy() const override;
-    void getPersistentId(vx::string& out) const override;
-
-    void addAlternativeFile(const wchar_t* file);
-    const std::vector<scString>& alternativeFiles() const { return mAlternativeFiles; }
 
 private:
-    friend class localLocString;
+    template <class Id>
+    friend class detail::locStringBase;
     explicit localLocStringId(const locStringId& other);
-    void assignFromList(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file,
-                        va_list moreFiles);
-
-    std::vector<scString> mAlternativeFiles;
-    vx::string mId;
-    vx::string mDefault;
 };
 
 // --- parameters ----------------------------------------------------------------------------------
@@ -159,8 +173,9 @@ public:
     void insertInto(locMessage& msg, const wchar_t* language = nullptr) const;
 
 private:
+    template <class Id>
+    friend class detail::locStringBase;
     friend class locString;
-    friend class localLocString;
     struct entry;
 
     void setValue(const wchar_t* name, const sharedPtr<genericValue>& value);
@@ -190,32 +205,63 @@ protected:
     ~iLocString() = default;
 };
 
-// The constructors take the identifier forms of locStringId.
-class VX_API locString final : public iLocString {
+namespace detail {
+
+// What both string classes hold and do, over their identifier class. It adds no virtual function,
+// so the classes keep the slots of iLocString, in its order.
+template <class Id>
+class locStringBase : public iLocString {
 public:
-    locString();
+    const iLocStringId& stringId() const override { return mId; }
+    // The message of the id from the language files, or the default text, with the parameters
+    // inserted. Never fails: an unknown id or a missing file give the default text.
+    const wchar_t* string(const wchar_t* language, const searchPath& path) const override {
+        return mParams.resolve(mId, mMessage, language, &path);
+    }
+    // The same without a search path of the caller's: the localisation manager looks for
+    // language files on its own search path.
+    const wchar_t* string(const wchar_t* language = nullptr) const {
+        return mParams.resolve(mId, mMessage, language, nullptr);
+    }
+
+    locStringParams& params() { return mParams; }
+    const locStringParams& params() const { return mParams; }
+
+protected:
+    locStringBase() = default;
+    template <class... Args>
+    explicit locStringBase(Args&&... idArguments) : mId(std::forward<Args>(idArguments)...) {}
+    locStringBase(const locStringBase&) = default;
+    locStringBase& operator=(const locStringBase&) = default;
+    ~locStringBase() = default;
+
+    Id mId;
+    locStringParams mParams;
+    mutable locMessage mMessage; // the text of the last resolution
+};
+
+} // namespace detail
+
+// The constructors take the identifier forms of locStringId.
+class VX_API locString final : public detail::locStringBase<locStringId> {
+public:
+    locString() = default;
     locString(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file = nullptr,
               const wchar_t* moreFiles = nullptr, ...);
     template <class V, detail::ifVaList<V> = 0>
     locString(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file, V args)
-        : mId(id, defaultText, file, args) {}
-    locString(const iLocStringId& id);
-    explicit locString(const wchar_t* text);
-    locString(const locString& other);
-    locString& operator=(const locString& other);
-    ~locString();
+        : locStringBase(id, defaultText, file, args) {}
+    locString(const iLocStringId& id) : locStringBase(id.copy()) {}
+    explicit locString(const wchar_t* text) : locStringBase(text) {}
+    locString(const locString& other) = default;
+    locString& operator=(const locString& other) = default;
+    ~locString() = default;
 
-    const iLocStringId& stringId() const override;
-    // The message of the id from the language files, or the default text, with the parameters
-    // inserted. Never fails: an unknown id or a missing file give the default text.
-    const wchar_t* string(const wchar_t* language, const searchPath& path) const override;
+    using locStringBase::string;
     locString copy() const override;
     // Whether a language file holds the id; the default text does not count.
     virtual bool stringIdExists(const wchar_t* language, const searchPath& path) const;
-
-    // The same two without a search path of the caller's: the localisation manager looks for
-    // language files on its own search path.
-    const wchar_t* string(const wchar_t* language = nullptr) const;
+    // The same without a search path of the caller's.
     bool stringIdExists(const wchar_t* language = nullptr) const;
 
     // "<LocString><Id>id</Id><Default>text</Default><Params>...</Params></LocString>", texts as
@@ -223,50 +269,24 @@ public:
     // localised value is written as its own "<LocString>" fragment. Without parameters the
     // "<Params>" element is left out.
     vx::string serialize() const;
-
-    locStringParams& params() { return mParams; }
-    const locStringParams& params() const { return mParams; }
-
-private:
-    friend class exception;
-    friend class locStringParams;
-    const wchar_t* resolve(const wchar_t* language, const searchPath* path) const;
-
-    locStringId mId;
-    locStringParams mParams;
-    mutable locMessage mMessage; // the text of the last resolution
 };
 
-class VX_API localLocString final : public iLocString {
+class VX_API localLocString final : public detail::locStringBase<localLocStringId> {
 public:
-    localLocString();
+    localLocString() = default;
     localLocString(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file = nullptr,
                    const wchar_t* moreFiles = nullptr, ...);
     template <class V, detail::ifVaList<V> = 0>
     localLocString(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file, V args)
-        : mId(id, defaultText, file, args) {}
-    localLocString(const iLocStringId& id);
-    explicit localLocString(const wchar_t* text);
-    localLocString(const localLocString& other);
-    localLocString& operator=(const localLocString& other);
-    ~localLocString();
+        : locStringBase(id, defaultText, file, args) {}
+    localLocString(const iLocStringId& id) : locStringBase(id.copy()) {}
+    explicit localLocString(const wchar_t* text) : locStringBase(text) {}
+    localLocString(const localLocString& other) = default;
+    localLocString& operator=(const localLocString& other) = default;
+    ~localLocString() = default;
 
-    const iLocStringId& stringId() const override;
-    const wchar_t* string(const wchar_t* language, const searchPath& path) const override;
-    // The same without a search path of the caller's.
-    const wchar_t* string(const wchar_t* language = nullptr) const;
+    using locStringBase::string;
     locString copy() const override;
-
-    locStringParams& params() { return mParams; }
-    const locStringParams& params() const { return mParams; }
-
-private:
-    friend class locStringParams;
-    const wchar_t* resolve(const wchar_t* language, const searchPath* path) const;
-
-    localLocStringId mId;
-    locStringParams mParams;
-    mutable locMessage mMessage;
 };
 
 } // namespace vx

@@ -34,7 +34,7 @@ exception::exception(const locString& message, const exception* nested) : mMessa
     }
     // Resolved once at the throw site with the default language; the text itself is not kept
     // for anyone, later readers resolve again in the language they want.
-    (void)mMessage.resolve(nullptr, nullptr);
+    (void)mMessage.string(nullptr);
 }
 
 exception::exception(const exception& other) = default;

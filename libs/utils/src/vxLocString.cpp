@@ -12,22 +12,6 @@ void addFile(std::vector<scString>& files, const wchar_t* file) {
         files.push_back(scString::createFrom(file));
 }
 
-void addFiles(std::vector<scString>& files, va_list moreFiles) {
-    for (const wchar_t* file = va_arg(moreFiles, const wchar_t*); file;
-         file = va_arg(moreFiles, const wchar_t*))
-        addFile(files, file);
-}
-
-// Appends first and the names that follow it in rest, up to the first null, to an identifier.
-template <class Id>
-void addFileList(Id& id, const wchar_t* first, va_list rest) {
-    if (!first)
-        return;
-    id.addAlternativeFile(first);
-    for (const wchar_t* file = va_arg(rest, const wchar_t*); file; file = va_arg(rest, const wchar_t*))
-        id.addAlternativeFile(file);
-}
-
 void composePersistentId(const string& id, const string& defaultText,
                          const std::vector<scString>& files, string& out) {
     out = id;
@@ -70,132 +54,127 @@ void parsePersistentId(const wchar_t* text, string& id, string& defaultText,
 
 } // namespace
 
-// --- locStringId ----------------------------------------------------------------------------------
+// --- the identifiers ------------------------------------------------------------------------------
+
+namespace detail {
+
+locStringIdBase::locStringIdBase() = default;
+
+locStringIdBase::locStringIdBase(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file)
+    : mId(id), mDefault(defaultText) {
+    addFile(mAlternativeFiles, file);
+}
+
+locStringIdBase::locStringIdBase(const wchar_t* id, const wchar_t* defaultText,
+                                 const std::vector<const wchar_t*>& files)
+    : mId(id), mDefault(defaultText) {
+    for (const wchar_t* file : files)
+        addFile(mAlternativeFiles, file);
+}
+
+locStringIdBase::locStringIdBase(const wchar_t* text) {
+    parsePersistentId(text, mId, mDefault, mAlternativeFiles);
+}
+
+locStringIdBase::locStringIdBase(const locStringIdBase& other) = default;
+locStringIdBase& locStringIdBase::operator=(const locStringIdBase& other) = default;
+locStringIdBase::~locStringIdBase() = default;
+
+void locStringIdBase::assignFromList(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file,
+                                     va_list moreFiles) {
+    mId = string(id);
+    mDefault = string(defaultText);
+    mAlternativeFiles.clear();
+    addFile(mAlternativeFiles, file);
+    for (const wchar_t* more = va_arg(moreFiles, const wchar_t*); more; more = va_arg(moreFiles, const wchar_t*))
+        addFile(mAlternativeFiles, more);
+}
+
+const wchar_t* locStringIdBase::defaultString() const {
+    return mDefault.c_str();
+}
+
+const wchar_t* locStringIdBase::id() const {
+    return mId.c_str();
+}
+
+void locStringIdBase::getPersistentId(string& out) const {
+    composePersistentId(mId, mDefault, mAlternativeFiles, out);
+}
+
+void locStringIdBase::addAlternativeFile(const wchar_t* file) {
+    addFile(mAlternativeFiles, file);
+}
+
+} // namespace detail
+
+namespace {
+
+// Appends first and the names behind it in rest, up to the first null; nothing when first is null.
+void addFurtherFiles(detail::locStringIdBase& id, const wchar_t* first, va_list rest) {
+    if (!first)
+        return;
+    id.addAlternativeFile(first);
+    for (const wchar_t* file = va_arg(rest, const wchar_t*); file; file = va_arg(rest, const wchar_t*))
+        id.addAlternativeFile(file);
+}
+
+} // namespace
+
+// The variadic constructors: the further files, up to the first null, come behind file.
+#define VX_ADD_FURTHER_FILES(moreFiles, target)                                                         \
+    do {                                                                                                \
+        va_list args;                                                                                   \
+        va_start(args, moreFiles);                                                                      \
+        addFurtherFiles(target, moreFiles, args);                                                       \
+        va_end(args);                                                                                   \
+    } while (false)
 
 locStringId::locStringId() = default;
 
 locStringId::locStringId(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file,
                          const wchar_t* moreFiles, ...)
-    : mId(id), mDefault(defaultText) {
-    addFile(mAlternativeFiles, file);
-    if (moreFiles) {
-        addFile(mAlternativeFiles, moreFiles);
-        va_list args;
-        va_start(args, moreFiles);
-        addFiles(mAlternativeFiles, args);
-        va_end(args);
-    }
+    : locStringIdBase(id, defaultText, file) {
+    VX_ADD_FURTHER_FILES(moreFiles, *this);
 }
 
-locStringId::locStringId(const wchar_t* id, const wchar_t* defaultText,
-                         std::vector<const wchar_t*> files)
-    : mId(id), mDefault(defaultText) {
-    for (const wchar_t* file : files)
-        addFile(mAlternativeFiles, file);
-}
+locStringId::locStringId(const wchar_t* id, const wchar_t* defaultText, std::vector<const wchar_t*> files)
+    : locStringIdBase(id, defaultText, files) {}
 
-locStringId::locStringId(const wchar_t* text) {
-    parsePersistentId(text, mId, mDefault, mAlternativeFiles);
-}
+locStringId::locStringId(const wchar_t* text) : locStringIdBase(text) {}
 
 locStringId::locStringId(const locStringId& other) = default;
 locStringId& locStringId::operator=(const locStringId& other) = default;
 locStringId::~locStringId() = default;
 
-void locStringId::assignFromList(const wchar_t* id, const wchar_t* defaultText,
-                                 const wchar_t* file, va_list moreFiles) {
-    mId = string(id);
-    mDefault = string(defaultText);
-    mAlternativeFiles.clear();
-    addFile(mAlternativeFiles, file);
-    addFiles(mAlternativeFiles, moreFiles);
-}
-
-const wchar_t* locStringId::defaultString() const {
-    return mDefault.c_str();
-}
-
-const wchar_t* locStringId::id() const {
-    return mId.c_str();
-}
-
 locStringId locStringId::copy() const {
     return *this;
 }
 
-void locStringId::getPersistentId(string& out) const {
-    composePersistentId(mId, mDefault, mAlternativeFiles, out);
-}
-
-void locStringId::addAlternativeFile(const wchar_t* file) {
-    addFile(mAlternativeFiles, file);
-}
-
-// --- localLocStringId ------------------------------------------------------------------------------
-
 localLocStringId::localLocStringId() = default;
 
-localLocStringId::localLocStringId(const wchar_t* id, const wchar_t* defaultText,
-                                   const wchar_t* file, const wchar_t* moreFiles, ...)
-    : mId(id), mDefault(defaultText) {
-    addFile(mAlternativeFiles, file);
-    if (moreFiles) {
-        addFile(mAlternativeFiles, moreFiles);
-        va_list args;
-        va_start(args, moreFiles);
-        addFiles(mAlternativeFiles, args);
-        va_end(args);
-    }
+localLocStringId::localLocStringId(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file,
+                                   const wchar_t* moreFiles, ...)
+    : locStringIdBase(id, defaultText, file) {
+    VX_ADD_FURTHER_FILES(moreFiles, *this);
 }
 
 localLocStringId::localLocStringId(const wchar_t* id, const wchar_t* defaultText,
                                    std::vector<const wchar_t*> files)
-    : mId(id), mDefault(defaultText) {
-    for (const wchar_t* file : files)
-        addFile(mAlternativeFiles, file);
-}
+    : locStringIdBase(id, defaultText, files) {}
 
-localLocStringId::localLocStringId(const wchar_t* text) {
-    parsePersistentId(text, mId, mDefault, mAlternativeFiles);
-}
+localLocStringId::localLocStringId(const wchar_t* text) : locStringIdBase(text) {}
 
-localLocStringId::localLocStringId(const locStringId& other)
-    : mAlternativeFiles(other.mAlternativeFiles), mId(other.mId), mDefault(other.mDefault) {}
+localLocStringId::localLocStringId(const locStringId& other) : locStringIdBase(other) {}
 
 localLocStringId::localLocStringId(const localLocStringId& other) = default;
 localLocStringId& localLocStringId::operator=(const localLocStringId& other) = default;
 localLocStringId::~localLocStringId() = default;
 
-void localLocStringId::assignFromList(const wchar_t* id, const wchar_t* defaultText,
-                                      const wchar_t* file, va_list moreFiles) {
-    mId = string(id);
-    mDefault = string(defaultText);
-    mAlternativeFiles.clear();
-    addFile(mAlternativeFiles, file);
-    addFiles(mAlternativeFiles, moreFiles);
-}
-
-const wchar_t* localLocStringId::defaultString() const {
-    return mDefault.c_str();
-}
-
-const wchar_t* localLocStringId::id() const {
-    return mId.c_str();
-}
-
 locStringId localLocStringId::copy() const {
     locStringId result(mId.c_str(), mDefault.c_str());
-    for (const scString& file : mAlternativeFiles)
-        result.mAlternativeFiles.push_back(file);
+    result.mAlternativeFiles = mAlternativeFiles;
     return result;
-}
-
-void localLocStringId::getPersistentId(string& out) const {
-    composePersistentId(mId, mDefault, mAlternativeFiles, out);
-}
-
-void localLocStringId::addAlternativeFile(const wchar_t* file) {
-    addFile(mAlternativeFiles, file);
 }
 
 // --- locStringParams -------------------------------------------------------------------------------
@@ -272,34 +251,37 @@ std::size_t locStringParams::size() const {
 
 namespace {
 
-// The text an entry gives the message, for the types that set stores; a localised value is
-// left to the caller. False for anything else.
-bool plainValueText(const genericValue& value, string& text) {
-    const string* s = nullptr;
-    const short* sh = nullptr;
-    const int* i = nullptr;
-    const long* l = nullptr;
-    const double* d = nullptr;
-    const bool* b = nullptr;
-    const wchar_t* c = nullptr;
-    if (value.getPtr(s) && s)
-        text = *s;
-    else if (value.getPtr(sh) && sh)
-        text = string::sformat(L"%hd", *sh);
-    else if (value.getPtr(i) && i)
-        text = string::sformat(L"%d", *i);
-    else if (value.getPtr(l) && l)
-        text = string::sformat(L"%ld", *l);
-    else if (value.getPtr(d) && d)
-        text = string::sformat(L"%lf", *d);
-    else if (value.getPtr(b) && b)
-        text = *b ? L"True" : L"False";
-    else if (value.getPtr(c) && c)
-        text = string(*c);
-    else
+template <class T, class Visit>
+bool visitAs(const genericValue& value, Visit& visit) {
+    const T* p = nullptr;
+    if (!value.getPtr(p) || !p)
         return false;
+    visit(*p);
     return true;
 }
+
+// Calls visit with the value when it holds one of the plain types that set stores, in this order;
+// false for anything else (a localised value among them).
+template <class Visit>
+bool visitPlainValue(const genericValue& value, Visit&& visit) {
+    return visitAs<string>(value, visit) || visitAs<short>(value, visit) || visitAs<int>(value, visit) ||
+           visitAs<long>(value, visit) || visitAs<double>(value, visit) || visitAs<bool>(value, visit) ||
+           visitAs<wchar_t>(value, visit);
+}
+
+// The text a plain value gives a serialised parameter.
+string plainText(const string& s) { return s; }
+string plainText(short v) { return string::sformat(L"%hd", v); }
+string plainText(int v) { return string::sformat(L"%d", v); }
+string plainText(long v) { return string::sformat(L"%ld", v); }
+string plainText(double v) { return string::sformat(L"%lf", v); }
+string plainText(bool v) { return v ? L"True" : L"False"; }
+string plainText(wchar_t c) { return string(c); }
+
+// A plain value as a parameter of the message, each type in the message's own form.
+void insertPlain(locMessage& msg, const string& s, const wchar_t* name) { msg.insertParameter(s.c_str(), name); }
+template <class T>
+void insertPlain(locMessage& msg, const T& v, const wchar_t* name) { msg.insertParameter(v, name); }
 
 } // namespace
 
@@ -319,33 +301,13 @@ void locStringParams::insertInto(locMessage& msg, const wchar_t* language,
             continue;
         const wchar_t* name = e.name.empty() ? nullptr : e.name.c_str();
         const genericValue& value = *e.value;
-        const string* s = nullptr;
-        const short* sh = nullptr;
-        const int* i = nullptr;
-        const long* l = nullptr;
-        const double* d = nullptr;
-        const bool* b = nullptr;
-        const wchar_t* c = nullptr;
         const locString* localised = nullptr;
-        if (value.getPtr(s) && s) {
-            msg.insertParameter(s->c_str(), name);
-        } else if (value.getPtr(sh) && sh) {
-            msg.insertParameter(*sh, name);
-        } else if (value.getPtr(i) && i) {
-            msg.insertParameter(*i, name);
-        } else if (value.getPtr(l) && l) {
-            msg.insertParameter(*l, name);
-        } else if (value.getPtr(d) && d) {
-            msg.insertParameter(*d, name);
-        } else if (value.getPtr(b) && b) {
-            msg.insertParameter(*b, name);
-        } else if (value.getPtr(c) && c) {
-            msg.insertParameter(*c, name);
+        if (visitPlainValue(value, [&](const auto& v) { insertPlain(msg, v, name); })) {
         } else if (value.getPtr(localised) && localised) {
             // Resolved on a copy: the stored value may be shared with copies of this object
             // that other threads resolve.
             const locString nested(*localised);
-            msg.insertParameter(nested.resolve(language, path), name);
+            msg.insertParameter(path ? nested.string(language, *path) : nested.string(language), name);
         } else {
             string text;
             if (value.get(text))
@@ -370,12 +332,10 @@ void locStringParams::serialize(string& out) const {
         out += L"<Param><Name>";
         out += e.name;
         out += L"</Name><Value>";
-        if (e.value) {
+        if (e.value && !visitPlainValue(*e.value, [&out](const auto& v) { out += plainText(v); })) {
             string text;
             const locString* localised = nullptr;
-            if (plainValueText(*e.value, text))
-                out += text;
-            else if (e.value->getPtr(localised) && localised)
+            if (e.value->getPtr(localised) && localised)
                 out += localised->serialize();
             else if (e.value->get(text))
                 out += text;
@@ -385,49 +345,20 @@ void locStringParams::serialize(string& out) const {
     out += L"</Params>";
 }
 
-// --- locString --------------------------------------------------------------------------------------
-
-locString::locString() = default;
+// --- the strings --------------------------------------------------------------------------------------
 
 locString::locString(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file,
                      const wchar_t* moreFiles, ...)
-    : mId(id, defaultText, file) {
-    va_list args;
-    va_start(args, moreFiles);
-    addFileList(mId, moreFiles, args);
-    va_end(args);
-}
-
-locString::locString(const iLocStringId& id) : mId(id.copy()) {}
-
-locString::locString(const wchar_t* text) : mId(text) {}
-
-locString::locString(const locString& other) = default;
-locString& locString::operator=(const locString& other) = default;
-locString::~locString() = default;
-
-const iLocStringId& locString::stringId() const {
-    return mId;
-}
-
-const wchar_t* locString::string(const wchar_t* language, const searchPath& path) const {
-    return resolve(language, &path);
-}
-
-const wchar_t* locString::string(const wchar_t* language) const {
-    return resolve(language, nullptr);
-}
-
-bool locString::stringIdExists(const wchar_t* language) const {
-    return locManager::instance()->loadMessage(mId, mMessage, language);
-}
-
-const wchar_t* locString::resolve(const wchar_t* language, const searchPath* path) const {
-    return mParams.resolve(mId, mMessage, language, path);
+    : locStringBase(id, defaultText, file) {
+    VX_ADD_FURTHER_FILES(moreFiles, mId);
 }
 
 locString locString::copy() const {
     return *this;
+}
+
+bool locString::stringIdExists(const wchar_t* language) const {
+    return locManager::instance()->loadMessage(mId, mMessage, language);
 }
 
 bool locString::stringIdExists(const wchar_t* language, const searchPath& path) const {
@@ -446,41 +377,10 @@ vx::string locString::serialize() const {
     return out;
 }
 
-// --- localLocString -----------------------------------------------------------------------------------
-
-localLocString::localLocString() = default;
-
 localLocString::localLocString(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file,
                                const wchar_t* moreFiles, ...)
-    : mId(id, defaultText, file) {
-    va_list args;
-    va_start(args, moreFiles);
-    addFileList(mId, moreFiles, args);
-    va_end(args);
-}
-
-localLocString::localLocString(const iLocStringId& id) : mId(id.copy()) {}
-
-localLocString::localLocString(const wchar_t* text) : mId(text) {}
-
-localLocString::localLocString(const localLocString& other) = default;
-localLocString& localLocString::operator=(const localLocString& other) = default;
-localLocString::~localLocString() = default;
-
-const iLocStringId& localLocString::stringId() const {
-    return mId;
-}
-
-const wchar_t* localLocString::string(const wchar_t* language, const searchPath& path) const {
-    return resolve(language, &path);
-}
-
-const wchar_t* localLocString::string(const wchar_t* language) const {
-    return resolve(language, nullptr);
-}
-
-const wchar_t* localLocString::resolve(const wchar_t* language, const searchPath* path) const {
-    return mParams.resolve(mId, mMessage, language, path);
+    : locStringBase(id, defaultText, file) {
+    VX_ADD_FURTHER_FILES(moreFiles, mId);
 }
 
 locString localLocString::copy() const {
@@ -488,5 +388,7 @@ locString localLocString::copy() const {
     result.params() = mParams;
     return result;
 }
+
+#undef VX_ADD_FURTHER_FILES
 
 } // namespace vx

@@ -4,10 +4,12 @@
 SHELL := /bin/bash
 .DEFAULT_GOAL := help
 
-# Debian packages the build, the tests and the benchmarks need.
-PACKAGES := cmake ninja-build g++ pkg-config zlib1g-dev libqrcodegencpp-dev \
-            googletest libgtest-dev libgmock-dev libbenchmark-dev libhowardhinnant-date-dev \
-            libpugixml-dev libtinyxml2-dev libexpat1-dev
+# Debian packages the library and the tool need: all the demo installs.
+DEMO_PACKAGES := cmake ninja-build g++ pkg-config zlib1g-dev
+# Those the tests (locales: the test that reads a user's decimal comma builds a German locale)
+# and the benchmarks' neighbours need in addition.
+PACKAGES := $(DEMO_PACKAGES) locales googletest libgtest-dev libgmock-dev libbenchmark-dev \
+            libhowardhinnant-date-dev libpugixml-dev libtinyxml2-dev libexpat1-dev
 # The fuzz targets need clang with libFuzzer in addition.
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 FUZZ_SECONDS ?= 30
@@ -16,7 +18,7 @@ FUZZ_SECONDS ?= 30
 WINDOWS_PACKAGES := cmake ninja-build pkg-config g++-mingw-w64-x86-64-posix libz-mingw-w64-dev \
                     googletest wine64 wine
 
-.PHONY: help deps deps-fuzz deps-windows demo test asan tsan sanitize bench fuzz windows clean
+.PHONY: help deps deps-demo deps-fuzz deps-windows demo test asan tsan sanitize bench fuzz windows clean
 
 help:
 	@echo "make demo      install what is missing, build, run the tour of vxutil"
@@ -28,7 +30,8 @@ help:
 	@echo "make windows   cross-build for 64-bit Windows with mingw-w64, run every test under Wine"
 	@echo "make clean     remove build/"
 
-# Installs missing packages when run as root; otherwise names the command and stops.
+# Installs missing packages when run as root, a line a step, the whole log only when a step
+# fails; otherwise names the command to run as root and stops.
 define install_missing
 	@missing=""; \
 	for p in $(1); do \
@@ -36,16 +39,24 @@ define install_missing
 	done; \
 	if [ -n "$$missing" ]; then \
 	  if [ "$$(id -u)" = 0 ]; then \
+	    log=$$(mktemp); \
+	    echo "updating the package lists"; \
+	    apt-get update >$$log 2>&1 || { cat $$log; rm -f $$log; exit 1; }; \
 	    echo "installing:$$missing"; \
-	    apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $$missing; \
+	    DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $$missing >$$log 2>&1 \
+	      || { cat $$log; rm -f $$log; exit 1; }; \
+	    rm -f $$log; \
 	  else \
-	    echo "missing Debian packages; run: sudo apt-get install -y$$missing" >&2; exit 1; \
+	    echo "missing Debian packages; as root, run: apt-get install -y$$missing" >&2; exit 1; \
 	  fi; \
 	fi
 endef
 
 deps:
 	$(call install_missing,$(PACKAGES))
+
+deps-demo:
+	$(call install_missing,$(DEMO_PACKAGES))
 
 deps-fuzz: deps
 	$(call install_missing,$(FUZZ_PACKAGES))
@@ -59,9 +70,10 @@ define build_preset
 	cmake --build --preset $(1)
 endef
 
-demo: deps
-	$(call build_preset,release)
-	bash tools/vxutil/tour.sh build/release/tools/vxutil/vxutil
+# The tour needs the library and the tool only.
+demo: deps-demo
+	$(call build_preset,demo)
+	bash tools/vxutil/tour.sh build/demo/tools/vxutil/vxutil
 
 test: deps
 	$(call build_preset,release)

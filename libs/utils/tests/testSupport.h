@@ -91,15 +91,16 @@ inline const std::wstring& show(const std::wstring& text) { return text; }
 // The Windows form of a native absolute path: on Windows the path itself with '\' for '/';
 // elsewhere, on the default drive table where "C:" is "/", "C:" and the path with '\' for '/'.
 // Each byte stands for one character, so keep to ASCII.
+// (Built as a std::wstring: the platform tests have no library to call.)
 inline vx::string windowsForm(const std::string& native) {
 #ifdef _WIN32
-    vx::string text;
+    std::wstring text;
 #else
-    vx::string text = L"C:";
+    std::wstring text = L"C:";
 #endif
     for (const char c : native)
         text += c == '/' ? L'\\' : static_cast<wchar_t>(static_cast<unsigned char>(c));
-    return text;
+    return vx::string(std::move(text));
 }
 
 // Gives an entry the permission bits mode (on Windows: read-only unless the owner may write);

@@ -1,5 +1,9 @@
 #include "vxDirectory.h"
 
+#include "detail/caseFolding.h"
+#include "detail/decimal.h"
+#include "detail/wildcard.h"
+
 #include "vxEnvironment.h"
 
 #include "platform/directories.h"
@@ -30,36 +34,16 @@ const wchar_t kEveryName[] = L"*.*";
 
 // --- filters -----------------------------------------------------------------------------------------
 
-// pattern against name, both already lower-cased: '?' is one character, '*' any run. The classic
-// scan that backtracks only to the last '*' is enough for these two wildcards.
 bool wildcardMatch(const string& pattern, std::size_t patternEnd, const string& name, std::size_t nameEnd) {
-    std::size_t p = 0, n = 0;
-    std::size_t starP = string::npos, starN = 0;
-    while (n < nameEnd) {
-        if (p < patternEnd && (pattern[p] == L'?' || pattern[p] == name[n])) {
-            ++p;
-            ++n;
-        } else if (p < patternEnd && pattern[p] == L'*') {
-            starP = p++;
-            starN = n;
-        } else if (starP != string::npos) {
-            p = starP + 1;
-            n = ++starN;
-        } else {
-            return false;
-        }
-    }
-    while (p < patternEnd && pattern[p] == L'*')
-        ++p;
-    return p == patternEnd;
+    return detail::wildcardMatch(pattern.data(), patternEnd, name.data(), nameEnd);
 }
 
 // The find functions' matching; see directoryIterator in the header for the rules.
-// The pattern is in lower case already.
+// The pattern is folded already.
 bool filterMatches(const string& pattern, const string& rawName) {
     if (pattern.empty())
         return false;
-    const string name = rawName.lower();
+    const string name = detail::foldedCase(rawName);
     if (wildcardMatch(pattern, pattern.size(), name, name.size()))
         return true;
 
@@ -118,10 +102,6 @@ directory fromWindowsForm(const std::wstring& text) {
     return directory(name);
 }
 
-string decimal(long long value) {
-    return string(std::to_wstring(value));
-}
-
 directory knownFolderDirectory(int csidl, const wchar_t* subFolder, bool create) {
     std::wstring folder;
     if (!platform::knownFolder(csidl, folder) || folder.empty())
@@ -164,7 +144,7 @@ struct directorySearch {
         if (delimiter == string::npos || delimiter + 1 == text.size())
             return nullptr;
         auto* search = new directorySearch;
-        search->pattern = string(text.substr(delimiter + 1)).lower();
+        search->pattern = detail::foldedCase(text.substr(delimiter + 1));
         search->everything = search->pattern.find_first_not_of(L"*") == string::npos || search->pattern == L"*.*";
         if (!search->listing.open(text.substr(0, delimiter + 1))) {
             delete search;
@@ -363,7 +343,7 @@ bool directory::getDiskSpace(eDSType type, eDSBaseSize base, unsigned long* valu
 bool directory::operator==(const directory& other) const {
     if (fullName().empty() && other.fullName().empty())
         return false;
-    return fullName().size() == other.fullName().size() && fullName().lower() == other.fullName().lower();
+    return detail::equalIgnoringCase(fullName(), other.fullName());
 }
 
 directory directory::allUserAppdataDir(const wchar_t* subFolder, bool create) {
@@ -451,7 +431,7 @@ directory directory::generateRandomDirectory(const directory& base) {
     long long counter =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
     for (long tried = 0; tried < kMaxNamesTried; ++tried, ++counter) {
-        const directory candidate(childName(parent.fullName(), decimal(counter)));
+        const directory candidate(childName(parent.fullName(), detail::decimal(counter)));
         if (candidate.exists())
             continue;
         // Creation is exclusive: a name another thread or process took meanwhile is passed by.

@@ -1,5 +1,8 @@
 #include "vxFile.h"
 
+#include "detail/caseFolding.h"
+#include "detail/decimal.h"
+
 #include "vxBinaryBuffer.h"
 #include "vxCrc32.h"
 #include "vxGzipFile.h"
@@ -89,17 +92,6 @@ bool readLe32(const binaryBuffer& image, std::uint64_t at, std::uint32_t& value)
         return false;
     value = low | high << 16;
     return true;
-}
-
-string decimal(unsigned long long value) {
-    wchar_t digits[24];
-    wchar_t* p = digits + 24;
-    *--p = 0;
-    do {
-        *--p = static_cast<wchar_t>(L'0' + value % 10);
-        value /= 10;
-    } while (value != 0);
-    return string(p);
 }
 
 } // namespace
@@ -339,7 +331,7 @@ bool file::getCrc32(unsigned long& crc) {
 bool file::isIdenticalTo(const file& other) const {
     if (mName.empty() || other.mName.empty())
         return false;
-    if (mName.text().lower() == other.mName.text().lower())
+    if (detail::equalIgnoringCase(mName.text(), other.mName.text()))
         return true;
     file self(*this), that(other);
     unsigned long mine = 0, theirs = 0;
@@ -432,7 +424,7 @@ bool file::versionString(bool product, string& text, unsigned width) const {
     for (int i = 0; i < 4; ++i) {
         if (i > 0)
             text += L'.';
-        const string number = decimal(numbers[i]);
+        const string number = detail::decimal(numbers[i]);
         if (number.size() < digits)
             text.append(digits - number.size(), L'0');
         text += number;
@@ -483,7 +475,7 @@ bool file::getFixedProductVersionString(string& text, unsigned width) const {
 // --- static helpers -----------------------------------------------------------------------------------------
 
 file file::generateRandomFile(const directory& dir, const string& extension) {
-    const string stem = decimal(getCurrentThreadId()) + L"_";
+    const string stem = detail::decimal(getCurrentThreadId()) + L"_";
     const long long now = std::chrono::duration_cast<std::chrono::seconds>(
                               std::chrono::system_clock::now().time_since_epoch())
                               .count();
@@ -491,7 +483,7 @@ file file::generateRandomFile(const directory& dir, const string& extension) {
     const string base = dir.fullName().empty() ? directory::systemTempDir().fullName() : dir.fullName();
     int failedCreations = 0;
     for (long tried = 0; tried < kMaxNamesTried; ++tried, ++counter) {
-        string name = stem + decimal(counter);
+        string name = stem + detail::decimal(counter);
         if (!extension.empty())
             name += L"." + extension;
         const file candidate(base, name);

@@ -1,5 +1,7 @@
 #include "vxLocFile.h"
 
+#include "detail/caseFolding.h"
+
 #include "vxLocMessage.h"
 #include "vxUnicode.h"
 
@@ -238,7 +240,7 @@ bool locFile::isFresh() const {
 
 bool locFile::reload() const {
     std::set<string> met(mIncludedFrom.begin(), mIncludedFrom.end());
-    met.insert(fullName().lower());
+    met.insert(detail::foldedCase(fullName()));
     return load(met, true);
 }
 
@@ -349,7 +351,7 @@ bool locFile::load(std::set<string>& met, bool followIncludes) const {
 void locFile::scanIncludes(const std::vector<string>& lines, std::set<string>& met) const {
     const string folder = path(0);
     std::vector<string> chain(mIncludedFrom);
-    chain.push_back(fullName().lower());
+    chain.push_back(detail::foldedCase(fullName()));
     for (const string& line : lines) {
         if (line.find(kIncludeMark) == string::npos)
             continue;
@@ -364,7 +366,7 @@ void locFile::scanIncludes(const std::vector<string>& lines, std::set<string>& m
         if (!candidate.exists() || !candidate.isReadable())
             continue;
         // Case is ignored, so a cycle ends at the first file met again.
-        if (!met.insert(candidate.fullName().lower()).second)
+        if (!met.insert(detail::foldedCase(candidate.fullName())).second)
             continue;
         locFile include(candidate);
         include.mIncludedFrom = chain;

@@ -1,5 +1,7 @@
 #include "vxLocManager.h"
 
+#include "detail/caseFolding.h"
+
 #include "vxDirectory.h"
 #include "vxFile.h"
 #include "vxLocFile.h"
@@ -17,7 +19,7 @@ namespace vx {
 struct locManager::data {
     mutex lock;                  // guards all data of the manager
     std::vector<locFile> files;  // every language file opened so far; never shrinks
-    std::vector<string> fileKeys; // their names in lower case, for the search by name
+    std::vector<string> fileKeys; // their names folded, for the search by name in any case
     string defaultLanguage;
     searchPath defaultSearchPath;
     string defaultFile;
@@ -128,7 +130,7 @@ bool locManager::loadMessage(const iLocStringId& id, locMessage& msg, const wcha
         return false;
 
     dataLock lock(mpData ? &mpData->lock : nullptr);
-    const string key = found.fullName().lower();
+    const string key = detail::foldedCase(found.fullName());
     std::size_t index = 0;
     while (index < mpData->fileKeys.size() && mpData->fileKeys[index] != key)
         ++index;

@@ -1,5 +1,7 @@
 #include "vxString.h"
 
+#include "detail/caseFolding.h"
+#include "detail/wildcard.h"
 #include "platform/text.h"
 #include "vxFormat.h"
 #include "vxUnicode.h"
@@ -108,35 +110,8 @@ string string::svformat(const wchar_t* fmt, va_list args) {
 // --- matching and taking apart ----------------------------------------------------------------
 
 bool string::matches(const base& pattern) const {
-    // One pass with a single backtrack point: after a '*', a mismatch resumes the pattern behind
-    // that '*' and the text one unit further than the last attempt.
-    const wchar_t* text = c_str();
-    const wchar_t* wild = pattern.c_str();
-    while (*text && *wild != L'*') {
-        if (*wild != *text && *wild != L'?')
-            return false;
-        ++wild;
-        ++text;
-    }
-    const wchar_t* resumeWild = nullptr;
-    const wchar_t* retryText = nullptr;
-    while (*text) {
-        if (*wild == L'*') {
-            if (!*++wild)
-                return true;
-            resumeWild = wild;
-            retryText = text + 1;
-        } else if (*wild == *text || *wild == L'?') {
-            ++wild;
-            ++text;
-        } else {
-            wild = resumeWild;
-            text = retryText++;
-        }
-    }
-    while (*wild == L'*')
-        ++wild;
-    return !*wild;
+    // Both sides end at their first null.
+    return detail::wildcardMatch(pattern.c_str(), std::wcslen(pattern.c_str()), c_str(), std::wcslen(c_str()));
 }
 
 bool string::splitAt(const string& separator, std::vector<string>& parts, bool onlyFirst) const {
@@ -286,17 +261,8 @@ bool string::isEqualTo(const wchar_t* other, bool caseSensitive) const {
         return empty();
     if (caseSensitive)
         return compare(other) == 0;
-    // Both sides end at their first null.
-    const wchar_t* a = c_str();
-    const wchar_t* b = other;
-    for (;; ++a, ++b) {
-        const std::wint_t ca = std::towlower(static_cast<std::wint_t>(*a));
-        const std::wint_t cb = std::towlower(static_cast<std::wint_t>(*b));
-        if (ca != cb)
-            return false;
-        if (ca == 0)
-            return true;
-    }
+    // Both sides end at their first null; the one case folding of names and keys decides.
+    return detail::equalIgnoringCase(c_str(), std::wcslen(c_str()), other, std::wcslen(other));
 }
 
 // --- multi-byte conversions --------------------------------------------------------------------

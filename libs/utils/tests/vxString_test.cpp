@@ -1,4 +1,5 @@
 #include "testSupport.h"
+#include <vxDirectory.h>
 
 #include <climits>
 #include <clocale>
@@ -394,4 +395,25 @@ TEST(String, BitwiseXor) {
         EXPECT_EQ(once[i], static_cast<wchar_t>(text[i] ^ key[i % key.size()]));
     EXPECT_EQ(string::bitwiseXor(once, key), text);
     EXPECT_EQ(string(once).bitwiseXor(string(key)), text);
+}
+
+// Names and keys compare through one case folding, the simple upper-case mapping, whatever the
+// process locale: the long s (U+017F) upper-cases to 'S' but lower-cases to itself, and the
+// Kelvin sign (U+212A) lower-cases to 'k' but upper-cases to itself.
+TEST(CaseFolding, OneFoldingForNamesAndKeysInEveryLocale) {
+    const std::string previous = std::setlocale(LC_ALL, nullptr);
+    for (const char* locale : {"C", "C.UTF-8"}) {
+        if (!std::setlocale(LC_ALL, locale))
+            continue;
+        const struct { const wchar_t* a; const wchar_t* b; bool equal; } cases[] = {
+            {L"\x17F", L"S", true}, {L"\x17Fx", L"sX", true}, {L"\xC9t\xC9", L"\xE9T\xE9", true},
+            {L"\x212A", L"k", false}, {L"\x212A", L"K", false}, {L"a_b", L"A_B", true}, {L"a", L"ab", false},
+        };
+        for (const auto& c : cases) {
+            EXPECT_EQ(string(c.a).isEqualTo(c.b, false), c.equal) << locale << ' ' << vxtest::show(c.a);
+            EXPECT_EQ(vx::directory(string(L"C:\\") + c.a) == vx::directory(string(L"C:\\") + c.b), c.equal)
+                << locale << ' ' << vxtest::show(c.a);
+        }
+    }
+    std::setlocale(LC_ALL, previous.c_str());
 }

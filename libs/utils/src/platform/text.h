@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace vx::platform {
@@ -11,5 +12,15 @@ namespace vx::platform {
 // U+FFFD.
 std::string wideToActiveCodePage(const wchar_t* text, std::size_t length);
 std::wstring activeCodePageToWide(const char* text, std::size_t length);
+
+// The one case folding of every case-insensitive comparison of names and keys: the simple
+// upper-case mapping of Unicode (as Windows file systems compare names), the same in every
+// process locale. ASCII is answered here; other characters ask the system's Unicode tables.
+wchar_t foldNonAsciiCase(wchar_t c);
+inline wchar_t foldCase(wchar_t c) {
+    if (static_cast<std::uint32_t>(c) < 0x80)
+        return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 0x20) : c;
+    return foldNonAsciiCase(c);
+}
 
 } // namespace vx::platform

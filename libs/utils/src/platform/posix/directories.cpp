@@ -3,6 +3,7 @@
 #include "platform/fileSystem.h"
 #include "platform/paths.h"
 #include "platform/posix/posixShared.h"
+#include "platform/text.h"
 
 #include <algorithm>
 #include <atomic>
@@ -21,14 +22,6 @@ namespace vx::platform {
 
 namespace {
 
-// The same folding as the case-insensitive path lookup: simple Unicode upper case, independent
-// of the process locale; escaped bytes stay as they are.
-wchar_t foldCase(wchar_t c) {
-    static const locale_t unicodeLocale = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
-    if (c < 0x80 || !unicodeLocale)
-        return (c >= L'a' && c <= L'z') ? static_cast<wchar_t>(c - 0x20) : c;
-    return static_cast<wchar_t>(::towupper_l(static_cast<wint_t>(c), unicodeLocale));
-}
 
 // An absolute native path from the environment; XDG counts a relative one as unset.
 bool absoluteVariable(const char* name, std::string& value) {

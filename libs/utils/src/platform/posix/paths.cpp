@@ -1,6 +1,7 @@
 // The drive table and the mapping between Windows path text and native paths on POSIX systems.
 #include "platform/paths.h"
 #include "platform/posix/posixShared.h"
+#include "platform/text.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -109,14 +110,6 @@ bool isBelow(const std::string& path, const std::string& root) {
     return path.compare(0, root.size(), root) == 0 && (path.size() == root.size() || path[root.size()] == '/');
 }
 
-// Case folding for name lookup: the simple upper-case mapping of Unicode, as Windows file systems
-// compare names, independent of the process locale. Escaped bytes stay as they are.
-wchar_t foldCase(wchar_t c) {
-    static const locale_t unicodeLocale = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
-    if (c < 0x80 || !unicodeLocale)
-        return (c >= L'a' && c <= L'z') ? static_cast<wchar_t>(c - 0x20) : c;
-    return static_cast<wchar_t>(::towupper_l(static_cast<wint_t>(c), unicodeLocale));
-}
 
 bool equalsIgnoringCase(const std::wstring& a, const std::wstring& b) {
     if (a.size() != b.size())

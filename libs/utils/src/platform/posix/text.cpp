@@ -2,6 +2,8 @@
 #include "platform/text.h"
 #include "vxUnicode.h"
 
+#include <cwctype>
+#include <locale.h>
 
 namespace vx::platform {
 
@@ -15,6 +17,15 @@ std::wstring activeCodePageToWide(const char* text, std::size_t length) {
     std::wstring out;
     unicode::appendFromUtf8(out, text, length);
     return out;
+}
+
+wchar_t foldNonAsciiCase(wchar_t c) {
+    // The Unicode tables of the C.UTF-8 locale, whatever locale the process runs in. Without it
+    // (a system that lacks it) the character stays as it is.
+    static const locale_t unicodeLocale = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
+    if (!unicodeLocale)
+        return c;
+    return static_cast<wchar_t>(::towupper_l(static_cast<wint_t>(c), unicodeLocale));
 }
 
 } // namespace vx::platform

@@ -63,4 +63,12 @@ std::wstring activeCodePageToWide(const char* text, std::size_t length) {
     return out;
 }
 
+wchar_t foldNonAsciiCase(wchar_t c) {
+    // The invariant locale's simple mapping; a unit it cannot map (a lone surrogate) stays.
+    wchar_t upper = c;
+    if (::LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, &c, 1, &upper, 1, nullptr, nullptr, 0) != 1)
+        return c;
+    return upper;
+}
+
 } // namespace vx::platform

@@ -2,6 +2,8 @@
 
 #include "vxFile.h"
 
+#include "detail/failures.h"
+
 #include <atomic>
 #include <cstdarg>
 
@@ -117,6 +119,10 @@ void unexpectedErrorException::setDetails(const wchar_t* fmt, va_list args) {
     if (details.size() > kMaxDetails)
         details.resize(kMaxDetails);
     editableMessage().params().set(details, L"Details");
+}
+
+void detail::throwOutOfMemory() {
+    throw outOfMemoryException();
 }
 
 outOfMemoryException::outOfMemoryException()

@@ -3,7 +3,6 @@
 #include "detail/caseFolding.h"
 #include "detail/decimal.h"
 
-#include "vxBinaryBuffer.h"
 #include "vxCrc32.h"
 #include "vxGzipFile.h"
 #include "vxDirectory.h"
@@ -77,21 +76,25 @@ double gzipProgress(std::uint64_t done, unsigned long size) {
     return static_cast<double>(static_cast<std::uint32_t>(done32 / size32 * 100u));
 }
 
-// Little-endian fields of a PE image; false when they lie beyond the end.
-bool readLe16(const binaryBuffer& image, std::uint64_t at, std::uint32_t& value) {
-    if (at > image.logicalLength() || image.logicalLength() - at < 2)
+// Little-endian fields of a PE image, read where they stand (only the headers are needed, not
+// the whole image); false when they lie beyond the end or cannot be read.
+bool readLe(platform::fileHandle& image, std::uint64_t at, std::size_t bytes, std::uint32_t& value) {
+    unsigned char field[4] = {};
+    std::size_t done = 0;
+    if (!image.seek(at) || !image.read(field, bytes, done) || done != bytes)
         return false;
-    const auto* p = reinterpret_cast<const unsigned char*>(image.data()) + at;
-    value = static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8;
+    value = 0;
+    for (std::size_t i = bytes; i-- > 0;)
+        value = value << 8 | field[i];
     return true;
 }
 
-bool readLe32(const binaryBuffer& image, std::uint64_t at, std::uint32_t& value) {
-    std::uint32_t low = 0, high = 0;
-    if (!readLe16(image, at, low) || !readLe16(image, at + 2, high))
-        return false;
-    value = low | high << 16;
-    return true;
+bool readLe16(platform::fileHandle& image, std::uint64_t at, std::uint32_t& value) {
+    return readLe(image, at, 2, value);
+}
+
+bool readLe32(platform::fileHandle& image, std::uint64_t at, std::uint32_t& value) {
+    return readLe(image, at, 4, value);
 }
 
 } // namespace
@@ -525,8 +528,8 @@ _pe_architecture imageArchitecture(const file& f) {
     // for 32-bit images too. A section header is 40 bytes: virtual size (+8), virtual address
     // (+12), raw size (+16), raw offset (+20). The managed header's flags lie at +16; bit 1
     // says that the image needs 32 bits.
-    binaryBuffer image;
-    if (!image.readFromFile(f))
+    platform::fileHandle image;
+    if (f.fullName().empty() || !image.open(f.fullName(), platform::fileHandle::openRead))
         return peArchitectureUnknown;
     std::uint32_t mz = 0, peAt = 0, signature = 0, magic = 0;
     if (!readLe16(image, 0, mz) || mz != 0x5A4D || !readLe32(image, 0x3C, peAt) || !readLe32(image, peAt, signature) ||

@@ -1,6 +1,6 @@
 #include "vxLocMessage.h"
 
-#include "vxException.h"
+#include "detail/failures.h"
 #include "vxFormat.h"
 
 #include <algorithm>
@@ -229,7 +229,7 @@ string convert(const string& value, const printfConversion* conv) {
 eMsgState* allocateState(eMsgState value) {
     eMsgState* state = new (std::nothrow) eMsgState(value);
     if (!state)
-        throw outOfMemoryException();
+        detail::throwOutOfMemory();
     return state;
 }
 

@@ -28,6 +28,7 @@
 
 // Generic values and conversion
 #include "vxTypeConversion.h"
+#include "vxGenericSet.h"
 #include "vxGenericValue.h"
 #include "vxExpression.h"
 

@@ -31,6 +31,8 @@
 #include "vxGenericSet.h"
 #include "vxGenericValue.h"
 #include "vxExpression.h"
+#include "vxCondition.h"
+#include "vxConditionSql.h"
 
 // Dates and times
 #include "vxDate.h"

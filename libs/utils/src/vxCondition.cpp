@@ -92,6 +92,10 @@ vx::string comparableText(const genericValue* value) {
     return text;
 }
 
+condition* cloneOf(const condition* c) {
+    return c ? c->clone() : nullptr;
+}
+
 // Reads a set out of a value: the value's own where it holds one, a converted copy otherwise.
 const genericSet* setOf(const genericValue& value, genericSet& local) {
     const genericSet* direct = nullptr;
@@ -243,10 +247,10 @@ vx::string logicalOr::toSqlString(vx::string fieldName) const {
 
 logicalNot::logicalNot(const condition& child) : mpChild(child.clone()) {}
 logicalNot::logicalNot(const logicalNot& other)
-    : condition(other), mpChild(other.mpChild ? other.mpChild->clone() : nullptr) {}
+    : condition(other), mpChild(cloneOf(other.mpChild)) {}
 logicalNot& logicalNot::operator=(const logicalNot& other) {
     if (this != &other) {
-        condition* copy = other.mpChild ? other.mpChild->clone() : nullptr;
+        condition* copy = cloneOf(other.mpChild);
         delete mpChild;
         mpChild = copy;
     }
@@ -289,10 +293,10 @@ vx::string stringMatches::toSqlString(vx::string fieldName) const {
 namedFieldValue::namedFieldValue(const vx::string& fieldName, const condition& child)
     : mFieldName(fieldName), mpChild(child.clone()) {}
 namedFieldValue::namedFieldValue(const namedFieldValue& other)
-    : condition(other), mFieldName(other.mFieldName), mpChild(other.mpChild ? other.mpChild->clone() : nullptr) {}
+    : condition(other), mFieldName(other.mFieldName), mpChild(cloneOf(other.mpChild)) {}
 namedFieldValue& namedFieldValue::operator=(const namedFieldValue& other) {
     if (this != &other) {
-        condition* copy = other.mpChild ? other.mpChild->clone() : nullptr;
+        condition* copy = cloneOf(other.mpChild);
         delete mpChild;
         mpChild = copy;
         mFieldName = other.mFieldName;

@@ -27,6 +27,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <typeinfo>
@@ -205,12 +206,20 @@ private:
 template <class T>
 bool holder<T>::assignTo(holderbase& target) const {
     if (auto* same = dynamic_cast<holder<T>*>(&target)) {
-        const T* value = constPtr();
+        // A copy taken under this holder's lock, written after it is released: a read never sees
+        // half a write, and no two holder locks are ever held together.
+        const std::optional<T> value = [&]() -> std::optional<T> {
+            genericValueHolderLocker lock(mpLocker);
+            const T* current = constPtr();
+            return current ? std::optional<T>(*current) : std::nullopt;
+        }();
         if (!value)
             return false; // nothing to read
         same->set(*value);
         return true;
     }
+    // The conversion reads this holder under its lock and writes the target without taking its.
+    genericValueHolderLocker lock(mpLocker);
     return typeconvert::typeConversionManager::instance().convert(
         target.type(), target.rawValue(), type(), rawConstValue(), 0, nullptr);
 }

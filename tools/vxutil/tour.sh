@@ -258,6 +258,14 @@ run time parse 12:00:00:999
 run time add 23:59:59 +1s +90min
 run time stamp '2023-02-03 01:02:03:004'
 
+step "Conditions: a predicate language read from text, evaluated on values, written as SQL"
+run cond parse '  AND ( bigger<int>("1") , NOT(equal<string>("x")) ) trailing words are ignored'
+run cond eval 'and(bigger<int>("5"), smaller<double>("10"))' 7
+run --status 1 cond eval 'in<string>("red","green")' blue
+run cond eval --field 'biggerorequal<int>("3")' count count=4 name=pump
+run cond sql "or(equal<string>(\"O'Brien\"), smallerorequal<double>(\"2.50\"))" name
+run --status 1 cond parse 'in<Int>("5")'
+
 step "Bad usage: one line on standard error and exit status 2"
 run --status 2 split '' abc
 

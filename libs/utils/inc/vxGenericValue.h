@@ -18,6 +18,7 @@
 
 #include "vxAssert.h"
 #include "vxExport.h"
+#include "vxLocString.h"
 #include "vxLocker.h"
 #include "vxSharedPtr.h"
 #include "vxString.h"
@@ -26,6 +27,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <typeinfo>
@@ -204,12 +206,20 @@ private:
 template <class T>
 bool holder<T>::assignTo(holderbase& target) const {
     if (auto* same = dynamic_cast<holder<T>*>(&target)) {
-        const T* value = constPtr();
+        // A copy taken under this holder's lock, written after it is released: a read never sees
+        // half a write, and no two holder locks are ever held together.
+        const std::optional<T> value = [&]() -> std::optional<T> {
+            genericValueHolderLocker lock(mpLocker);
+            const T* current = constPtr();
+            return current ? std::optional<T>(*current) : std::nullopt;
+        }();
         if (!value)
             return false; // nothing to read
         same->set(*value);
         return true;
     }
+    // The conversion reads this holder under its lock and writes the target without taking its.
+    genericValueHolderLocker lock(mpLocker);
     return typeconvert::typeConversionManager::instance().convert(
         target.type(), target.rawValue(), type(), rawConstValue(), 0, nullptr);
 }
@@ -231,6 +241,45 @@ bool holder<T>::assignFrom(const holderbase& source) {
     return typeconvert::typeConversionManager::instance().convert(
         type(), target, source.type(), source.rawConstValue(), 0, nullptr);
 }
+
+// The instantiations this library carries, made once in its own source: valueholder for the
+// owned types, ptrholder for every type a caller may lend, constptrholder for text only.
+#define VX_GENERIC_HOLDER_INSTANTIATIONS(VX_EXTERN_, VX_API_)                                              \
+    VX_EXTERN_ template class VX_API_ holder<bool>;                                                \
+    VX_EXTERN_ template class VX_API_ holder<short>;                                               \
+    VX_EXTERN_ template class VX_API_ holder<int>;                                                 \
+    VX_EXTERN_ template class VX_API_ holder<long>;                                                \
+    VX_EXTERN_ template class VX_API_ holder<double>;                                              \
+    VX_EXTERN_ template class VX_API_ holder<unsigned short>;                                      \
+    VX_EXTERN_ template class VX_API_ holder<unsigned int>;                                        \
+    VX_EXTERN_ template class VX_API_ holder<unsigned long>;                                       \
+    VX_EXTERN_ template class VX_API_ holder<float>;                                               \
+    VX_EXTERN_ template class VX_API_ holder<vx::string>;                                          \
+    VX_EXTERN_ template class VX_API_ holder<wchar_t>;                                             \
+    VX_EXTERN_ template class VX_API_ holder<locString>;                                           \
+    VX_EXTERN_ template class VX_API_ holder<ndef>;                                                \
+    VX_EXTERN_ template class VX_API_ valueholder<bool>;                                           \
+    VX_EXTERN_ template class VX_API_ valueholder<short>;                                          \
+    VX_EXTERN_ template class VX_API_ valueholder<int>;                                            \
+    VX_EXTERN_ template class VX_API_ valueholder<long>;                                           \
+    VX_EXTERN_ template class VX_API_ valueholder<double>;                                         \
+    VX_EXTERN_ template class VX_API_ valueholder<vx::string>;                                     \
+    VX_EXTERN_ template class VX_API_ valueholder<wchar_t>;                                        \
+    VX_EXTERN_ template class VX_API_ valueholder<locString>;                                      \
+    VX_EXTERN_ template class VX_API_ ptrholder<bool>;                                             \
+    VX_EXTERN_ template class VX_API_ ptrholder<short>;                                            \
+    VX_EXTERN_ template class VX_API_ ptrholder<int>;                                              \
+    VX_EXTERN_ template class VX_API_ ptrholder<long>;                                             \
+    VX_EXTERN_ template class VX_API_ ptrholder<double>;                                           \
+    VX_EXTERN_ template class VX_API_ ptrholder<unsigned short>;                                   \
+    VX_EXTERN_ template class VX_API_ ptrholder<unsigned int>;                                     \
+    VX_EXTERN_ template class VX_API_ ptrholder<unsigned long>;                                    \
+    VX_EXTERN_ template class VX_API_ ptrholder<float>;                                            \
+    VX_EXTERN_ template class VX_API_ ptrholder<vx::string>;                                       \
+    VX_EXTERN_ template class VX_API_ ptrholder<ndef>;                                             \
+    VX_EXTERN_ template class VX_API_ constptrholder<vx::string>;
+
+VX_GENERIC_HOLDER_INSTANTIATIONS(extern, VX_API)
 
 // --- genericValue -----------------------------------------------------------------------------------
 

@@ -28,8 +28,11 @@
 
 // Generic values and conversion
 #include "vxTypeConversion.h"
+#include "vxGenericSet.h"
 #include "vxGenericValue.h"
 #include "vxExpression.h"
+#include "vxCondition.h"
+#include "vxConditionSql.h"
 
 // Dates and times
 #include "vxDate.h"

@@ -17,4 +17,6 @@ void holderbase::deallocate(void* p) {
     std::free(p);
 }
 
+VX_GENERIC_HOLDER_INSTANTIATIONS(, )
+
 } // namespace vx

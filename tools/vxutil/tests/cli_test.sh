@@ -14,7 +14,7 @@ windows=0
 [[ ${vxutil[${#vxutil[@]}-1]} == *.exe ]] && windows=1
 drive=C sep=:
 ((windows)) && drive=Z sep=';'
-commands=(base64 bytes cdoc crc32 date field format guid gunzip gzip loc lower ls match msg path pe replace split time trim upper which xml)
+commands=(base64 bytes cdoc cond crc32 date field format guid gunzip gzip loc lower ls match msg path pe replace split time trim upper which xml)
 passed=0
 failed=0
 scratch=$(mktemp -d)
@@ -725,6 +725,50 @@ bad xml get "$xml/a.xml" 'db/row[0]'
 bad xml get "$xml/a.xml" 'db/row[1'
 bad xml get "$xml/a.xml" 'db//row'
 bad xml get "$xml/a.xml" 'db/@'
+
+# --- cond -----------------------------------------------------------------------------------------
+t 0 cond parse '  AND ( any() , NOT(any()) ) trailing' '=>' 'and(any(), logicalNot("any()"))'
+t 0 cond parse 'in<int>("2","1",)' '=>' 'in<int>("1", "2")'
+t 0 cond parse 'equal<string>("a\"b")' '=>' 'equal<string>("a"b")'
+t 0 cond parse 'isnotequal<ushort>("7")' '=>' 'notequal<unsigned short>("7")'
+fails 1 cond parse 'and(any())'
+fails 1 cond parse 'equal<Int>("5")'
+fails 1 cond parse ''
+invoke cond parse 'in<Int>("5")'
+[[ $status == 1 && $(<"$scratch/err") == *"(condition::parse: invalid datatype Int)" ]] && pass ||
+    fail "datatype error: $(cat "$scratch/err")" cond parse 'in<Int>("5")'
+invoke cond parse 'not(equal<int>("x"))'
+[[ $status == 1 && $(<"$scratch/err") == *"Out of memory"* ]] && pass ||
+    fail "null child: $(cat "$scratch/err")" cond parse 'not(equal<int>("x"))'
+t 0 cond sql "or(equal<string>(\"it's\"), equal<string>(\"\"))" c '=>' \
+    "sql:   ((c = 'it's') OR (c = '' OR c IS NULL))" 'where: ((c = ?) OR (c = ? OR c IS NULL))' \
+    "?1:    string it's" '?2:    string '
+t 0 cond sql 'smallerorequal<double>("2,50")' x '=>' 'sql:   x <= 2.5' 'where: x <= ?' '?1:    double 2.5'
+t 0 cond sql 'equal<uint>("4000000000")' x '=>' 'sql:   (x = -294967296)' 'where: (x = ?)' '?1:    int -294967296'
+t 0 cond sql 'bigger<int>("1")' x '=>' 'sql:   (bigger<T>::toSqlString() not implemented)' \
+    'where: none (Unexpected error occurred (toSqlWhere: bigger<T> has no SQL form))'
+fails 1 cond sql 'equal<int>("x")' x
+t 0 cond eval 'bigger<int>("5")' 7 '=>' true
+t 1 cond eval 'bigger<int>("5")' '=>' false
+t 1 cond eval 'notequal<int>("5")' abc '=>' false
+t 0 cond eval 'or(equal<double>("1.5"), any())' '=>' true
+t 0 cond eval 'equal<double>("1.5")' '1,5' '=>' true
+t 1 cond eval 'bigger<int>("5")' count=7 '=>' false
+t 0 cond eval --field 'bigger<int>("5")' count count=7 name=pump '=>' true
+t 1 cond eval --field 'bigger<int>("5")' count count=3 '=>' false
+t 0 cond eval --field 'bigger<int>("5")' count name=pump '=>' true
+fails 1 cond eval 'and(any())' 1
+bad cond
+bad cond nope
+bad cond parse
+bad cond parse a b
+bad cond sql 'any()'
+bad cond eval
+bad cond eval --field 'any()'
+bad cond eval 'any()' a=1 b
+bad cond eval 'any()' =1
+bad cond parse --field 'any()'
+
 
 printf '%d passed, %d failed\n' "$passed" "$failed"
 ((failed == 0))

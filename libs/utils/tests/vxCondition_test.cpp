@@ -167,8 +167,8 @@ TEST(ConditionEvaluate, TypedOperatorsReadThroughConversion) {
     };
     for (const auto& row : rows) {
         const auto c = parsed(row.condition);
-        if (c)
-            EXPECT_EQ(c->isTrueGeneric(row.value), row.expected) << vxtest::show(row.condition);
+        ASSERT_TRUE(c) << vxtest::show(row.condition);
+        EXPECT_EQ(c->isTrueGeneric(row.value), row.expected) << vxtest::show(row.condition);
     }
     std::vector<const condition*> noChildren;
     EXPECT_TRUE(logicalAnd(noChildren).isTrueGeneric(five));

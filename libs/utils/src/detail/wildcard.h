@@ -14,12 +14,12 @@ inline bool wildcardMatch(const wchar_t* pattern, std::size_t patternLength, con
     std::size_t p = 0, t = 0;
     std::size_t star = patternLength, retry = 0;
     while (t < textLength) {
-        if (p < patternLength && (pattern[p] == L'?' || pattern[p] == text[t])) {
-            ++p;
-            ++t;
-        } else if (p < patternLength && pattern[p] == L'*') {
+        if (p < patternLength && pattern[p] == L'*') { // a '*' is never a literal, even against '*'
             star = p++;
             retry = t;
+        } else if (p < patternLength && (pattern[p] == L'?' || pattern[p] == text[t])) {
+            ++p;
+            ++t;
         } else if (star != patternLength) {
             p = star + 1;
             t = ++retry;

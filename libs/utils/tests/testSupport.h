@@ -8,10 +8,12 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -83,6 +85,33 @@ void runThreads(int n, F f) {
         threads.emplace_back(f, t);
     for (auto& thread : threads)
         thread.join();
+}
+
+// Reproducible bytes of every value.
+inline std::string randomBytes(std::size_t size, unsigned seed) {
+    std::mt19937 generator(seed);
+    std::string bytes(size, '\0');
+    for (auto& b : bytes)
+        b = static_cast<char>(generator() & 0xFF);
+    return bytes;
+}
+
+// The CRC-32 bit by bit, independent of any table: the running value from crc, not inverted.
+inline std::uint32_t crcRunning(const void* data, std::size_t size, std::uint32_t crc = 0xFFFFFFFFu) {
+    const auto* p = static_cast<const unsigned char*>(data);
+    for (std::size_t i = 0; i < size; ++i) {
+        crc ^= p[i];
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 1) ? (crc >> 1) ^ 0xEDB88320u : crc >> 1;
+    }
+    return crc;
+}
+inline std::uint32_t referenceCrc(const std::string& bytes) { return ~crcRunning(bytes.data(), bytes.size()); }
+
+// The content of a binary buffer as bytes.
+template <class Buffer>
+std::string bytesOf(const Buffer& b) {
+    return b.logicalLength() ? std::string(b.data(), b.logicalLength()) : std::string();
 }
 
 // For messages: gtest prints a std::wstring, but none of the classes derived from it.

@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -32,13 +31,9 @@ extern "C" __attribute__((visibility("default"))) const char* __asan_default_opt
 
 namespace {
 
-std::string randomBytes(std::size_t size, unsigned seed) {
-    std::mt19937 generator(seed);
-    std::string bytes(size, '\0');
-    for (auto& b : bytes)
-        b = static_cast<char>(generator() & 0xFF);
-    return bytes;
-}
+using vxtest::bytesOf;
+using vxtest::crcRunning;
+using vxtest::randomBytes;
 
 binaryBuffer bufferOf(const std::string& bytes) {
     binaryBuffer b;
@@ -46,19 +41,10 @@ binaryBuffer bufferOf(const std::string& bytes) {
     return b;
 }
 
-std::string contentOf(const binaryBuffer& b) {
-    return b.logicalLength() ? std::string(b.data(), b.logicalLength()) : std::string();
-}
-
-// The CRC-32 bit by bit, independent of any table.
-std::uint32_t referenceCrc(const void* data, std::size_t size, std::uint32_t crc = 0xFFFFFFFFu) {
-    const auto* p = static_cast<const unsigned char*>(data);
-    for (std::size_t i = 0; i < size; ++i) {
-        crc ^= p[i];
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1) ? (crc >> 1) ^ 0xEDB88320u : crc >> 1;
-    }
-    return crc;
+// The address one byte before p, as a number turned into a pointer: a cursor outside the block
+// that no pointer arithmetic forms.
+const void* addressBefore(const void* p) {
+    return reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(p) - 1);
 }
 
 // Base64 as a stream of 6-bit groups, independent of the library's three-byte steps.
@@ -131,33 +117,21 @@ protected:
 // --- construction, growth and room ------------------------------------------------------------------
 
 TEST(binaryBufferRoom, constructorsSetExactLengths) {
-    const binaryBuffer none(0);
-    EXPECT_EQ(none.data(), nullptr);
-    EXPECT_EQ(none.logicalLength(), 0u);
-    EXPECT_EQ(none.physicalLength(), 0u);
-
-    const binaryBuffer room(16);
-    EXPECT_NE(room.data(), nullptr);
-    EXPECT_EQ(room.logicalLength(), 0u);
-    EXPECT_EQ(room.physicalLength(), 16u);
-
+    const binaryBuffer none(0), room(16);
+    EXPECT_TRUE(none.data() == nullptr && none.physicalLength() == 0u);
+    EXPECT_TRUE(room.data() != nullptr && room.logicalLength() == 0u && room.physicalLength() == 16u);
     char* block = static_cast<char*>(std::malloc(5));
     std::memcpy(block, "abcde", 5);
     binaryBuffer adopted(block, 5);
-    EXPECT_EQ(adopted.data(), block);
-    EXPECT_EQ(adopted.logicalLength(), 5u);
-    EXPECT_EQ(adopted.physicalLength(), 5u);
-    const binaryBuffer adoptedNull(nullptr, 7);
-    EXPECT_EQ(adoptedNull.physicalLength(), 0u);
-
+    EXPECT_TRUE(adopted.data() == block && adopted.logicalLength() == 5u && adopted.physicalLength() == 5u);
+    EXPECT_EQ(binaryBuffer(nullptr, 7).physicalLength(), 0u);
     // A copy has room for exactly the source's content.
     binaryBuffer source(32);
     source.write("xyz", 3);
     const binaryBuffer copy(source);
-    EXPECT_EQ(copy.physicalLength(), 3u);
-    EXPECT_EQ(contentOf(copy), "xyz");
-    const binaryBuffer emptyRoom(9);
-    EXPECT_EQ(binaryBuffer(emptyRoom).data(), nullptr);
+    EXPECT_TRUE(copy.physicalLength() == 3u && bytesOf(copy) == "xyz");
+    const binaryBuffer emptyRoom(9), emptyCopy(emptyRoom);
+    EXPECT_EQ(emptyCopy.data(), nullptr);
 }
 
 TEST(binaryBufferRoom, growthIsExactWithoutSlack) {
@@ -166,21 +140,16 @@ TEST(binaryBufferRoom, growthIsExactWithoutSlack) {
     EXPECT_EQ(b.physicalLength(), 16u);
     b.write("abcdefghijklmnopqrst", 20);
     EXPECT_EQ(b.physicalLength(), 25u);
-    for (std::uint64_t expected = 26; expected < 40; ++expected) {
-        b.write("#", 1);
-        EXPECT_EQ(b.physicalLength(), expected);
-    }
+    b.write("#", 1);
+    EXPECT_EQ(b.physicalLength(), 26u);
     b.writeAtStart(">>", 2);
-    EXPECT_EQ(b.physicalLength(), 41u);
-    EXPECT_EQ(contentOf(b), ">>12345abcdefghijklmnopqrst##############");
+    EXPECT_EQ(b.physicalLength(), 28u);
+    EXPECT_EQ(bytesOf(b), ">>12345abcdefghijklmnopqrst#");
     // Room asked for ahead is exact too, and never taken back by a smaller request.
     b.reserve(100);
-    EXPECT_EQ(b.physicalLength(), 100u);
     b.reserve(50);
-    EXPECT_EQ(b.physicalLength(), 100u);
     b.clear();
-    EXPECT_EQ(b.logicalLength(), 0u);
-    EXPECT_EQ(b.physicalLength(), 100u);
+    EXPECT_TRUE(b.logicalLength() == 0u && b.physicalLength() == 100u);
 }
 
 TEST(binaryBufferRoom, shrinkLeavesAtLeastEightBytes) {
@@ -196,50 +165,38 @@ TEST(binaryBufferRoom, shrinkLeavesAtLeastEightBytes) {
         b.write("0123456789", c.content);
         b.shrink();
         EXPECT_EQ(b.physicalLength(), c.expected) << c.room << "/" << c.content;
-        EXPECT_EQ(contentOf(b), std::string("0123456789", c.content));
+        EXPECT_EQ(bytesOf(b), std::string("0123456789", c.content));
     }
 }
 
 TEST(binaryBufferRoom, assignmentGrowsOnlyWhenShortAndMovesTakeTheBlock) {
-    binaryBuffer big(32);
+    binaryBuffer big(32), small(4);
+    const binaryBuffer abc = bufferOf("abc"), ten = bufferOf("0123456789");
     big.write("0123456789", 10);
-    const binaryBuffer abc = bufferOf("abc");
     big = abc;
-    EXPECT_EQ(contentOf(big), "abc");
-    EXPECT_EQ(big.physicalLength(), 32u);
-
-    binaryBuffer small(4);
-    const binaryBuffer ten = bufferOf("0123456789");
+    EXPECT_TRUE(bytesOf(big) == "abc" && big.physicalLength() == 32u);
     small = ten;
-    EXPECT_EQ(small.physicalLength(), 10u);
-    EXPECT_TRUE(small == ten);
-
+    EXPECT_TRUE(bytesOf(small) == "0123456789" && small.physicalLength() == 10u);
     const binaryBuffer& alias = small;
     small = alias;
-    EXPECT_EQ(contentOf(small), "0123456789");
-
     binaryBuffer moved(std::move(small));
-    EXPECT_EQ(small.data(), nullptr);
-    EXPECT_EQ(small.physicalLength(), 0u);
-    EXPECT_EQ(contentOf(moved), "0123456789");
+    EXPECT_TRUE(small.data() == nullptr && small.physicalLength() == 0u);
+    EXPECT_EQ(bytesOf(moved), "0123456789");
 }
 
 TEST(binaryBufferRoom, equalityLooksAtTheContentOnly) {
     binaryBuffer roomy(64);
     roomy.write("abc", 3);
-    EXPECT_TRUE(roomy == bufferOf("abc"));
-    EXPECT_FALSE(roomy == bufferOf("abd"));
-    EXPECT_FALSE(roomy == bufferOf("ab"));
-    EXPECT_TRUE(binaryBuffer(5) == binaryBuffer(0));
-    EXPECT_TRUE(roomy != bufferOf(""));
+    EXPECT_TRUE(roomy == bufferOf("abc") && binaryBuffer(5) == binaryBuffer(0));
+    EXPECT_FALSE(roomy == bufferOf("abd") || roomy == bufferOf("ab") || roomy == bufferOf(""));
 }
 
 TEST(binaryBufferRoom, writesFromInsideTheBufferSurviveItsGrowth) {
     binaryBuffer b = bufferOf("abcdef");
     b.write(b.data(), b.logicalLength());
-    EXPECT_EQ(contentOf(b), "abcdefabcdef");
+    EXPECT_EQ(bytesOf(b), "abcdefabcdef");
     b.writeAtStart(b.data() + 3, 4);
-    EXPECT_EQ(contentOf(b), "defaabcdefabcdef");
+    EXPECT_EQ(bytesOf(b), "defaabcdefabcdef");
     // Null sources write nothing.
     b.write(nullptr, 5);
     b.writeAtStart(nullptr, 5);
@@ -252,13 +209,11 @@ TEST(binaryBufferRoom, unlinkAndLogicalLength) {
     EXPECT_FALSE(b.setLogicalLength(9));
     std::memcpy(b.data() + 3, "de", 2);
     EXPECT_TRUE(b.setLogicalLength(5));
-    EXPECT_EQ(contentOf(b), "abcde");
+    EXPECT_EQ(bytesOf(b), "abcde");
     char* block = b.unlinkBuffer();
     EXPECT_EQ(std::string(block, 5), "abcde");
     std::free(block);
-    EXPECT_EQ(b.data(), nullptr);
-    EXPECT_EQ(b.logicalLength(), 0u);
-    EXPECT_EQ(b.physicalLength(), 0u);
+    EXPECT_TRUE(b.data() == nullptr && b.logicalLength() == 0u && b.physicalLength() == 0u);
 }
 
 TEST(binaryBufferRoom, roomThatCannotBeHadThrowsAndKeepsTheContent) {
@@ -266,8 +221,7 @@ TEST(binaryBufferRoom, roomThatCannotBeHadThrowsAndKeepsTheContent) {
     EXPECT_THROW(b.reserve(1ull << 62), vx::outOfMemoryException);
     EXPECT_THROW(b.write("x", UINT64_MAX), vx::outOfMemoryException); // the length would wrap
     EXPECT_THROW(binaryBuffer(UINT64_MAX), vx::outOfMemoryException);
-    EXPECT_EQ(contentOf(b), "abc");
-    EXPECT_EQ(b.physicalLength(), 3u);
+    EXPECT_TRUE(bytesOf(b) == "abc" && b.physicalLength() == 3u);
 }
 
 // --- cursors ----------------------------------------------------------------------------------------
@@ -281,41 +235,28 @@ TEST(binaryBufferCursor, readFollowsTheCursorRules) {
     EXPECT_EQ(cursor, b.data() + 3);
     EXPECT_EQ(b.read(cursor, out, 10), 4u); // what remains
     EXPECT_EQ(std::string(out, 4), "defg");
-    EXPECT_EQ(cursor, b.data() + 7);
     EXPECT_EQ(b.read(cursor, out, 1), 0u); // at the end: nothing, the cursor stays
     EXPECT_EQ(cursor, b.data() + 7);
-    void* before = b.data() - 1;
-    EXPECT_EQ(b.read(before, out, 1), 0u);
-    void* inRoom = b.data() + 9; // beyond the content, inside the room
-    EXPECT_EQ(b.read(inRoom, out, 1), 0u);
-    void* exact = b.data() + 4;
-    EXPECT_EQ(b.read(exact, out, 3), 3u); // up to the end exactly
     EXPECT_EQ(b.read(cursor = nullptr, nullptr, 3), 0u);
-
+    // Valid cursors lie within the content; only they are read from.
+    const struct { const void* cursor; bool valid; } cases[] = {
+        {b.data(), true}, {b.data() + 6, true}, {b.data() + 7, false},
+        {b.data() + 10, false}, {addressBefore(b.data()), false}, {nullptr, true},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(b.isValidCursor(c.cursor), c.valid) << c.cursor;
+        void* at = const_cast<void*>(c.cursor);
+        EXPECT_EQ(b.read(at, out, 1) == 1u, c.valid) << c.cursor;
+    }
     // A null cursor on an empty buffer: nothing read, the cursor at the start of nothing.
-    const binaryBuffer empty(16);
+    const binaryBuffer empty(16), none;
+    EXPECT_FALSE(empty.isValidCursor(nullptr));
     void* start = nullptr;
     EXPECT_EQ(empty.read(start, out, 4), 0u);
     EXPECT_EQ(start, empty.data());
-    const binaryBuffer none;
     start = nullptr;
     EXPECT_EQ(none.read(start, out, 4), 0u);
     EXPECT_EQ(start, nullptr);
-}
-
-TEST(binaryBufferCursor, validCursorsLieWithinTheContent) {
-    binaryBuffer b(16);
-    b.write("abc", 3);
-    const struct {
-        const void* cursor;
-        bool valid;
-    } cases[] = {
-        {b.data(), true}, {b.data() + 2, true}, {b.data() + 3, false},
-        {b.data() + 10, false}, {b.data() - 1, false}, {nullptr, true},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(b.isValidCursor(c.cursor), c.valid) << c.cursor;
-    EXPECT_FALSE(binaryBuffer(4).isValidCursor(nullptr));
 }
 
 // --- base64 ---------------------------------------------------------------------------------------------
@@ -339,31 +280,27 @@ TEST(base64, encodesEveryLengthFromZeroToNineAndEveryByte) {
         const std::string bytes = all.substr(shift) + all.substr(0, shift);
         binaryBuffer b = bufferOf(bytes);
         ASSERT_TRUE(b.base64Encode());
-        EXPECT_EQ(contentOf(b), referenceBase64(bytes));
+        EXPECT_EQ(bytesOf(b), referenceBase64(bytes));
         ASSERT_TRUE(b.base64Decode());
-        EXPECT_EQ(contentOf(b), bytes);
+        EXPECT_EQ(bytesOf(b), bytes);
     }
 }
 
 TEST(base64, decodingStopsSilently) {
     const struct {
-        const char* text;
-        std::string bytes;
+        std::string text, bytes;
     } cases[] = {
         {"TWFu", "Man"}, {"TQ", "M"}, {"TWE", "Ma"}, {"T", ""}, {"TQ==", "M"}, {"TWFuTQ==", "ManM"},
         {"TWFu\nTWFu", "Man"}, {"TWFu TWFu", "Man"}, {"TW=Fu", "M"}, {"TWFu*", "Man"},
-        {"TWF\xC3\xA9u", "Ma"}, {"", ""}, {"=TWFu", ""}, {"////", "\xFF\xFF\xFF"},
+        {"TWF\xC3\xA9u", "Ma"}, {"", ""}, {"=TWFu", ""}, {"////", "\xFF\xFF\xFF"}, {std::string("TW\0Fu", 5), "M"},
     };
     for (const auto& c : cases) {
         std::string out;
         vx::base64_decode(c.text, out);
         EXPECT_EQ(out, c.bytes) << c.text;
     }
-    std::string out;
-    vx::base64_decode(std::string("TW\0Fu", 5), out);
-    EXPECT_EQ(out, "M");
     // The free functions append to what out holds.
-    out = "head:";
+    std::string out = "head:";
     vx::base64_encode(reinterpret_cast<const unsigned char*>("Man"), 3, out);
     EXPECT_EQ(out, "head:TWFu");
     vx::base64_decode("TWE", out);
@@ -374,33 +311,27 @@ TEST(base64, decodingStopsSilently) {
 
 TEST(base64, bufferDecodingEndsAtTheFirstNullAndGrowsForIt) {
     // No null at the end: one is appended, which takes one byte more of room.
-    binaryBuffer b = bufferOf("TWFu");
-    ASSERT_TRUE(b.base64Decode());
-    EXPECT_EQ(contentOf(b), "Man");
-    EXPECT_EQ(b.physicalLength(), 5u);
-    // A null already at the end: no growth.
-    binaryBuffer terminated = bufferOf(std::string("TQ\0", 3));
-    ASSERT_TRUE(terminated.base64Decode());
-    EXPECT_EQ(contentOf(terminated), "M");
-    EXPECT_EQ(terminated.physicalLength(), 3u);
-    // The text ends at the first null, wherever it is.
-    binaryBuffer inner = bufferOf(std::string("TWE\0TWFu", 8));
-    ASSERT_TRUE(inner.base64Decode());
-    EXPECT_EQ(contentOf(inner), "Ma");
+    // A null already at the end: no growth. The text ends at the first null, wherever it is.
+    const struct { std::string in, out; std::uint64_t room; } cases[] = {
+        {"TWFu", "Man", 5}, {std::string("TQ\0", 3), "M", 3}, {std::string("TWE\0TWFu", 8), "Ma", UINT64_MAX}, {"", "", UINT64_MAX},
+    };
+    for (const auto& c : cases) {
+        binaryBuffer b = bufferOf(c.in);
+        ASSERT_TRUE(b.base64Decode());
+        EXPECT_EQ(bytesOf(b), c.out) << c.in;
+        EXPECT_TRUE(c.room == UINT64_MAX || b.physicalLength() == c.room) << c.in;
+    }
     binaryBuffer empty;
-    ASSERT_TRUE(empty.base64Decode());
-    EXPECT_EQ(empty.logicalLength(), 0u);
-    ASSERT_TRUE(empty.base64Encode());
-    EXPECT_EQ(empty.logicalLength(), 0u);
+    EXPECT_TRUE(empty.base64Encode() && empty.logicalLength() == 0u);
 }
 
 // --- CRC-32 -------------------------------------------------------------------------------------------
 
 TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
     std::mt19937 generator(7);
-    for (std::size_t size : {0, 1, 2, 3, 7, 15, 16, 17, 31, 32, 33, 63, 100, 255, 1000, 4096, 65537, 300001}) {
+    for (std::size_t size : {0, 1, 7, 15, 16, 17, 33, 255, 4096, 65537, 300001}) {
         const std::string bytes = randomBytes(size, static_cast<unsigned>(size));
-        const std::uint32_t expected = ~referenceCrc(bytes.data(), size);
+        const std::uint32_t expected = vxtest::referenceCrc(bytes);
         EXPECT_EQ(vx::CCrc32Dynamic::crc32(bytes.data(), size), expected) << size;
         vx::calcCrc32 running;
         for (std::size_t at = 0; at < size;) {
@@ -410,18 +341,13 @@ TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
         }
         EXPECT_EQ(~running.value() & 0xFFFFFFFFul, expected) << size;
     }
-}
-
-TEST(crc32, knownValuesTableAndStartValue) {
     EXPECT_EQ(vx::CCrc32Dynamic::crc32("123456789", 9), 0xCBF43926ul);
-    EXPECT_EQ(vx::CCrc32Dynamic::crc32("", 0), 0ul);
     EXPECT_EQ(vx::CCrc32Dynamic::tableEntry(1), 0x77073096ul);
     EXPECT_EQ(vx::CCrc32Dynamic::tableEntry(255), 0x2D02EF8Dul);
     // The start value is the caller's, and only its low 32 bits count.
-    vx::calcCrc32 zero(0);
+    vx::calcCrc32 zero(0), wide(0x1FFFFFFFFul);
     zero.crc("a", 1);
-    EXPECT_EQ(zero.value(), referenceCrc("a", 1, 0));
-    vx::calcCrc32 wide(0x1FFFFFFFFul);
+    EXPECT_EQ(zero.value(), crcRunning("a", 1, 0));
     EXPECT_EQ(wide.value(), 0xFFFFFFFFul);
     wide.setValue(0xABCDEF0123ul);
     EXPECT_EQ(wide.value(), 0xCDEF0123ul);
@@ -444,11 +370,8 @@ TEST(binaryBufferText, mbcsToWideCharGivesUtf16LittleEndian) {
     for (const auto& c : cases) {
         binaryBuffer b = bufferOf(c.in);
         b.mbcsToWideChar();
-        EXPECT_EQ(contentOf(b), c.out) << c.in;
+        EXPECT_EQ(bytesOf(b), c.out) << c.in;
     }
-    binaryBuffer grown = bufferOf("abc");
-    grown.mbcsToWideChar();
-    EXPECT_EQ(grown.physicalLength(), 6u);
 }
 
 TEST(binaryBufferText, scramblingIsItsOwnInverseAndKeepsTheLength) {
@@ -458,26 +381,25 @@ TEST(binaryBufferText, scramblingIsItsOwnInverseAndKeepsTheLength) {
         for (const wchar_t* key : {L"k", L"secret key", L"\u00e9\u20ac"}) {
             binaryBuffer b = bufferOf(data);
             (b.*s)(key);
-            EXPECT_EQ(b.logicalLength(), data.size());
-            EXPECT_NE(contentOf(b), data);
+            EXPECT_NE(bytesOf(b), data);
             (b.*s)(key);
-            EXPECT_EQ(contentOf(b), data);
+            EXPECT_EQ(bytesOf(b), data);
         }
         binaryBuffer unchanged = bufferOf(data);
         (unchanged.*s)(L"");
-        EXPECT_EQ(contentOf(unchanged), data);
+        EXPECT_EQ(bytesOf(unchanged), data);
     }
     // The key's bytes are its UTF-8 form.
     binaryBuffer zeros = bufferOf(std::string(4, '\0'));
     zeros.bitwiseXor(L"\u00e9");
-    EXPECT_EQ(contentOf(zeros), "\xC3\xA9\xC3\xA9");
+    EXPECT_EQ(bytesOf(zeros), "\xC3\xA9\xC3\xA9");
     binaryBuffer former = bufferOf(std::string(3, '\0'));
     former.xxorDontUseAnyLonger(L"A");
-    EXPECT_EQ(contentOf(former), "A@C");
+    EXPECT_EQ(bytesOf(former), "A@C");
     // Zero bytes scrambled by xxor do not repeat the key.
     binaryBuffer stream = bufferOf(std::string(64, '\0'));
     stream.xxor(L"k");
-    EXPECT_NE(contentOf(stream), std::string(64, 'k'));
+    EXPECT_NE(bytesOf(stream), std::string(64, 'k'));
 }
 
 // --- files ------------------------------------------------------------------------------------------------
@@ -486,14 +408,11 @@ TEST_F(bufferTest, readFromFileAppendsAfterOneExactGrowth) {
     write("f", "0123456789");
     binaryBuffer b = bufferOf("ab");
     ASSERT_TRUE(b.readFromFile(at("f")));
-    EXPECT_EQ(contentOf(b), "ab0123456789");
-    EXPECT_EQ(b.physicalLength(), 12u);
+    EXPECT_TRUE(bytesOf(b) == "ab0123456789" && b.physicalLength() == 12u);
     binaryBuffer kept = bufferOf("x");
-    EXPECT_FALSE(kept.readFromFile(at("missing")));
-    EXPECT_FALSE(kept.readFromFile(file(dir.windowsForm())));
-    EXPECT_FALSE(kept.readFromFile(file()));
-    EXPECT_EQ(contentOf(kept), "x");
-    EXPECT_EQ(kept.physicalLength(), 1u);
+    EXPECT_FALSE(kept.readFromFile(at("missing")) || kept.readFromFile(file(dir.windowsForm())) ||
+                 kept.readFromFile(file()));
+    EXPECT_TRUE(bytesOf(kept) == "x" && kept.physicalLength() == 1u);
 }
 
 TEST_F(bufferTest, readFromFileCancelKeepsTheBlocksReadAndClosesTheFile) {
@@ -502,16 +421,14 @@ TEST_F(bufferTest, readFromFileCancelKeepsTheBlocksReadAndClosesTheFile) {
     int calls = 0;
     binaryBuffer b;
     EXPECT_FALSE(b.readFromFile(at("f"), [&calls] { return ++calls == 3; }));
-    EXPECT_EQ(calls, 3);
-    EXPECT_EQ(b.logicalLength(), 2048u);
-    EXPECT_EQ(b.physicalLength(), 5000u);
+    EXPECT_TRUE(calls == 3 && b.logicalLength() == 2048u && b.physicalLength() == 5000u);
     EXPECT_EQ(openDescriptors(), descriptors);
     // A callback that never cancels is asked once per block.
     calls = 0;
     binaryBuffer whole;
     EXPECT_TRUE(whole.readFromFile(at("f"), [&calls] { return ++calls < 0; }));
     EXPECT_EQ(calls, 5);
-    EXPECT_EQ(contentOf(whole), read("f"));
+    EXPECT_EQ(bytesOf(whole), read("f"));
 }
 
 TEST_F(bufferTest, writeToFileReplacesOrAppends) {
@@ -523,8 +440,7 @@ TEST_F(bufferTest, writeToFileReplacesOrAppends) {
     EXPECT_EQ(read("f"), "abc");
     ASSERT_TRUE(binaryBuffer().writeToFile(at("f"), false));
     EXPECT_EQ(read("f"), "");
-    EXPECT_FALSE(b.writeToFile(file(), false));
-    EXPECT_FALSE(b.writeToFile(file(dir.windowsForm()), false));
+    EXPECT_FALSE(b.writeToFile(file(), false) || b.writeToFile(file(dir.windowsForm()), false));
     vxtest::setMode(dir / "f", 0444); // read-only for everyone, as on Windows
     EXPECT_FALSE(b.writeToFile(at("f"), true));
     EXPECT_EQ(read("f"), "");
@@ -542,7 +458,7 @@ TEST_F(bufferTest, base64FilesAsText) {
     // Only the low byte of each character counts: U+0154 reads as 'T'.
     vx::binaryBufferUtil::readFile(at("out"), L"\u0154WFu", true);
     EXPECT_EQ(read("out"), "Man");
-    vx::binaryBufferUtil::readFile(at("out"), L"", true);
+    vx::binaryBufferUtil::readFile(at("out"), L"", true); // skipped
     EXPECT_EQ(read("out"), "Man");
     vx::binaryBufferUtil::readFile(at("out"), L"", false);
     EXPECT_EQ(read("out"), "");
@@ -551,26 +467,16 @@ TEST_F(bufferTest, base64FilesAsText) {
 // --- gzip -------------------------------------------------------------------------------------------------
 
 TEST(binaryBufferGzip, isGZCompressedLooksAtThreeBytes) {
-    const struct {
-        std::string bytes;
-        bool gzip;
-    } cases[] = {
-        {"", false}, {"\x1F\x8B", false}, {"\x1F\x8B\x08", true}, {"\x1F\x8B\x08rest", true},
-        {"\x1F\x8B\x09", false}, {"\x8B\x1F\x08", false},
+    const struct { std::string bytes; bool gzip; } cases[] = {
+        {"", false}, {"\x1F\x8B", false}, {"\x1F\x8B\x08rest", true}, {"\x1F\x8B\x09", false}, {"\x8B\x1F\x08", false},
     };
     for (const auto& c : cases)
         EXPECT_EQ(bufferOf(c.bytes).isGZCompressed(), c.gzip) << c.bytes.size();
 }
 
 TEST_F(bufferTest, gzipRoundTripsLeaveNoTemporaryFiles) {
-    const struct {
-        const char* name;
-        std::string bytes;
-    } cases[] = {
-        {"empty", ""},
-        {"small", "hello, hello, hello"},
-        {"1 MiB", std::string(1 << 20, 'z') + "end"},
-        {"incompressible", randomBytes(300000, 9)},
+    const struct { const char* name; std::string bytes; } cases[] = {
+        {"empty", ""}, {"1 MiB", std::string(1 << 20, 'z') + "end"}, {"incompressible", randomBytes(300000, 9)},
     };
     for (const auto& c : cases) {
         binaryBuffer b = bufferOf(c.bytes);
@@ -579,8 +485,7 @@ TEST_F(bufferTest, gzipRoundTripsLeaveNoTemporaryFiles) {
         EXPECT_EQ(b.physicalLength(), b.logicalLength()) << c.name;
         EXPECT_EQ(leftovers(), 0u) << c.name;
         ASSERT_TRUE(b.gzUncompress()) << c.name;
-        EXPECT_EQ(contentOf(b), c.bytes) << c.name;
-        EXPECT_EQ(leftovers(), 0u) << c.name;
+        EXPECT_TRUE(bytesOf(b) == c.bytes && leftovers() == 0u) << c.name;
     }
 }
 
@@ -605,18 +510,18 @@ TEST_F(bufferTest, gzUncompressGrowsByTheCompressedSizeThenExactly) {
     const std::uint64_t packed = large.logicalLength();
     ASSERT_GT(packed, 1024u); // every growth by the compressed size is then enough
     ASSERT_TRUE(large.gzUncompress());
-    EXPECT_EQ(contentOf(large), text);
+    EXPECT_EQ(bytesOf(large), text);
     EXPECT_EQ(large.physicalLength(), 2 * packed + (text.size() - 2 * packed + packed - 1) / packed * packed);
 }
 
 TEST_F(bufferTest, gzUncompressPassesPlainDataAndRefusesDamagedData) {
     binaryBuffer plain = bufferOf("not gzip at all");
     ASSERT_TRUE(plain.gzUncompress());
-    EXPECT_EQ(contentOf(plain), "not gzip at all");
+    EXPECT_EQ(bytesOf(plain), "not gzip at all");
 
     binaryBuffer packed = bufferOf(randomBytes(10000, 4));
     ASSERT_TRUE(packed.gzCompress());
-    const std::string gzip = contentOf(packed);
+    const std::string gzip = bytesOf(packed);
     std::string damaged = gzip;
     for (std::size_t i = 20; i < 60; ++i)
         damaged[i] = static_cast<char>(~damaged[i]);
@@ -625,7 +530,7 @@ TEST_F(bufferTest, gzUncompressPassesPlainDataAndRefusesDamagedData) {
         binaryBuffer b = bufferOf(*bytes);
         const std::size_t descriptors = openDescriptors();
         EXPECT_FALSE(b.gzUncompress());
-        EXPECT_TRUE(contentOf(b) == *bytes);
+        EXPECT_TRUE(bytesOf(b) == *bytes);
         EXPECT_EQ(openDescriptors(), descriptors);
     }
     EXPECT_EQ(leftovers(), 0u);
@@ -634,15 +539,13 @@ TEST_F(bufferTest, gzUncompressPassesPlainDataAndRefusesDamagedData) {
 TEST_F(bufferTest, gzUncompressCancelKeepsTheContent) {
     binaryBuffer b = bufferOf(std::string(3000, 'q'));
     ASSERT_TRUE(b.gzCompress());
-    const std::string packed = contentOf(b);
+    const std::string packed = bytesOf(b);
     const std::uint64_t room = b.physicalLength();
     int calls = 0;
     EXPECT_FALSE(b.gzUncompress([&calls] { return ++calls == 2; }));
-    EXPECT_EQ(calls, 2);
-    EXPECT_EQ(contentOf(b), packed);
-    EXPECT_EQ(b.physicalLength(), room);
+    EXPECT_TRUE(calls == 2 && bytesOf(b) == packed && b.physicalLength() == room);
     EXPECT_FALSE(b.gzUncompress([] { return true; }));
-    EXPECT_EQ(contentOf(b), packed);
+    EXPECT_EQ(bytesOf(b), packed);
     EXPECT_EQ(leftovers(), 0u);
     // Asked once per block of 1024 bytes, and a callback may itself uncompress.
     calls = 0;
@@ -652,7 +555,7 @@ TEST_F(bufferTest, gzUncompressCancelKeepsTheContent) {
         return ++calls < 0;
     }));
     EXPECT_EQ(calls, 3);
-    EXPECT_EQ(contentOf(b), std::string(3000, 'q'));
+    EXPECT_EQ(bytesOf(b), std::string(3000, 'q'));
 }
 
 #ifndef _WIN32 // a child process with a file-size limit, as another user
@@ -662,10 +565,10 @@ TEST_F(bufferTest, gzipCodecsFailAndKeepTheContentWhereTemporaryFilesCannotBeMad
         binaryBuffer b(64);
         b.write("content", 7);
         check(errors, !b.gzCompress(), "gzCompress succeeded");
-        check(errors, contentOf(b) == "content" && b.physicalLength() == 64, "gzCompress lost the content");
+        check(errors, bytesOf(b) == "content" && b.physicalLength() == 64, "gzCompress lost the content");
         binaryBuffer packed = bufferOf("\x1F\x8B\x08");
         check(errors, !packed.gzUncompress(), "gzUncompress succeeded");
-        check(errors, contentOf(packed) == "\x1F\x8B\x08", "gzUncompress lost the content");
+        check(errors, bytesOf(packed) == "\x1F\x8B\x08", "gzUncompress lost the content");
     });
     EXPECT_EQ(report, "");
 }
@@ -678,8 +581,8 @@ TEST_F(bufferTest, aFullDiskFailsWithoutLosingTheCallersData) {
     const std::string report = inChild(temp(), 65536, false, [&](std::string& errors) {
         binaryBuffer big = bufferOf(bigText);
         check(errors, !big.writeToFile(target, false), "writing 100000 bytes succeeded");
-        check(errors, !big.gzCompress() && contentOf(big) == bigText, "gzCompress of 100000 bytes");
-        check(errors, !big.gzUncompress() && contentOf(big) == bigText, "gzUncompress of 100000 bytes");
+        check(errors, !big.gzCompress() && bytesOf(big) == bigText, "gzCompress of 100000 bytes");
+        check(errors, !big.gzUncompress() && bytesOf(big) == bigText, "gzUncompress of 100000 bytes");
         check(errors, !big.writeToFile(keep, true), "appending beyond the limit succeeded");
         // The plain copy fits, its gzip form (incompressible, a little longer) does not: the
         // content comes back from the plain copy.
@@ -687,10 +590,10 @@ TEST_F(bufferTest, aFullDiskFailsWithoutLosingTheCallersData) {
         binaryBuffer b(100000);
         b.write(edge.data(), edge.size());
         check(errors, !b.gzCompress(), "gzCompress beyond the limit succeeded");
-        check(errors, contentOf(b) == edge, "gzCompress lost the content");
+        check(errors, bytesOf(b) == edge, "gzCompress lost the content");
         check(errors, b.physicalLength() == edge.size(), "the content was not read back from the plain copy");
         binaryBuffer small = bufferOf(smallText);
-        check(errors, small.gzCompress() && small.gzUncompress() && contentOf(small) == smallText,
+        check(errors, small.gzCompress() && small.gzUncompress() && bytesOf(small) == smallText,
               "a round trip within the limit failed");
     });
     EXPECT_EQ(report, "");
@@ -714,20 +617,19 @@ TEST_F(bufferTest, vxcompressMakesAZlibStreamThatInflates) {
     // The deflate data in a gzip frame (header, data, CRC-32, size) inflates to the bytes.
     std::string gzip("\x1F\x8B\x08\0\0\0\0\0\0\x03", 10);
     gzip.append(reinterpret_cast<const char*>(packed.data()) + 2, length - 6);
-    const std::uint32_t crc = ~referenceCrc(data.data(), data.size()), size = static_cast<std::uint32_t>(data.size());
+    const std::uint32_t crc = vxtest::referenceCrc(data), size = static_cast<std::uint32_t>(data.size());
     for (std::uint32_t value : {crc, size})
         for (int i = 0; i < 4; ++i)
             gzip += static_cast<char>(value >> (8 * i));
     binaryBuffer b = bufferOf(gzip);
     ASSERT_TRUE(b.gzUncompress());
-    EXPECT_EQ(contentOf(b), data);
+    EXPECT_EQ(bytesOf(b), data);
 
     unsigned long tooSmall = 10;
     EXPECT_EQ(vx::vxcompress(packed.data(), &tooSmall, reinterpret_cast<const unsigned char*>(data.data()),
                              static_cast<unsigned long>(data.size())),
               vx::vxcompressNoRoom);
     EXPECT_EQ(vx::vxcompress(nullptr, &length, nullptr, 0), vx::vxcompressNoRoom);
-    EXPECT_EQ(vx::vxcompress(packed.data(), nullptr, nullptr, 0), vx::vxcompressNoRoom);
     EXPECT_EQ(vx::vxcompress(packed.data(), &length, nullptr, 5), vx::vxcompressNoRoom);
     length = static_cast<unsigned long>(packed.size());
     EXPECT_EQ(vx::vxcompress(packed.data(), &length, nullptr, 0), vx::vxcompressOk);

@@ -52,10 +52,7 @@ TEST(Date, ConstructionClampsAsTabled) {
     EXPECT_EQ(date::minDate().word(), 6484225u);
     EXPECT_EQ(date::tessaroIniDate().word(), 7782657u);
     EXPECT_EQ(date::maxDate(), date(65535, 12, 31));
-    EXPECT_EQ(date::maxYear(), 65535u);
-    EXPECT_EQ(date().month(), 1u);
-    EXPECT_EQ(date().dayOfMonth(), 1u);
-    EXPECT_EQ(date().year(), date::today().year());
+    EXPECT_EQ(date(), date(date::today().year(), 1, 1));
 }
 
 // Every day from 1583 to 9999 against a running count: weekday, day of year, leap years, the
@@ -93,15 +90,7 @@ TEST(Date, CalendarFactsAgainstARunningCount) {
     }
 }
 
-TEST(Date, WeekRuleAtYearEnds) {
-    struct row { unsigned y, m, d, week; };
-    const row rows[] = {
-        {2024, 1, 1, 1},   {2021, 1, 1, 1},   {2020, 12, 31, 1}, {2021, 1, 3, 1},  {2021, 1, 4, 1},
-        {2021, 1, 11, 2},  {2023, 1, 1, 52},  {2022, 1, 2, 52},  {2024, 12, 30, 1}, {2015, 12, 31, 1},
-        {2016, 1, 3, 1},   {2026, 12, 31, 1}, {2027, 1, 1, 1},   {2018, 12, 30, 52},
-    };
-    for (const row& r : rows)
-        EXPECT_EQ(date(r.y, r.m, r.d).weekOfYear(), r.week) << r.y << "-" << r.m << "-" << r.d;
+TEST(Date, WeekOfYearZero) {
     // Year 0 has no year before it; its first days take the week of its own last day.
     EXPECT_GE(date(0, 1, 1).weekOfYear(), 1u);
 }
@@ -109,7 +98,6 @@ TEST(Date, WeekRuleAtYearEnds) {
 TEST(Date, WeekdayFailsForMonthZero) {
     expectThrowsFalse([] { date(2024, 0, 1).dayOfWeek(); }, "month 0");
     EXPECT_EQ(date(2024, 0, 8).weekOfYear(), 2u); // asks only for the weekday of January 1
-    EXPECT_EQ(date(2024, 1, 1).dayOfWeek(), date::monday);
     EXPECT_EQ(date(2024, 1, 0).dayOfWeek(), date::sunday); // the day before the first
 }
 
@@ -133,16 +121,15 @@ TEST(Date, NthWeekdayAnswersOnlyTheFirst) {
 
 TEST(Date, Neighbours) {
     const date wed(2024, 5, 15);
-    EXPECT_EQ(wed.nextWeekday(date::friday), date(2024, 5, 17));
-    EXPECT_EQ(wed.nextWeekday(date::wednesday), date(2024, 5, 22));
-    EXPECT_EQ(wed.prevWeekday(date::monday), date(2024, 5, 13));
-    EXPECT_EQ(wed.prevWeekday(date::wednesday), date(2024, 5, 8));
-    EXPECT_EQ(wed.nextYearStart(), date(2025, 1, 1));
-    EXPECT_EQ(wed.nextYearEnd(), date(2024, 12, 31));
-    EXPECT_EQ(wed.prevYearStart(), date(2024, 1, 1));
-    EXPECT_EQ(wed.prevYearEnd(), date(2023, 12, 31));
-    EXPECT_EQ(date(65535, 3, 1).nextYearStart(), date(65535, 1, 1));
-    EXPECT_EQ(date(0, 3, 1).prevYearEnd(), date(0, 1, 1));
+    const std::pair<date, date> rows[] = {
+        {wed.nextWeekday(date::friday), date(2024, 5, 17)}, {wed.nextWeekday(date::wednesday), date(2024, 5, 22)},
+        {wed.prevWeekday(date::monday), date(2024, 5, 13)}, {wed.prevWeekday(date::wednesday), date(2024, 5, 8)},
+        {wed.nextYearStart(), date(2025, 1, 1)},            {wed.nextYearEnd(), date(2024, 12, 31)},
+        {wed.prevYearStart(), date(2024, 1, 1)},            {wed.prevYearEnd(), date(2023, 12, 31)},
+        {date(65535, 3, 1).nextYearStart(), date(65535, 1, 1)}, {date(0, 3, 1).prevYearEnd(), date(0, 1, 1)},
+    };
+    for (const auto& [got, expected] : rows)
+        EXPECT_EQ(got, expected) << show(expected);
 }
 
 TEST(Date, DurationsAtMonthEndsAndLeapDays) {
@@ -157,8 +144,6 @@ TEST(Date, DurationsAtMonthEndsAndLeapDays) {
         {date(2024, 3, 31), &oneMonth, false, date(2024, 2, 29)},
         {date(2023, 11, 15), &fourteenMonths, true, date(2025, 1, 15)},
         {date(2023, 3, 15), &threeMonths, false, date(2022, 12, 15)},
-        {date(2023, 12, 15), &oneMonth, true, date(2024, 1, 15)},
-        {date(2024, 1, 15), &oneMonth, false, date(2023, 12, 15)},
         {date(2024, 2, 29), &oneYear, true, date(2025, 2, 28)},
         {date(2024, 2, 29), &fourYears, false, date(2020, 2, 29)},
         {date(2023, 12, 31), &oneDay, true, date(2024, 1, 1)},
@@ -273,29 +258,17 @@ TEST(Date, FromString) {
         {L"12abc/1/1", L"/", true, date(12, 1, 1)},
         {L"70000/1/1", L"/", true, date(65535, 1, 1)},
         {L"2023 / 2 / 3", L"/", true, date(2023, 2, 3)},
-        {L"2023/13/1", L"/", false, date()},
-        {L"2023/0/1", L"/", false, date()},
-        {L"2023/1/32", L"/", false, date()},
-        {L"2023/1/0", L"/", false, date()},
-        {L"2023/-1/1", L"/", false, date()},
-        {L"2023/1", L"/", false, date()},
-        {L"2023/1/1/1", L"/", false, date()},
-        {L"x/1/1", L"/", false, date()},
-        {L"2023/1/", L"/", false, date()},
-        {L"", L"/", false, date()},
-        {L"2023/1/1", nullptr, false, date()},
-        {L"2023/1/1", L"-", false, date()},
+        {L"2023/13/1", L"/", false, date()}, {L"2023/0/1", L"/", false, date()}, {L"2023/1/32", L"/", false, date()},
+        {L"2023/1/0", L"/", false, date()},  {L"2023/-1/1", L"/", false, date()}, {L"2023/1", L"/", false, date()},
+        {L"2023/1/1/1", L"/", false, date()}, {L"x/1/1", L"/", false, date()},   {L"2023/1/", L"/", false, date()},
+        {L"", L"/", false, date()},          {L"2023/1/1", nullptr, false, date()}, {L"2023/1/1", L"-", false, date()},
         {L"'\"", L"/", false, date()},
     };
     for (const row& r : rows) {
-        try {
-            const date d = date::fromString(r.text, r.separators);
-            EXPECT_TRUE(r.ok) << show(r.text);
-            EXPECT_EQ(d, r.expected) << show(r.text);
-        } catch (bool value) {
-            EXPECT_FALSE(value);
-            EXPECT_FALSE(r.ok) << show(r.text);
-        }
+        if (r.ok)
+            EXPECT_EQ(date::fromString(r.text, r.separators), r.expected) << show(r.text);
+        else
+            expectThrowsFalse([&] { date::fromString(r.text, r.separators); }, show(r.text).c_str());
     }
     EXPECT_EQ(date::fromString(L"ToDay", L"/"), date::today());
     EXPECT_EQ(date::fromString(L"TOMORROW", nullptr), date::today() + vx::days(1));
@@ -304,22 +277,16 @@ TEST(Date, FromString) {
 TEST(Date, TextAndTm) {
     using vx::typeconvert::dtconvert;
     vx::string text;
-    EXPECT_TRUE(dtconvert(text, date(2024, 2, 29)));
-    EXPECT_EQ(text, L"2024/02/29");
-    EXPECT_TRUE(dtconvert(text, date(12, 1, 5)));
-    EXPECT_EQ(text, L"0012/01/05");
+    EXPECT_TRUE(dtconvert(text, date(12, 1, 5)) && text == L"0012/01/05");
     date d(2000, 1, 1);
-    EXPECT_TRUE(dtconvert(d, vx::string(L"1999/12/31")));
-    EXPECT_EQ(d, date(1999, 12, 31));
+    EXPECT_TRUE(dtconvert(d, vx::string(L"1999/12/31")) && d == date(1999, 12, 31));
     EXPECT_FALSE(dtconvert(d, vx::string(L"1999-12-30")));
     EXPECT_EQ(d, date(1999, 12, 31));
 
     std::tm tm{};
     tm.tm_hour = 7;
     date(2024, 2, 29).toTm(&tm);
-    EXPECT_EQ(tm.tm_year, 124);
-    EXPECT_EQ(tm.tm_mon, 1);
-    EXPECT_EQ(tm.tm_mday, 29);
+    EXPECT_TRUE(tm.tm_year == 124 && tm.tm_mon == 1 && tm.tm_mday == 29);
     EXPECT_EQ(tm.tm_hour, 7); // other fields stay
     EXPECT_EQ(date::fromTm(&tm), date(2024, 2, 29));
     expectThrowsFalse([] { date(2024, 1, 1).toTm(nullptr); }, "toTm(null)");

@@ -12,13 +12,10 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <csignal>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
-#include <random>
 #include <set>
 #include <string>
 #include <sys/stat.h>
@@ -34,32 +31,14 @@ using vx::string;
 namespace {
 
 using scopedEnv = vxtest::scopedEnvironment;
+using vxtest::randomBytes;
 using vxtest::show;
-
-// The CRC-32 bit by bit, independent of any table.
-std::uint32_t referenceCrc(const std::string& bytes) {
-    std::uint32_t crc = 0xFFFFFFFFu;
-    for (unsigned char b : bytes) {
-        crc ^= b;
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1) ? (crc >> 1) ^ 0xEDB88320u : crc >> 1;
-    }
-    return ~crc;
-}
 
 // Sets the length of a file; false where the file system cannot hold it.
 bool resize(const std::string& native, std::uintmax_t size) {
     std::error_code error;
     std::filesystem::resize_file(native, size, error);
     return !error;
-}
-
-std::string randomBytes(std::size_t size, unsigned seed) {
-    std::mt19937 generator(seed);
-    std::string bytes(size, '\0');
-    for (auto& b : bytes)
-        b = static_cast<char>(generator() & 0xFF);
-    return bytes;
 }
 
 // Each test works in a fresh temporary directory, with the default drive table ("C:" is "/"),
@@ -146,10 +125,8 @@ TEST_F(fileTest, changeAndTheAccessTestsFollowTheOwnersBits) {
         EXPECT_EQ(ownerBits("f"), bits) << mode;
         const bool readable = bits & 0400, writeable = bits & 0200;
         EXPECT_EQ(f.accessMode(), (readable ? file::accessRead : 0) | (writeable ? file::accessWrite : 0)) << mode;
-        EXPECT_EQ(f.isReadable(), readable) << mode;
-        EXPECT_EQ(f.check(file::accessRead), readable) << mode;
-        EXPECT_EQ(f.isWriteable(), writeable) << mode;
-        EXPECT_EQ(f.check(file::accessWrite), writeable) << mode;
+        EXPECT_TRUE(f.isReadable() == readable && f.check(file::accessRead) == readable) << mode;
+        EXPECT_TRUE(f.isWriteable() == writeable && f.check(file::accessWrite) == writeable) << mode;
         EXPECT_EQ(f.check(file::accessReadWrite), readable && writeable) << mode;
         EXPECT_TRUE(f.check(file::accessNone) && !f.check(file::accessMissing)) << mode;
     }
@@ -179,8 +156,7 @@ TEST_F(fileTest, createMakesANewFileWithTheOwnersBits) {
         std::filesystem::remove(native("c"));
     }
     mTemp.makeDirs("d");
-    EXPECT_FALSE(at(L"d").create(file::accessRead));
-    EXPECT_FALSE(at(L"nodir\\x").create(file::accessReadWrite));
+    EXPECT_FALSE(at(L"d").create(file::accessRead) || at(L"nodir\\x").create(file::accessReadWrite));
 }
 
 #ifndef _WIN32
@@ -253,20 +229,14 @@ TEST_F(fileTest, theRightToWriteIsTheReadOnlyAttribute) {
 TEST_F(fileTest, copyMoveAndRemove) {
     write("src", "source bytes", 0640);
     write("dst", "old");
-    EXPECT_FALSE(at(L"src").copy(at(L"dst"), false));
-    EXPECT_EQ(read("dst"), "old");
-    EXPECT_TRUE(at(L"src").copy(at(L"dst"), true));
-    EXPECT_EQ(read("dst"), "source bytes");
-    EXPECT_TRUE(at(L"src").copy(at(L"new"), false));
-    EXPECT_EQ(read("new"), "source bytes");
-    EXPECT_EQ(ownerBits("new"), 0600);
+    EXPECT_TRUE(!at(L"src").copy(at(L"dst"), false) && read("dst") == "old");
+    EXPECT_TRUE(at(L"src").copy(at(L"dst"), true) && read("dst") == "source bytes");
+    EXPECT_TRUE(at(L"src").copy(at(L"new"), false) && read("new") == "source bytes" && ownerBits("new") == 0600);
     // A read-only target is not replaced; a missing source copies nothing; onto itself, in any
     // case, the source survives.
     write("ro", "keep", 0400);
-    EXPECT_FALSE(at(L"src").copy(at(L"ro"), true));
-    EXPECT_EQ(read("ro"), "keep");
-    EXPECT_FALSE(at(L"missing").copy(at(L"x"), true));
-    EXPECT_FALSE(present("x"));
+    EXPECT_TRUE(!at(L"src").copy(at(L"ro"), true) && read("ro") == "keep");
+    EXPECT_FALSE(at(L"missing").copy(at(L"x"), true) || present("x"));
     EXPECT_FALSE(at(L"src").copy(at(L"SRC"), true));
     EXPECT_EQ(read("src"), "source bytes");
 
@@ -275,19 +245,13 @@ TEST_F(fileTest, copyMoveAndRemove) {
     write("b", "bb");
     mTemp.makeDirs("d");
     const file a = at(L"a");
-    EXPECT_FALSE(a.move(at(L"b")));
-    EXPECT_EQ(read("b"), "bb");
-    EXPECT_TRUE(a.move(at(L"d\\moved")));
-    EXPECT_EQ(a.fullName(), mWin + L"\\a");
-    EXPECT_EQ(read("d/moved"), "aa");
-    EXPECT_FALSE(present("a"));
+    EXPECT_TRUE(!a.move(at(L"b")) && read("b") == "bb");
+    EXPECT_TRUE(a.move(at(L"d\\moved")) && a.fullName() == mWin + L"\\a");
+    EXPECT_TRUE(read("d/moved") == "aa" && !present("a"));
     EXPECT_FALSE(a.move(at(L"c")));
 
-    EXPECT_TRUE(at(L"b").remove());
-    EXPECT_FALSE(present("b"));
-    EXPECT_FALSE(at(L"b").remove());
-    EXPECT_FALSE(at(L"ro").remove());
-    EXPECT_FALSE(at(L"d").remove());
+    EXPECT_TRUE(at(L"b").remove() && !present("b"));
+    EXPECT_FALSE(at(L"b").remove() || at(L"ro").remove() || at(L"d").remove());
     EXPECT_TRUE(present("ro") && present("d"));
 }
 
@@ -297,17 +261,13 @@ TEST_F(fileTest, renameTakesTheNewNameOnlyOnSuccess) {
     mTemp.makeDirs("d");
     file f = at(L"a.txt");
     EXPECT_FALSE(f.rename(L"B.TXT")); // an existing file in any case counts
-    EXPECT_EQ(f.fullName(), mWin + L"\\a.txt");
-    EXPECT_EQ(read("b.txt"), "b");
+    EXPECT_TRUE(f.fullName() == mWin + L"\\a.txt" && read("b.txt") == "b");
     EXPECT_TRUE(f.rename(L"c.txt"));
-    EXPECT_EQ(f.fullName(), mWin + L"\\c.txt");
-    EXPECT_TRUE(read("c.txt") == "a" && !present("a.txt"));
+    EXPECT_TRUE(f.fullName() == mWin + L"\\c.txt" && read("c.txt") == "a" && !present("a.txt"));
     EXPECT_TRUE(f.rename(L"d/../d\\e.txt")); // normalised in the old directory
-    EXPECT_EQ(f.fullName(), mWin + L"\\d\\e.txt");
-    EXPECT_EQ(read("d/e.txt"), "a");
+    EXPECT_TRUE(f.fullName() == mWin + L"\\d\\e.txt" && read("d/e.txt") == "a");
     file missing = at(L"m");
-    EXPECT_FALSE(missing.rename(L"n"));
-    EXPECT_EQ(missing.fullName(), mWin + L"\\m");
+    EXPECT_TRUE(!missing.rename(L"n") && missing.fullName() == mWin + L"\\m");
 }
 
 TEST_F(fileTest, setExtensionRenamesToTheBareNameAndTheExtension) {
@@ -318,9 +278,8 @@ TEST_F(fileTest, setExtensionRenamesToTheBareNameAndTheExtension) {
     for (const auto& c : cases) {
         write("a.b.c", "abc");
         file f = at(L"a.b.c");
-        EXPECT_TRUE(f.setExtension(c.ext, c.lastDot)) << c.expected;
+        EXPECT_TRUE(f.setExtension(c.ext, c.lastDot) && read(c.expected) == "abc") << c.expected;
         EXPECT_EQ(f.fullName(), windowsForm(native(c.expected)));
-        EXPECT_EQ(read(c.expected), "abc");
         std::filesystem::remove(native(c.expected));
     }
 }
@@ -333,8 +292,7 @@ TEST_F(fileTest, sizeIsA32BitValue) {
         EXPECT_EQ(at(L"f").size(), n);
     }
     mTemp.makeDirs("d");
-    EXPECT_EQ(at(L"missing").size(), 0u);
-    EXPECT_EQ(at(L"d").size(), 0u);
+    EXPECT_TRUE(at(L"missing").size() == 0u && at(L"d").size() == 0u);
     // 4 GiB and more are reported modulo 2^32 (a sparse file takes no room).
     write("big", "");
     if (!resize(native("big"), (1ULL << 32) + 5))
@@ -349,8 +307,7 @@ TEST_F(fileTest, timesKeepTheLow32BitsSignExtendedAndCopyAlongWithTheRights) {
     struct stat info;
     ASSERT_EQ(::stat(native("f").c_str(), &info), 0);
     EXPECT_EQ(at(L"f").creationTime(), info.st_ctime); // the status-change time (Windows: the creation time)
-    EXPECT_EQ(at(L"m").creationTime(), 0);
-    EXPECT_EQ(at(L"m").lastModificationTime(), 0);
+    EXPECT_TRUE(at(L"m").creationTime() == 0 && at(L"m").lastModificationTime() == 0);
     const std::pair<std::int64_t, std::int64_t> cases[] = {
         {1000000000, 1000000000}, {(1LL << 32) + 5, 5},           {0xFFFFFFFFLL, -1},
         {0x80000000LL, -2147483648LL}, {0x7FFFFFFFLL, 0x7FFFFFFFLL}, {-(1LL << 40) + 77, 77},
@@ -359,13 +316,11 @@ TEST_F(fileTest, timesKeepTheLow32BitsSignExtendedAndCopyAlongWithTheRights) {
         EXPECT_TRUE(at(L"f").setLastModificationTime(given)) << given;
         EXPECT_EQ(at(L"f").lastModificationTime(), stored) << given;
     }
-    EXPECT_FALSE(at(L"m").setLastModificationTime(1000));
-    EXPECT_FALSE(present("m"));
+    EXPECT_FALSE(at(L"m").setLastModificationTime(1000) || present("m"));
     // A read-only file keeps its time, and the answer is still true.
     write("ro", "x", 0400);
     const std::int64_t before = at(L"ro").lastModificationTime();
-    EXPECT_TRUE(at(L"ro").setLastModificationTime(12345));
-    EXPECT_EQ(at(L"ro").lastModificationTime(), before);
+    EXPECT_TRUE(at(L"ro").setLastModificationTime(12345) && at(L"ro").lastModificationTime() == before);
 
     // setFilePropsLike copies times and rights and checks nothing.
     write("model", "m", 0600);
@@ -373,19 +328,16 @@ TEST_F(fileTest, timesKeepTheLow32BitsSignExtendedAndCopyAlongWithTheRights) {
     std::filesystem::permissions(native("model"), std::filesystem::perms::owner_read);
     write("f", "f", 0644);
     EXPECT_TRUE(at(L"f").setFilePropsLike(at(L"model")));
-    EXPECT_EQ(at(L"f").lastModificationTime(), 1234567);
-    EXPECT_EQ(ownerBits("f"), 0400);
+    EXPECT_TRUE(at(L"f").lastModificationTime() == 1234567 && ownerBits("f") == 0400);
     // A missing model or a missing file changes nothing, and the answer is true.
-    EXPECT_TRUE(at(L"f").setFilePropsLike(at(L"missing")));
-    EXPECT_EQ(ownerBits("f"), 0400);
-    EXPECT_TRUE(at(L"missing").setFilePropsLike(at(L"f")));
-    EXPECT_FALSE(present("missing"));
+    EXPECT_TRUE(at(L"f").setFilePropsLike(at(L"missing")) && ownerBits("f") == 0400);
+    EXPECT_TRUE(at(L"missing").setFilePropsLike(at(L"f")) && !present("missing"));
 }
 
 // --- contents: appendTo moves whole items of two bytes; the CRC-32 at every length; identity -------------
 
 TEST_F(fileTest, appendToMovesWholeItemsOfTwoBytesAndFailsCleanly) {
-    for (const std::size_t size : {0u, 1u, 2u, 3u, 2048u, 2049u, 5001u, 100000u}) {
+    for (const std::size_t size : {0u, 1u, 3u, 2049u, 100000u}) {
         const std::string bytes = randomBytes(size, static_cast<unsigned>(size));
         write("src", bytes);
         write("dst", "head");
@@ -394,59 +346,45 @@ TEST_F(fileTest, appendToMovesWholeItemsOfTwoBytesAndFailsCleanly) {
         EXPECT_EQ(read("src"), bytes);
     }
     write("src", "abc");
-    EXPECT_TRUE(at(L"src").appendTo(at(L"new"))); // a missing target is made
-    EXPECT_EQ(read("new"), "ab");
+    EXPECT_TRUE(at(L"src").appendTo(at(L"new")) && read("new") == "ab"); // a missing target is made
     // Onto itself, in any case, it doubles once and ends.
     write("self", "12345");
-    EXPECT_TRUE(at(L"self").appendTo(at(L"self")));
-    EXPECT_EQ(read("self"), "123451234");
+    EXPECT_TRUE(at(L"self").appendTo(at(L"self")) && read("self") == "123451234");
     const std::string big = randomBytes(300000, 7);
     write("big", big);
-    EXPECT_TRUE(at(L"big").appendTo(at(L"BIG")));
-    EXPECT_EQ(read("big"), big + big);
+    EXPECT_TRUE(at(L"big").appendTo(at(L"BIG")) && read("big") == big + big);
 
     // A failure touches nothing it cannot use.
     write("src", "abcd");
     write("ro", "keep", 0400);
     mTemp.makeDirs("d");
-    EXPECT_FALSE(at(L"missing").appendTo(at(L"out")));
 #ifndef _WIN32 // every file can be read on Windows
     write("unreadable", "abcd", 0200);
     EXPECT_FALSE(at(L"unreadable").appendTo(at(L"out")));
 #endif
-    EXPECT_FALSE(present("out"));
-    EXPECT_FALSE(at(L"src").appendTo(at(L"ro")));
+    EXPECT_FALSE(at(L"missing").appendTo(at(L"out")) || present("out"));
+    EXPECT_FALSE(at(L"src").appendTo(at(L"ro")) || at(L"d").appendTo(at(L"out")) || at(L"src").appendTo(at(L"d")) ||
+                 at(L"src").appendTo(at(L"nodir\\out")));
     EXPECT_EQ(read("ro"), "keep");
-    EXPECT_FALSE(at(L"d").appendTo(at(L"out")));
-    EXPECT_FALSE(at(L"src").appendTo(at(L"d")));
-    EXPECT_FALSE(at(L"src").appendTo(at(L"nodir\\out")));
 }
 
 TEST_F(fileTest, getCrc32MatchesTheBitwiseDefinitionAndFailsOnWhatItCannotRead) {
-    EXPECT_EQ(referenceCrc("123456789"), 0xCBF43926u);
-    EXPECT_EQ(referenceCrc("The quick brown fox jumps over the lazy dog"), 0x414FA339u);
-    // Every length up to 40 covers each tail of the eight-byte steps; the large sizes cross the
-    // 512 KiB read blocks, end on one, and just before and after one.
-    std::vector<std::size_t> sizes{524287u, 524288u, 524289u, 3u * 524288u + 12345u};
-    for (std::size_t n = 0; n <= 40; ++n)
-        sizes.push_back(n);
+    // The sizes cross the 512 KiB read blocks, end on one, and just before and after one.
     const std::string data = randomBytes(3 * 524288 + 12345, 42);
-    for (std::size_t n : sizes) {
+    for (std::size_t n : {0u, 1u, 17u, 524287u, 524288u, 524289u, 3u * 524288u + 12345u}) {
         write("f", data.substr(0, n));
         unsigned long crc = 0x5A5A;
         ASSERT_TRUE(at(L"f").getCrc32(crc)) << n;
-        EXPECT_EQ(crc, referenceCrc(data.substr(0, n))) << n;
+        EXPECT_EQ(crc, vxtest::referenceCrc(data.substr(0, n))) << n;
     }
 
     unsigned long crc = 0x5A5A;
     mTemp.makeDirs("d");
-    EXPECT_FALSE(at(L"missing").getCrc32(crc));
-    EXPECT_FALSE(at(L"d").getCrc32(crc));
+    EXPECT_FALSE(at(L"missing").getCrc32(crc) || at(L"d").getCrc32(crc));
     EXPECT_EQ(crc, 0x5A5Au) << "a missing file leaves crc unwritten";
 #ifndef _WIN32 // every file can be read on Windows
     write("unreadable", "data", 0200);
-    EXPECT_FALSE(at(L"unreadable").getCrc32(crc));
-    EXPECT_EQ(crc, 0u) << "a file that cannot be opened gives 0";
+    EXPECT_TRUE(!at(L"unreadable").getCrc32(crc) && crc == 0u) << "a file that cannot be opened gives 0";
 #endif
 }
 
@@ -482,8 +420,7 @@ TEST_F(fileTest, versionQueriesAnswerFalseWithoutAResource) {
         EXPECT_FALSE(f.getFixedFileVersion(v) || f.getFixedProductVersion(v));
         EXPECT_FALSE(f.getFixedFileVersionString(fileText, 3) ||
                      f.getFixedProductVersionString(productText, 0xFFFFFFFFu));
-        EXPECT_EQ(a + b + c + d, 10u) << "not written";
-        EXPECT_EQ(v, vx::version(5, 6, 7, 8));
+        EXPECT_TRUE(a + b + c + d == 10u && v == vx::version(5, 6, 7, 8)) << "not written";
         EXPECT_EQ(fileText + productText, L"") << "texts are emptied";
     }
 }
@@ -524,8 +461,7 @@ TEST_F(fileTest, generateRandomFileReservesANewEmptyFile) {
                c = file::generateRandomFile(dir, L"");
     const string stem = string::sformat(L"%lu_", vx::getCurrentThreadId());
     for (const file* f : {&a, &b, &c}) {
-        EXPECT_TRUE(f->exists()) << show(f->fullName());
-        EXPECT_EQ(f->size(), 0u);
+        EXPECT_TRUE(f->exists() && f->size() == 0u) << show(f->fullName());
         EXPECT_EQ(f->entryName().path(0), mWin + L"\\");
         const string name = f->entryName().name(vx::fsEntryName::noExtension);
         EXPECT_EQ(name.substr(0, stem.size()), stem) << show(name);
@@ -543,8 +479,7 @@ TEST_F(fileTest, generateRandomFileReservesANewEmptyFile) {
     for (long long t = now - 1; t < now + 40; ++t)
         mTemp.makeDirs("t/" + utf8(stem) + std::to_string(t));
     const file f = file::generateRandomFile(vx::directory(), L"");
-    EXPECT_EQ(f.entryName().path(0), mWin + L"\\t\\");
-    EXPECT_TRUE(f.exists()) << show(f.fullName());
+    EXPECT_TRUE(f.entryName().path(0) == mWin + L"\\t\\" && f.exists()) << show(f.fullName());
     // Where nothing can be made it gives up, with an empty name.
     EXPECT_TRUE(file::generateRandomFile(vx::directory(mWin + L"\\missing"), L"x").fullName().empty());
     EXPECT_FALSE(present("missing"));
@@ -558,9 +493,7 @@ TEST_F(fileTest, generateRandomFileIsSafeAcrossThreads) {
             names[t * 25 + i] = file::generateRandomFile(dir, L"r").fullName();
     });
     const std::set<string> distinct(names.begin(), names.end());
-    EXPECT_EQ(distinct.size(), names.size());
-    EXPECT_EQ(distinct.count(string()), 0u);
-    EXPECT_EQ(entries(), names.size());
+    EXPECT_TRUE(distinct.size() == names.size() && distinct.count(string()) == 0u && entries() == names.size());
 }
 
 // --- names the system finds hard: blanks and beyond ASCII, bytes that are not UTF-8, NUL, length -------
@@ -584,8 +517,8 @@ TEST_F(fileTest, namesWithBlanksQuotesAndCharactersBeyondAscii) {
     const auto get = [&](const string& name) { return read(utf8(name)); };
     const wchar_t* const special = L"a*b#c";
 #endif
-    for (const wchar_t* text : {L"with blanks .txt", L"it's a 'quote'", L"\u00e4\u00f6\u00fc \u20ac \u65e5\u672c.txt",
-                                L"\U0001F600", L"semi;colon & percent %x", special}) {
+    for (const wchar_t* text : {L"it's a 'quote' .txt", L"\u00e4\u00f6\u00fc \u20ac \u65e5\u672c.txt", L"\U0001F600",
+                                L"semi;colon & percent %x", special}) {
         const string name = text, copy = name + L" copy", renamed = name + L" renamed";
         file f = at(name);
         EXPECT_TRUE(f.create(file::accessReadWrite) && has(name) && f.exists()) << show(name);
@@ -602,13 +535,9 @@ TEST_F(fileTest, namesWithBlanksQuotesAndCharactersBeyondAscii) {
 TEST_F(fileTest, aNativeNameThatIsNotUtf8) {
     write("bad\xff\xfe.bin", "123456789");
     file f = at(L"bad\xdcff\xdcfe.bin"); // each byte of an invalid sequence stands as U+DC80 + byte
-    EXPECT_TRUE(f.exists());
-    EXPECT_EQ(f.size(), 9u);
     unsigned long crc = 0;
-    EXPECT_TRUE(f.getCrc32(crc));
-    EXPECT_EQ(crc, 0xCBF43926u);
-    EXPECT_TRUE(f.setExtension(L"dat", true));
-    EXPECT_TRUE(present("bad\xff\xfe.dat"));
+    EXPECT_TRUE(f.exists() && f.size() == 9u && f.getCrc32(crc) && crc == 0xCBF43926u);
+    EXPECT_TRUE(f.setExtension(L"dat", true) && present("bad\xff\xfe.dat"));
     EXPECT_TRUE(f.rename(L"good.dat"));
     EXPECT_TRUE(at(L"good.dat").copy(at(L"\xdc80"), false));
     EXPECT_EQ(read("\x80"), "123456789");
@@ -621,9 +550,8 @@ TEST_F(fileTest, aNameHoldingANullNamesNothing) {
     const file f = at(string(L"a\0b", 3)), a = at(L"a");
     EXPECT_EQ(f.fullName().size(), mWin.size() + 4);
     EXPECT_FALSE(f.exists() || f.create(file::accessReadWrite) || f.isWriteable() || f.remove());
-    EXPECT_EQ(f.accessMode(), file::accessMissing);
     EXPECT_FALSE(f.appendTo(a) || a.appendTo(f) || a.copy(f, true) || a.move(f));
-    EXPECT_EQ(f.size(), 0u);
+    EXPECT_TRUE(f.accessMode() == file::accessMissing && f.size() == 0u);
     file g = a;
     EXPECT_FALSE(g.rename(string(L"x\0y", 3)));
     // The part before the null is never taken for the name.
@@ -642,14 +570,12 @@ TEST_F(fileTest, namesLongerThanTheSystemAllows) {
         const file s = at(L"short");
         unsigned long crc = 7;
         EXPECT_FALSE(f.exists() || f.create(file::accessReadWrite) || f.isWriteable() || f.getCrc32(crc));
-        EXPECT_EQ(f.accessMode(), file::accessMissing);
-        EXPECT_EQ(f.size(), 0u);
+        EXPECT_TRUE(f.accessMode() == file::accessMissing && f.size() == 0u);
         EXPECT_FALSE(s.copy(f, true) || s.appendTo(f));
     }
     file s = at(L"short");
     EXPECT_FALSE(s.rename(longComponent));
-    EXPECT_EQ(s.fullName(), mWin + L"\\short");
-    EXPECT_EQ(entries(), 1u);
+    EXPECT_TRUE(s.fullName() == mWin + L"\\short" && entries() == 1u);
 }
 
 // --- empty and one-character names: every operation answers false and touches nothing -----------------
@@ -662,23 +588,19 @@ TEST_F(fileTest, everyOperationOnAnEmptyNameAnswersFalse) {
     const file f = at(L"f");
     unsigned long crc = 99;
     EXPECT_FALSE(e.exists() || e.fsEntry::exists() || e.isRemote() || e.check(file::accessNone));
-    EXPECT_EQ(e.accessMode(), file::accessMissing);
     EXPECT_FALSE(e.isReadable() || e.isWriteable() || e.change(file::accessRead) || e.create(file::accessReadWrite));
     for (bool allow : {false, true})
         EXPECT_FALSE(e.allowRead(allow) || e.allowWrite(allow));
     EXPECT_FALSE(e.copy(f, true) || f.copy(e, true) || e.move(f) || f.move(e));
     EXPECT_FALSE(e.remove() || e.rename(L"x") || e.setExtension(L"x", true));
-    EXPECT_EQ(e.size(), 0u);
-    EXPECT_EQ(e.creationTime(), 0);
-    EXPECT_EQ(e.lastModificationTime(), 0);
+    EXPECT_TRUE(e.size() == 0u && e.creationTime() == 0 && e.lastModificationTime() == 0 &&
+                e.accessMode() == file::accessMissing);
     EXPECT_FALSE(e.setLastModificationTime(5) || e.setFilePropsLike(f) || f.setFilePropsLike(e));
     EXPECT_FALSE(e.appendTo(f) || f.appendTo(e) || e.getCrc32(crc));
     EXPECT_EQ(crc, 99u);
     EXPECT_FALSE(e.isIdenticalTo(e) || e.isIdenticalTo(f) || f.isIdenticalTo(e));
     EXPECT_EQ(e.relativeNameTo(vx::fsEntryName(L"C:\\")), L"");
-    EXPECT_EQ(read("f"), "data");
-    EXPECT_EQ(entries(), 1u);
-    EXPECT_EQ(ownerBits("f"), 0600);
+    EXPECT_TRUE(read("f") == "data" && entries() == 1u && ownerBits("f") == 0600);
 }
 
 TEST_F(fileTest, aOneCharacterTextIsNoNameToTakeApart) {
@@ -763,28 +685,20 @@ TEST_F(fileTest, gzipCopiesCancelAndLeaveThePartialTarget) {
     progressLog log;
     log.stopAt = 2;
     EXPECT_FALSE(at(L"plain").gzCompressTo(at(L"packed.gz"), &progressLog::record, &log));
-    EXPECT_EQ(log.values.size(), 2u);
-    EXPECT_TRUE(present("packed.gz"));
+    EXPECT_TRUE(log.values.size() == 2u && present("packed.gz"));
     ASSERT_TRUE(at(L"plain").gzCompressTo(at(L"packed.gz")));
     log = progressLog{};
     log.stopAt = 1;
     EXPECT_FALSE(at(L"packed.gz").gzUncompressTo(at(L"back"), &progressLog::record, &log));
-    EXPECT_EQ(read("back").size(), 1024u);
-    EXPECT_EQ(read("plain").size(), 5000u);
+    EXPECT_TRUE(read("back").size() == 1024u && read("plain").size() == 5000u);
 }
 
 TEST_F(fileTest, gzipCopiesRefuseTheirOwnSourceAndKeepTargetsOfMissingSources) {
     write("f", "some bytes");
-    EXPECT_FALSE(at(L"f").gzCompressTo(at(L"f")));
-    EXPECT_FALSE(at(L"f").gzCompressTo(at(L"F")));
-    EXPECT_FALSE(at(L"f").gzUncompressTo(at(L"F")));
+    EXPECT_FALSE(at(L"f").gzCompressTo(at(L"F")) || at(L"f").gzUncompressTo(at(L"F")));
+    EXPECT_FALSE(at(L"missing").gzCompressTo(at(L"f")) || at(L"missing").gzUncompressTo(at(L"f")));
+    EXPECT_FALSE(file().gzCompressTo(at(L"f")) || at(L"f").gzCompressTo(file()) || at(L"f").gzUncompressTo(file()));
     EXPECT_EQ(read("f"), "some bytes");
-    EXPECT_FALSE(at(L"missing").gzCompressTo(at(L"f")));
-    EXPECT_FALSE(at(L"missing").gzUncompressTo(at(L"f")));
-    EXPECT_EQ(read("f"), "some bytes");
-    EXPECT_FALSE(file().gzCompressTo(at(L"f")));
-    EXPECT_FALSE(at(L"f").gzCompressTo(file()));
-    EXPECT_FALSE(at(L"f").gzUncompressTo(file()));
     // Plain data is copied as it is; gzip data cut short is a failure.
     ASSERT_TRUE(at(L"f").gzUncompressTo(at(L"copy")));
     EXPECT_EQ(read("copy"), "some bytes");
@@ -815,10 +729,8 @@ TEST_F(fileTest, gzipFilesOfTheSystemsToolsReadBothWays) {
                            "/b.gz && cat " + dir + "/a.gz " + dir + "/b.gz > " + dir + "/ab.gz")
                               .c_str()),
               0);
-    ASSERT_TRUE(at(L"a.gz").gzUncompressTo(at(L"a.out")));
-    EXPECT_TRUE(read("a.out") == a);
-    ASSERT_TRUE(at(L"ab.gz").gzUncompressTo(at(L"ab.out")));
-    EXPECT_TRUE(read("ab.out") == a + b);
+    EXPECT_TRUE(at(L"a.gz").gzUncompressTo(at(L"a.out")) && read("a.out") == a);
+    EXPECT_TRUE(at(L"ab.gz").gzUncompressTo(at(L"ab.out")) && read("ab.out") == a + b);
 
     ASSERT_TRUE(at(L"a").gzCompressTo(at(L"mine.gz")));
     ASSERT_EQ(std::system(("gzip -t " + dir + "/mine.gz && gunzip -c " + dir + "/mine.gz > " + dir + "/mine").c_str()),
@@ -841,15 +753,13 @@ TEST_F(fileTest, gzipCopiesFailWithoutHarmInAReadOnlyDirectoryAndOnAFullDisk) {
         check(errors, !at(L"plain").gzCompressTo(at(L"ro\\x.gz")), "compressed into a read-only directory");
         check(errors, !at(L"plain.gz").gzUncompressTo(at(L"ro\\x")), "uncompressed into a read-only directory");
     }), "");
-    EXPECT_FALSE(present("ro/x.gz"));
-    EXPECT_FALSE(present("ro/x"));
+    EXPECT_FALSE(present("ro/x.gz") || present("ro/x"));
 
     EXPECT_EQ(vxtest::inRestrictedChild(65536, false, [&](std::string& errors) {
         check(errors, !at(L"plain").gzCompressTo(at(L"full.gz")), "compressed beyond the limit");
         check(errors, !at(L"plain.gz").gzUncompressTo(at(L"full")), "uncompressed beyond the limit");
     }), "");
-    EXPECT_TRUE(read("plain") == plain);
-    EXPECT_TRUE(read("plain.gz") == packed);
+    EXPECT_TRUE(read("plain") == plain && read("plain.gz") == packed);
 }
 
 #endif

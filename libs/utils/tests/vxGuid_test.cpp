@@ -43,9 +43,8 @@ void expectFollows(const guid& a, const guid& b) {
 
 TEST(guid, zeroTextsGiveTheDefaultWhichIsNotInitialised) {
     guid g = parsed(L"01234567-89ab-cdef-0123-456789abcdef");
-    EXPECT_EQ(g.fromString(L"0"), guid());
+    EXPECT_TRUE(g.fromString(L"0") == guid() && parsed(L"") == guid());
     EXPECT_FALSE(guid().isInitialized());
-    EXPECT_EQ(parsed(L""), guid());
     EXPECT_EQ(guid().toString(), L"00000000-0000-0000-0000-000000000000");
     // One zero among the three numbers is enough; the eight bytes do not count.
     EXPECT_TRUE(parsed(L"00000001-0001-0001-0000-000000000000").isInitialized());
@@ -56,11 +55,8 @@ TEST(guid, zeroTextsGiveTheDefaultWhichIsNotInitialised) {
 
 TEST(guid, textFormIsLowerCaseWithNumericFirstFieldsAndParsesInEitherCase) {
     const guid g = parsed(L"01234567-89AB-CDEF-0123-456789ABCDEF");
-    EXPECT_EQ(g.data1, 0x01234567u);
-    EXPECT_EQ(g.data2, 0x89ab);
-    EXPECT_EQ(g.data3, 0xcdef);
-    EXPECT_EQ(g.data4[0], 0x01);
-    EXPECT_EQ(g.data4[7], 0xef);
+    EXPECT_TRUE(g.data1 == 0x01234567u && g.data2 == 0x89ab && g.data3 == 0xcdef && g.data4[0] == 0x01 &&
+                g.data4[7] == 0xef);
     EXPECT_EQ(guid::toString(g), L"01234567-89ab-cdef-0123-456789abcdef");
     EXPECT_EQ(parsed(L"01234567-89ab-cdef-0123-456789abcdef"), g);
 }

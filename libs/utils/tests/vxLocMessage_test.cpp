@@ -77,16 +77,13 @@ TEST(locMessagePrefix, prefixSetsStateAndIsRemovedWithLeadingBlanks) {
 
 TEST(locMessagePrefix, newMessageResetsStateAndUnnamedCount) {
     locMessage m(L"E: $1 $1");
-    EXPECT_TRUE(m.insertParameter(L"a"));
-    EXPECT_EQ(text(m), L"a $1");
+    EXPECT_TRUE(m.insertParameter(L"a") && text(m) == L"a $1");
     m.setMessage(L"$1 and $2");
     EXPECT_EQ(m.msgState(), vx::eMsgNone);
-    EXPECT_TRUE(m.insertParameter(L"b"));
-    EXPECT_EQ(text(m), L"b and $2");
+    EXPECT_TRUE(m.insertParameter(L"b") && text(m) == L"b and $2");
     m.setMessage(L"E: x");
     m.setMessage(nullptr);
-    EXPECT_EQ(text(m), L"");
-    EXPECT_EQ(m.msgState(), vx::eMsgNone);
+    EXPECT_TRUE(text(m).empty() && m.msgState() == vx::eMsgNone);
 }
 
 TEST(locMessagePrefix, copiesOwnTheirStateAndCount) {
@@ -95,12 +92,10 @@ TEST(locMessagePrefix, copiesOwnTheirStateAndCount) {
     locMessage copy(original), assigned;
     assigned = original;
     original.setMessage(L"E: other");
-    EXPECT_EQ(copy.msgState(), vx::eMsgWarning);
-    EXPECT_EQ(assigned.msgState(), vx::eMsgWarning);
+    EXPECT_TRUE(copy.msgState() == vx::eMsgWarning && assigned.msgState() == vx::eMsgWarning);
     copy.insertParameter(L"b");
     EXPECT_EQ(text(copy), L"a b");
-    locMessage moved(std::move(original));
-    EXPECT_EQ(moved.msgState(), vx::eMsgError);
+    EXPECT_EQ(locMessage(std::move(original)).msgState(), vx::eMsgError);
 }
 
 #ifndef _WIN32 // a DLL keeps its own operator new: the test's replacement does not reach it
@@ -130,8 +125,7 @@ TEST(locMessageNamed, placeholderBounds) {
     });
     EXPECT_EQ(filled(L"[A] [] [B]", L"v", L""), L"[A] v [B]");
     locMessage m(L"Nothing [Other]");
-    EXPECT_FALSE(m.insertParameter(L"x", L"N"));
-    EXPECT_EQ(text(m), L"Nothing [Other]");
+    EXPECT_TRUE(!m.insertParameter(L"x", L"N") && text(m) == L"Nothing [Other]");
 }
 
 // --- printf conversions in a placeholder: the value text is read as the number asked for ---------------
@@ -182,9 +176,7 @@ TEST(locMessageFormat, whatIsNoConversion) {
 }
 
 TEST(locMessageFormat, outputIsCutToTheBuffer) {
-    const std::wstring left = filled(L"[N%-600d]", 7, L"N");
-    EXPECT_EQ(left.size(), 511u);
-    EXPECT_EQ(left.front(), L'7');
+    EXPECT_EQ(filled(L"[N%-600d]", 7, L"N"), L"7" + std::wstring(510, L' '));
     EXPECT_EQ(filled(L"[N%600d]", 7, L"N"), std::wstring(511, L' '));
     EXPECT_EQ(filled(L"[N%-900s]", std::wstring(256, L'a').c_str(), L"N").size(), 511u);
     EXPECT_EQ(filled(L"[N%-900s]", std::wstring(300, L'b').c_str(), L"N").size(), 555u);
@@ -202,17 +194,14 @@ TEST(locMessageFormat, fallBackToFirstConversionOfTheText) {
     twice.insertParameter(2, L"B");
     EXPECT_EQ(text(twice), L"1 2");
     locMessage none(L"50%");
-    EXPECT_FALSE(none.insertParameter(1, L"A"));
-    EXPECT_EQ(text(none), L"50%");
+    EXPECT_TRUE(!none.insertParameter(1, L"A") && text(none) == L"50%");
 }
 
 // --- unnamed placeholders: call k fills $k, even when an earlier number was missed ---------------------
 
 TEST(locMessageUnnamed, eachCallLooksForItsOwnNumber) {
     locMessage m(L"$2 then $1");
-    EXPECT_TRUE(m.insertParameter(L"a"));
-    EXPECT_TRUE(m.insertParameter(L"b"));
-    EXPECT_EQ(text(m), L"b then a");
+    EXPECT_TRUE(m.insertParameter(L"a") && m.insertParameter(L"b") && text(m) == L"b then a");
     EXPECT_EQ(filled(L"$3 $12", L"x", nullptr), L"$3 x2");
     EXPECT_EQ(filled(L"$01", L"x", nullptr), L"x");
     locMessage many(L"$1$2$3$4$5$6$7$8$9$10$11 [$12]");
@@ -222,15 +211,13 @@ TEST(locMessageUnnamed, eachCallLooksForItsOwnNumber) {
     // At most 63 digits are read.
     const std::wstring zeros62(62, L'0');
     EXPECT_EQ(filled(L"<$" + zeros62 + L"1>", L"x", nullptr), L"<x>");
-    locMessage tooLong((L"<$" + zeros62 + L"01>").c_str());
-    EXPECT_FALSE(tooLong.insertParameter(L"x"));
+    EXPECT_FALSE(locMessage((L"<$" + zeros62 + L"01>").c_str()).insertParameter(L"x"));
 }
 
 TEST(locMessageUnnamed, missedNumberStillCountsAndPlainConversionServes) {
     locMessage m(L"$2");
     EXPECT_FALSE(m.insertParameter(L"a"));
-    EXPECT_TRUE(m.insertParameter(L"b"));
-    EXPECT_EQ(text(m), L"b");
+    EXPECT_TRUE(m.insertParameter(L"b") && text(m) == L"b");
     EXPECT_EQ(filled(L"$ %x", 255, nullptr), L"$ ff");
 }
 
@@ -249,11 +236,7 @@ TEST(locMessageTyped, textsOfTheTypedOverloads) {
     EXPECT_EQ(filled(L"[V%x]", static_cast<short>(-1), L"V"), L"ffffffff");
     EXPECT_EQ(filled(L"[V%c]", false, L"V"), L"F");
     locMessage self(L"<[A]>");
-    EXPECT_TRUE(self.insertParameter(self, L"A"));
-    EXPECT_EQ(text(self), L"<<[A]>>");
-
+    EXPECT_TRUE(self.insertParameter(self, L"A") && text(self) == L"<<[A]>>");
     locMessage m(L"x");
-    EXPECT_TRUE(m.appendEndline());
-    EXPECT_TRUE(m.prependEndline());
-    EXPECT_EQ(text(m), L"\nx\n");
+    EXPECT_TRUE(m.appendEndline() && m.prependEndline() && text(m) == L"\nx\n");
 }

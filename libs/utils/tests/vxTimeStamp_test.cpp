@@ -44,10 +44,8 @@ TEST(TimeStamp, FromStringAndText) {
     EXPECT_EQ(timestamp::fromString(L"2023/02/03T01:02", L"T", L"/", L":"), at(2023, 2, 3, 1, 2, 0));
     EXPECT_EQ(timestamp::fromString(L"NOW", nullptr, nullptr, nullptr).getDate(), date::today());
     vx::string text;
-    EXPECT_TRUE(vx::typeconvert::dtconvert(text, at(2024, 2, 29, 13, 5, 9, 42)));
-    EXPECT_EQ(text, L"2024/02/29 13:05:09:042");
-    EXPECT_EQ(timestamp().getDate(), date());
-    EXPECT_EQ(timestamp().getTime(), vtime());
+    EXPECT_TRUE(vx::typeconvert::dtconvert(text, at(2024, 2, 29, 13, 5, 9, 42)) && text == L"2024/02/29 13:05:09:042");
+    EXPECT_TRUE(timestamp().getDate() == date() && timestamp().getTime() == vtime());
 }
 
 TEST(TimeStamp, Arithmetic) {
@@ -68,18 +66,13 @@ TEST(TimeStamp, Arithmetic) {
         EXPECT_EQ(moved, r.expected) << show(r.start) << " gives " << show(moved);
     }
     timestamp t = at(2024, 1, 31, 8, 0, 0);
-    t += vx::months(1);
-    EXPECT_EQ(t, at(2024, 2, 29, 8, 0, 0));
-    t -= vx::days(29);
-    EXPECT_EQ(t, at(2024, 1, 31, 8, 0, 0));
+    EXPECT_EQ(t += vx::months(1), at(2024, 2, 29, 8, 0, 0));
+    EXPECT_EQ(t -= vx::days(29), at(2024, 1, 31, 8, 0, 0));
 
     const vx::timeduration forward = at(2024, 1, 1, 1, 0, 0) - at(2023, 12, 31, 23, 0, 0, 100);
-    EXPECT_EQ(forward.nallseconds(), 1 * 3600 + 59 * 60 + 59);
-    EXPECT_EQ(forward.nMilliseconds(), 900u);
+    EXPECT_TRUE(forward.nallseconds() == 1 * 3600 + 59 * 60 + 59 && forward.nMilliseconds() == 900u);
     const vx::timeduration backward = at(2023, 12, 31, 23, 0, 0) - at(2025, 1, 1, 1, 0, 0);
-    EXPECT_EQ(backward.sign(), -1);
-    EXPECT_EQ(backward.nDays(), 366u);
-    EXPECT_EQ(backward.nHours(), 2u);
+    EXPECT_TRUE(backward.sign() == -1 && backward.nDays() == 366u && backward.nHours() == 2u);
 
     EXPECT_LT(at(2024, 1, 1, 23, 0, 0), at(2024, 1, 2, 0, 0, 0));
     EXPECT_LT(at(2024, 1, 1, 1, 0, 0), at(2024, 1, 1, 2, 0, 0));
@@ -95,8 +88,7 @@ TEST(TimeStamp, LocalTimeAndZones) {
         vxtest::scopedEnvironment zone("TZ", "UTC");
         EXPECT_EQ(timestamp::fromTimer(0), at(1970, 1, 1, 0, 0, 0));
         std::int64_t seconds = 0;
-        EXPECT_TRUE(at(2024, 2, 29, 12, 0, 0).toTimer(&seconds));
-        EXPECT_EQ(seconds, 1709208000);
+        EXPECT_TRUE(at(2024, 2, 29, 12, 0, 0).toTimer(&seconds) && seconds == 1709208000);
         EXPECT_FALSE(at(2024, 2, 29, 12, 0, 0).toTimer(nullptr));
         EXPECT_EQ(at(2024, 2, 29, 12, 0, 0).asUTC(), at(2024, 2, 29, 12, 0, 0));
         EXPECT_EQ(timestamp::currentOffsetLocalToUTC(), 0);
@@ -130,9 +122,7 @@ TEST(TimeStamp, LocalTimeAndZones) {
         EXPECT_TRUE(offset == 1 || offset == 2);
         std::tm tm{};
         summer.toTm(&tm);
-        EXPECT_EQ(tm.tm_isdst, 1);
-        EXPECT_EQ(tm.tm_wday, 1); // Monday
-        EXPECT_EQ(tm.tm_yday, 182);
+        EXPECT_TRUE(tm.tm_isdst == 1 && tm.tm_wday == 1 && tm.tm_yday == 182); // a Monday
         EXPECT_EQ(timestamp::fromTm(&tm), at(2024, 7, 1, 14, 0, 0));
         EXPECT_EQ(timestamp::fromTm(&tm).daylight(), 0);
     }
@@ -147,13 +137,11 @@ TEST(TimeStamp, FileModificationTime) {
     const vx::file f(vxtest::windowsForm(dir.path() + "/stamped.txt"));
     EXPECT_FALSE(f.setLastModificationTime(at(2020, 1, 2, 3, 4, 5)));
     ASSERT_TRUE(f.create());
-    EXPECT_TRUE(f.setLastModificationTime(at(2020, 1, 2, 3, 4, 5)));
-    EXPECT_EQ(f.lastModificationTime(), 1577934245);
+    EXPECT_TRUE(f.setLastModificationTime(at(2020, 1, 2, 3, 4, 5)) && f.lastModificationTime() == 1577934245);
 }
 
 TEST(Stopwatch, MeasuresProcessorTime) {
     vx::stopwatch watch;
-    EXPECT_EQ(watch.value(), 0.0);
     watch.stop(); // not running: nothing
     EXPECT_EQ(watch.value(), 0.0);
     watch.start();

@@ -55,5 +55,6 @@
 // XML
 #include "vxXml.h"
 
-// Concurrency
+// Concurrency and events
 #include "vxMutex.h"
+#include "vxObserver.h"

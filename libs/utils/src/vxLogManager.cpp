@@ -128,7 +128,6 @@ void loadConfig(detail::logState& s) {
             s.classes[name.getMBCS()] = loggerOf(*child, name);
         }
     }
-    s.active.store(activation(s), std::memory_order_release);
 }
 
 } // namespace
@@ -144,6 +143,10 @@ void ensureStarted() {
         return;
     try {
         loadConfig(s);
+        {
+            std::lock_guard<std::mutex> tables(s.managerLock);
+            s.active.store(activation(s), std::memory_order_release);
+        }
         s.settings->clearLogFolder();
         s.settings->initOutputFile();
     } catch (...) {

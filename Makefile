@@ -7,7 +7,7 @@ SHELL := /bin/bash
 # Debian packages the build, the tests and the benchmarks need.
 PACKAGES := cmake ninja-build g++ pkg-config zlib1g-dev libqrcodegencpp-dev \
             googletest libgtest-dev libgmock-dev libbenchmark-dev libhowardhinnant-date-dev \
-            libpugixml-dev libtinyxml2-dev libexpat1-dev
+            libpugixml-dev libtinyxml2-dev libexpat1-dev libspdlog-dev
 # The fuzz targets need clang with libFuzzer in addition.
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 FUZZ_SECONDS ?= 30

@@ -55,6 +55,10 @@
 // XML
 #include "vxXml.h"
 
+// Logging
+#include "vxLogger.h"
+#include "vxLogManager.h"
+
 // Concurrency and events
 #include "vxMutex.h"
 #include "vxObserver.h"

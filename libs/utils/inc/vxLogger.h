@@ -124,27 +124,57 @@ public:
     void setEnabled(bool enabled) { mEnabled.store(enabled, std::memory_order_relaxed); }
 
     // A name, logging on (the root logger enabled), this logger enabled, its level not none and
-    // not above requested: tested in this order.
-    bool isLoggingAllowed(logLevel requested) const;
+    // not above requested. The logger's own switch and level are looked at first, since they
+    // cost least; the answer is the same in any order.
+    bool isLoggingAllowed(logLevel requested) const {
+        const logLevel own = level();
+        return isEnabled() && own != none && own <= requested && !mId.empty() && rootEnabled();
+    }
+    // Whether the root logger exists and is enabled.
+    static bool rootEnabled();
 
     // The narrow forms convert their texts (fromMBCtoWC) only once the message has passed; a
     // null text counts as empty.
     void log_trace(const vx::string& message, const vx::string& file, long line, const vx::string& context,
-                   vx::refPtr<iLogObj> object = nullptr);
+              vx::refPtr<iLogObj> object = nullptr) {
+        if (isLoggingAllowed(trace))
+            write(trace, message, file, line, context, object);
+    }
     void log_trace(const vx::string& message, const char* file, long line, const char* context,
-                   vx::refPtr<iLogObj> object = nullptr);
+              vx::refPtr<iLogObj> object = nullptr) {
+        if (isLoggingAllowed(trace))
+            logNarrow(trace, message, file, line, context, object);
+    }
     void log_debug(const vx::string& message, const vx::string& file, long line, const vx::string& context,
-                   vx::refPtr<iLogObj> object = nullptr);
+              vx::refPtr<iLogObj> object = nullptr) {
+        if (isLoggingAllowed(debug))
+            write(debug, message, file, line, context, object);
+    }
     void log_debug(const vx::string& message, const char* file, long line, const char* context,
-                   vx::refPtr<iLogObj> object = nullptr);
+              vx::refPtr<iLogObj> object = nullptr) {
+        if (isLoggingAllowed(debug))
+            logNarrow(debug, message, file, line, context, object);
+    }
     void log_info(const vx::string& message, const vx::string& file, long line, const vx::string& context,
-                  vx::refPtr<iLogObj> object = nullptr);
+              vx::refPtr<iLogObj> object = nullptr) {
+        if (isLoggingAllowed(info))
+            write(info, message, file, line, context, object);
+    }
     void log_info(const vx::string& message, const char* file, long line, const char* context,
-                  vx::refPtr<iLogObj> object = nullptr);
+              vx::refPtr<iLogObj> object = nullptr) {
+        if (isLoggingAllowed(info))
+            logNarrow(info, message, file, line, context, object);
+    }
     void log_ui(const vx::string& message, const vx::string& file, long line, const vx::string& context,
-                vx::refPtr<iLogObj> object = nullptr);
+              vx::refPtr<iLogObj> object = nullptr) {
+        if (isLoggingAllowed(ui))
+            write(ui, message, file, line, context, object);
+    }
     void log_ui(const vx::string& message, const char* file, long line, const char* context,
-                vx::refPtr<iLogObj> object = nullptr);
+              vx::refPtr<iLogObj> object = nullptr) {
+        if (isLoggingAllowed(ui))
+            logNarrow(ui, message, file, line, context, object);
+    }
 
 protected:
     logger(const vx::string& id, bool enabled, logLevel level);

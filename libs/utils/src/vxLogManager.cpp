@@ -1,6 +1,7 @@
 #include "vxLogManager.h"
 
 #include "detail/logState.h"
+#include "platform/fileSystem.h"
 #include "vxDirectory.h"
 #include "vxEnvironment.h"
 #include "vxModule.h"
@@ -213,8 +214,7 @@ void logSettings::setFormatSpecifier(vx::string& format) {
 }
 
 bool logSettings::loggingEnabled() const {
-    const logger* root = detail::state().root.load(std::memory_order_acquire);
-    return root && root->isEnabled();
+    return logger::rootEnabled();
 }
 
 unsigned logSettings::currentIndex() const {
@@ -228,14 +228,16 @@ vx::file logSettings::outputFile() {
         mIndex = 1;
         mOutput = detail::ringFile(mIndex);
     }
-    vx::directory folder;
-    vx::string drive, name, extension;
-    mOutput.getParts(drive, folder, name, extension);
-    if (!folder.exists())
-        folder.create(true);
-    if (!mOutput.exists()) {
+    // One look at the file per line: whether it is there, and its size.
+    vx::platform::fileStatus status;
+    if (!vx::platform::statPath(mOutput.fullName(), status) || status.isDirectory) {
+        vx::directory folder;
+        vx::string drive, name, extension;
+        mOutput.getParts(drive, folder, name, extension);
+        if (!folder.exists())
+            folder.create(true);
         mOutput.create(vx::file::accessWrite);
-    } else if (mOutput.size() > mMaxFileSize) {
+    } else if (status.size > mMaxFileSize) {
         if (++mIndex > mMaxFileCount)
             mIndex = 1;
         vx::file next = detail::ringFile(mIndex);
@@ -299,7 +301,21 @@ vx::refPtr<logger> logManager::getLogger(const char* name) {
     detail::logState& s = detail::state();
     if (!s.active.load(std::memory_order_acquire))
         return s.disabled;
-    return getLogger(vx::string::fromMBCtoWC(name));
+    detail::ensureStarted();
+    if (!s.active.load(std::memory_order_acquire))
+        return s.disabled;
+    const std::string given = name ? name : "";
+    {
+        // A name asked for in this form before is found without converting it.
+        std::lock_guard<std::mutex> guard(s.managerLock);
+        const auto hit = s.resolved.find(given);
+        if (hit != s.resolved.end())
+            return hit->second;
+    }
+    vx::refPtr<logger> answer = getLogger(vx::string::fromMBCtoWC(name));
+    std::lock_guard<std::mutex> guard(s.managerLock);
+    s.resolved.emplace(given, answer);
+    return answer;
 }
 
 vx::refPtr<logger> logManager::getLogger(const vx::string& name) {

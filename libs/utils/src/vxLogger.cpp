@@ -132,34 +132,10 @@ void logger::setId(vx::string id) {
     mId = std::move(id);
 }
 
-bool logger::isLoggingAllowed(logLevel requested) const {
-    if (mId.empty())
-        return false;
+bool logger::rootEnabled() {
     const logger* root = detail::state().root.load(std::memory_order_acquire);
-    if (!root || !root->isEnabled())
-        return false;
-    if (!isEnabled())
-        return false;
-    const logLevel own = level();
-    return own != none && own <= requested;
+    return root && root->isEnabled();
 }
-
-#define VX_LOGGER_LEVEL(name)                                                                            \
-    void logger::log_##name(const vx::string& message, const vx::string& file, long line,              \
-                            const vx::string& context, vx::refPtr<iLogObj> object) {                   \
-        if (isLoggingAllowed(name))                                                                     \
-            write(name, message, file, line, context, object);                                         \
-    }                                                                                                   \
-    void logger::log_##name(const vx::string& message, const char* file, long line, const char* context, \
-                            vx::refPtr<iLogObj> object) {                                              \
-        if (isLoggingAllowed(name))                                                                     \
-            logNarrow(name, message, file, line, context, object);                                     \
-    }
-VX_LOGGER_LEVEL(trace)
-VX_LOGGER_LEVEL(debug)
-VX_LOGGER_LEVEL(info)
-VX_LOGGER_LEVEL(ui)
-#undef VX_LOGGER_LEVEL
 
 void logger::logNarrow(logLevel level, const vx::string& message, const char* file, long line, const char* context,
                        const vx::refPtr<iLogObj>& object) {

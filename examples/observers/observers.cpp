@@ -7,16 +7,9 @@ namespace {
 
 enum { evSaved = 1, evClosed = 2 };
 
-class document : public vx::iObservable, public vx::refObj, public vx::observable {
+class document : public vx::observableObject<> {
 public:
-    unsigned long getRefCount() const override { return refObj::getRefCount(); }
-    unsigned long addRef() override { return refObj::addRef(); }
-    unsigned long release() override { return refObj::release(); }
     void deleteThis() override { delete this; }
-    void addObserver(vx::iObserver* o) override { observable::addObserver(o); }
-    void addRawObserver(vx::iObserver* o) override { observable::addRawObserver(o); }
-    void removeObserver(vx::iObserver* o) override { observable::removeObserver(o); }
-    void removeAllObservers() override { observable::removeAllObservers(); }
 
     void save(const wchar_t* how) { fireEvent(evSaved, this, how, nullptr); }
     void close() { fireEvent(evClosed, this, nullptr, nullptr); }

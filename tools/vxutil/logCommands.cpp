@@ -244,14 +244,9 @@ int runShow(arguments args) {
     if (!given.has("--follow"))
         return 0;
     // Prints what is added, file by file in the order of the ring, until the tool is stopped.
-    for (;;) {
-        vx::sleep(250);
-        ring = ringOf(folder, module);
-        if (ring.empty())
-            continue;
-        const vx::file& newest = ring.back().f;
-        const std::string bytes = bytesOf(newest);
-        std::size_t& done = shown[newest.fullName()];
+    const auto printNew = [&shown](const vx::file& f) {
+        const std::string bytes = bytesOf(f);
+        std::size_t& done = shown[f.fullName()];
         if (bytes.size() < done) // the ring came round and emptied the file
             done = 0;
         const std::size_t complete = bytes.rfind('\n');
@@ -259,6 +254,19 @@ int runShow(arguments args) {
             writeBytes(bytes.substr(done, complete + 1 - done));
             done = complete + 1;
         }
+    };
+    vx::file current = ring.back().f;
+    for (;;) {
+        vx::sleep(250);
+        ring = ringOf(folder, module);
+        if (ring.empty())
+            continue;
+        if (ring.back().f.fullName() != current.fullName()) {
+            printNew(current); // what the old file got before the next one began
+            current = ring.back().f;
+            shown[current.fullName()] = 0; // a file the ring came round to was made anew
+        }
+        printNew(current);
     }
 }
 

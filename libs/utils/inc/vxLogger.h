@@ -56,19 +56,12 @@ private:
 
 // An attached object that writes nothing itself: doWrite fires kLogObjWriteEvent, so an observer
 // of the object does the writing.
-class VX_API logObj : public iLogObj, public vx::refObj, public vx::observable {
+class VX_API logObj : public vx::observableObject<iLogObj> {
 public:
     // Null when the object cannot be allocated.
     static logObj* create(vx::string& relFilePath);
 
-    unsigned long getRefCount() const override { return refObj::getRefCount(); }
-    unsigned long addRef() override { return refObj::addRef(); }
-    unsigned long release() override { return refObj::release(); }
     void deleteThis() override { destroyObject(); }
-    void addObserver(vx::iObserver* o) override { observable::addObserver(o); }
-    void addRawObserver(vx::iObserver* o) override { observable::addRawObserver(o); }
-    void removeObserver(vx::iObserver* o) override { observable::removeObserver(o); }
-    void removeAllObservers() override { observable::removeAllObservers(); }
 
     void destroyObject() override;
     void doWrite(vx::file& target) override;

@@ -80,6 +80,20 @@ private:
     std::vector<iObserver*> mRawObservers;
 };
 
+// An observable object with a count of its own: Interface (iObservable or an interface derived
+// from it) implemented over refObj and observable. A class derived from it gives deleteThis.
+template <class Interface = iObservable>
+class observableObject : public Interface, public refObj, public observable {
+public:
+    unsigned long getRefCount() const override { return refObj::getRefCount(); }
+    unsigned long addRef() override { return refObj::addRef(); }
+    unsigned long release() override { return refObj::release(); }
+    void addObserver(iObserver* o) override { observable::addObserver(o); }
+    void addRawObserver(iObserver* o) override { observable::addRawObserver(o); }
+    void removeObserver(iObserver* o) override { observable::removeObserver(o); }
+    void removeAllObservers() override { observable::removeAllObservers(); }
+};
+
 class observer;
 
 // A handler of a message map: called as handler(sender, text, params) on the observer.

@@ -291,6 +291,18 @@ void logSettings::clearLogFolder() {
 
 // --- manager -----------------------------------------------------------------------------------
 
+namespace {
+
+// Whether logging is active once the start-up has run; a process without it pays one test.
+bool startedAndActive(detail::logState& s) {
+    if (!s.active.load(std::memory_order_acquire))
+        return false;
+    detail::ensureStarted();
+    return s.active.load(std::memory_order_acquire);
+}
+
+} // namespace
+
 vx::sharedPtr<logManager> logManager::getInstance() {
     detail::ensureStarted();
     static const vx::sharedPtr<logManager> instance(new logManager);
@@ -299,10 +311,7 @@ vx::sharedPtr<logManager> logManager::getInstance() {
 
 vx::refPtr<logger> logManager::getLogger(const char* name) {
     detail::logState& s = detail::state();
-    if (!s.active.load(std::memory_order_acquire))
-        return s.disabled;
-    detail::ensureStarted();
-    if (!s.active.load(std::memory_order_acquire))
+    if (!startedAndActive(s))
         return s.disabled;
     const std::string given = name ? name : "";
     {
@@ -320,10 +329,7 @@ vx::refPtr<logger> logManager::getLogger(const char* name) {
 
 vx::refPtr<logger> logManager::getLogger(const vx::string& name) {
     detail::logState& s = detail::state();
-    if (!s.active.load(std::memory_order_acquire))
-        return s.disabled;
-    detail::ensureStarted();
-    if (!s.active.load(std::memory_order_acquire))
+    if (!startedAndActive(s))
         return s.disabled;
 
     std::lock_guard<std::mutex> guard(s.managerLock);

@@ -27,16 +27,9 @@ private:
     std::string mName;
 };
 
-class source : public vx::iObservable, public vx::refObj, public vx::observable {
+class source : public vx::observableObject<> {
 public:
-    unsigned long getRefCount() const override { return refObj::getRefCount(); }
-    unsigned long addRef() override { return refObj::addRef(); }
-    unsigned long release() override { return refObj::release(); }
     void deleteThis() override { delete this; }
-    void addObserver(vx::iObserver* o) override { observable::addObserver(o); }
-    void addRawObserver(vx::iObserver* o) override { observable::addRawObserver(o); }
-    void removeObserver(vx::iObserver* o) override { observable::removeObserver(o); }
-    void removeAllObservers() override { observable::removeAllObservers(); }
     void fire(int event, const wchar_t* text = nullptr) { fireEvent(event, this, text, nullptr); }
 };
 

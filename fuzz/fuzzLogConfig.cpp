@@ -21,14 +21,20 @@ void check(bool ok, const char* what) {
     }
 }
 
-// A home folder of the fuzzer's own, made once.
+// A home folder of the fuzzer's own, made once and removed when the program ends.
+struct fuzzHome {
+    std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("vxFuzzLog." + std::to_string(vx::getCurrentProcessId()));
+    fuzzHome() { std::filesystem::create_directories(path / "Velmora" / "fuzz"); }
+    ~fuzzHome() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+};
+
 const std::filesystem::path& home() {
-    static const std::filesystem::path path = [] {
-        std::filesystem::path p = std::filesystem::temp_directory_path() / ("vxFuzzLog." + std::to_string(vx::getCurrentProcessId()));
-        std::filesystem::create_directories(p / "Velmora" / "fuzz");
-        return p;
-    }();
-    return path;
+    static const fuzzHome instance;
+    return instance.path;
 }
 
 } // namespace

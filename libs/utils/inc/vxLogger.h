@@ -129,44 +129,36 @@ public:
     // The narrow forms convert their texts (fromMBCtoWC) only once the message has passed; a
     // null text counts as empty.
     void log_trace(const vx::string& message, const vx::string& file, long line, const vx::string& context,
-              vx::refPtr<iLogObj> object = nullptr) {
-        if (isLoggingAllowed(trace))
-            write(trace, message, file, line, context, object);
+                   vx::refPtr<iLogObj> object = nullptr) {
+        logAt(trace, message, file, line, context, object);
     }
     void log_trace(const vx::string& message, const char* file, long line, const char* context,
-              vx::refPtr<iLogObj> object = nullptr) {
-        if (isLoggingAllowed(trace))
-            logNarrow(trace, message, file, line, context, object);
+                   vx::refPtr<iLogObj> object = nullptr) {
+        logAt(trace, message, file, line, context, object);
     }
     void log_debug(const vx::string& message, const vx::string& file, long line, const vx::string& context,
-              vx::refPtr<iLogObj> object = nullptr) {
-        if (isLoggingAllowed(debug))
-            write(debug, message, file, line, context, object);
+                   vx::refPtr<iLogObj> object = nullptr) {
+        logAt(debug, message, file, line, context, object);
     }
     void log_debug(const vx::string& message, const char* file, long line, const char* context,
-              vx::refPtr<iLogObj> object = nullptr) {
-        if (isLoggingAllowed(debug))
-            logNarrow(debug, message, file, line, context, object);
+                   vx::refPtr<iLogObj> object = nullptr) {
+        logAt(debug, message, file, line, context, object);
     }
     void log_info(const vx::string& message, const vx::string& file, long line, const vx::string& context,
-              vx::refPtr<iLogObj> object = nullptr) {
-        if (isLoggingAllowed(info))
-            write(info, message, file, line, context, object);
+                   vx::refPtr<iLogObj> object = nullptr) {
+        logAt(info, message, file, line, context, object);
     }
     void log_info(const vx::string& message, const char* file, long line, const char* context,
-              vx::refPtr<iLogObj> object = nullptr) {
-        if (isLoggingAllowed(info))
-            logNarrow(info, message, file, line, context, object);
+                   vx::refPtr<iLogObj> object = nullptr) {
+        logAt(info, message, file, line, context, object);
     }
     void log_ui(const vx::string& message, const vx::string& file, long line, const vx::string& context,
-              vx::refPtr<iLogObj> object = nullptr) {
-        if (isLoggingAllowed(ui))
-            write(ui, message, file, line, context, object);
+                   vx::refPtr<iLogObj> object = nullptr) {
+        logAt(ui, message, file, line, context, object);
     }
     void log_ui(const vx::string& message, const char* file, long line, const char* context,
-              vx::refPtr<iLogObj> object = nullptr) {
-        if (isLoggingAllowed(ui))
-            logNarrow(ui, message, file, line, context, object);
+                   vx::refPtr<iLogObj> object = nullptr) {
+        logAt(ui, message, file, line, context, object);
     }
 
 protected:
@@ -174,6 +166,17 @@ protected:
     ~logger() override;
 
 private:
+    // The test first, inline: a message that does not pass costs nothing more.
+    void logAt(logLevel level, const vx::string& message, const vx::string& file, long line,
+               const vx::string& context, const vx::refPtr<iLogObj>& object) {
+        if (isLoggingAllowed(level))
+            write(level, message, file, line, context, object);
+    }
+    void logAt(logLevel level, const vx::string& message, const char* file, long line, const char* context,
+               const vx::refPtr<iLogObj>& object) {
+        if (isLoggingAllowed(level))
+            logNarrow(level, message, file, line, context, object);
+    }
     void logNarrow(logLevel level, const vx::string& message, const char* file, long line, const char* context,
                    const vx::refPtr<iLogObj>& object);
     void write(logLevel level, const vx::string& message, const vx::string& file, long line,

@@ -10,6 +10,7 @@
 #include <vxLocManager.h>
 #include <vxLocMessage.h>
 #include <vxLocString.h>
+#include <vxLogManager.h>
 #include <vxSearchPath.h>
 
 #include <map>
@@ -155,7 +156,10 @@ int runWrite(arguments args) {
         if (!written)
             throw vx::writeFileException(target);
     } catch (const vx::exception& failure) {
-        printLine(vx::string(failure.message().string(languageAsked(opts))));
+        const vx::string text(failure.message().string(languageAsked(opts)));
+        // Logged when the ".logcfg" of vxutil switches it on (vxutil log enable vxutil ...).
+        vxlog::logManager::getLogger("vxutil.loc.write")->log_info(text, __FILE__, __LINE__, "loc write");
+        printLine(text);
         return 1;
     }
     printLine(target.fullName());
@@ -187,7 +191,9 @@ const vxutil::registration registered{
      "       one line \"KEY TEXT\" each, in key order, line feeds written as \\n; an alias that\n"
      "       leads to no text is left out. Exits with 1 when FILE does not exist.\n"
      "write  makes the file PATH as an application saving a document would; when that fails,\n"
-     "       prints the message of the write failure (Msg_EWriteFile) and exits with 1.\n\n"
+     "       prints the message of the write failure (Msg_EWriteFile) and exits with 1; the\n"
+     "       message also goes to the log of vxutil when its configuration switches that on\n"
+     "       (see vxutil log).\n\n"
      "Options of get and write, each followed by its value:\n"
      "  --path DIR           a folder to search for language files (repeatable; replaces the\n"
      "                       folders beside the executable)\n"

@@ -269,6 +269,15 @@ run --status 1 cond parse 'in<Int>("5")'
 step "Bad usage: one line on standard error and exit status 2"
 run --status 2 split '' abc
 
+step "The road of one request: a write fails, its message comes from a language file, and the failure lands in the rolling log"
+# The log folder lies below the home folder: the tour keeps to a home of its own.
+export HOME="$tourDir/home"
+mkdir -p "$HOME"
+run log config vxutil
+run log enable vxutil vxutil.loc info
+run --status 1 loc write --path "$langDir" --lang de "$tourDir/no such folder/plan.dxf"
+run log show vxutil
+
 printf '\n'
 if ((failures > 0)); then
     printf 'tour: %d command(s) ended with an unexpected status\n' "$failures"

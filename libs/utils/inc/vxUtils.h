@@ -58,5 +58,10 @@
 // XML
 #include "vxXml.h"
 
-// Concurrency
+// Logging
+#include "vxLogger.h"
+#include "vxLogManager.h"
+
+// Concurrency and events
 #include "vxMutex.h"
+#include "vxObserver.h"

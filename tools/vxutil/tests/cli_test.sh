@@ -14,7 +14,7 @@ windows=0
 [[ ${vxutil[${#vxutil[@]}-1]} == *.exe ]] && windows=1
 drive=C sep=:
 ((windows)) && drive=Z sep=';'
-commands=(base64 bytes cdoc cond crc32 date field format guid gunzip gzip loc lower ls match msg path pe replace split time trim upper which xml)
+commands=(base64 bytes cdoc cond crc32 date field format guid gunzip gzip loc log lower ls match msg path pe replace split time trim upper which xml)
 passed=0
 failed=0
 scratch=$(mktemp -d)
@@ -769,6 +769,58 @@ bad cond eval 'any()' a=1 b
 bad cond eval 'any()' =1
 bad cond parse --field 'any()'
 
+# --- log ----------------------------------------------------------------------------------------
+# The log folder lies below the home folder (on Windows the system's, so there it is not checked).
+if ((!windows)); then
+    logHome="$scratch/home"
+    mkdir -p "$logHome"
+    lg() { HOME="$logHome" t "$@"; }
+    cfg=$(win "$logHome/Velmora/app/app.logcfg")
+    lg 0 log config app '=>' "config: $cfg" 'no configuration: logging is off'
+    [[ ! -e $logHome/Velmora ]] && pass || fail "config made a folder" log config app
+    lg 0 log enable app App::IO debug '=>' "config: $cfg" 'app.io: enabled debug' 'logging is on'
+    lg 0 log enable app gui ui '=>' "config: $cfg" 'gui: enabled ui' 'logging is on'
+    lg 0 log config app '=>' "config: $cfg" 'root: enabled none' 'class app.io: enabled debug' 'class gui: enabled ui' \
+        'files: 3 of at most 2000000 bytes' 'format: <%s> [PID %p] [TID %t] (%l) {%f, L %r, %c} - %m %o' 'logging is on'
+    lg 0 log disable app APP.io '=>' "config: $cfg" 'app.io: disabled' 'logging is on'
+    lg 0 log disable app gui '=>' "config: $cfg" 'gui: disabled' 'logging is off'
+    lg 0 log enable app root TRACE '=>' "config: $cfg" 'root: enabled trace' 'logging is on'
+    HOME="$logHome" fails 1 log disable app nothing
+    grep -q '<app.io enabled="false" level="debug"/>' "$logHome/Velmora/app/app.logcfg" && pass ||
+        fail "the configuration holds $(cat "$logHome/Velmora/app/app.logcfg")" log disable app APP.io
+    # A ring of three files in the folder of process 4242, whose newest is number 2: the lines come
+    # from 3, 1 and 2 in this order. An older process's folder is not shown.
+    ring="$logHome/Velmora/app/4242"
+    mkdir -p "$ring" "$logHome/Velmora/app/17"
+    printf 'c1\nc2\n' >"$ring/app_3.log"; touch -d '2020-01-01 10:00' "$ring/app_3.log"
+    printf 'a1\n' >"$ring/app_1.log"; touch -d '2020-01-01 11:00' "$ring/app_1.log"
+    printf 'b1\nb2\n' >"$ring/app_2.log"; touch -d '2020-01-01 12:00' "$ring/app_2.log"
+    printf 'other\n' >"$logHome/Velmora/app/17/app_1.log"; touch -d '2019-01-01' "$logHome/Velmora/app/17/app_1.log"
+    printf 'x\n' >"$ring/other_1.log"
+    lg 0 log show app '=>' c1 c2 a1 b1 b2
+    lg 0 log show app --pid 17 '=>' other
+    lg 0 log show --all app --pid 4242 '=>' c1 c2 a1 b1 b2
+    for i in $(seq 1 150); do printf 'line %d\n' "$i"; done >"$ring/app_2.log"
+    HOME="$logHome" invoke log show app
+    [[ $(wc -l <"$scratch/out") == 100 && $(head -1 "$scratch/out") == 'line 51' ]] && pass ||
+        fail "not the newest 100 lines: $(head -1 "$scratch/out")" log show app
+    HOME="$logHome" invoke log show app --all
+    [[ $(wc -l <"$scratch/out") == 153 ]] && pass || fail "not every line" log show app --all
+    HOME="$logHome" fails 1 log show app --pid 99
+    HOME="$logHome" fails 1 log show nobody
+    bad log
+    bad log what app
+    bad log config
+    bad log config a b
+    bad log enable app x
+    bad log enable app x loud
+    bad log enable app '' info
+    bad log disable app
+    bad log show app --pid
+    bad log show app --pid x
+    bad log show app --tail
+    bad log show
+fi
 
 printf '%d passed, %d failed\n' "$passed" "$failed"
 ((failed == 0))

@@ -1,5 +1,6 @@
 #include "vxLogger.h"
 
+#include "detail/decimal.h"
 #include "detail/logState.h"
 #include "platform/files.h"
 #include "vxEnvironment.h"
@@ -32,10 +33,6 @@ const field kFields[] = {
     {L"%l", L"l", 5, false},  {L"%f", L"f", 38, true},  {L"%r", L"r", 5, false},
     {L"%c", L"c", 50, true},  {L"%o", L"o", 0, false},  {L"%m", L"m", 0, false},
 };
-
-vx::string decimal(unsigned long value) {
-    return vx::string(std::to_wstring(value));
-}
 
 // The UTF-8 bytes of text.
 std::string utf8(const vx::string& text) {
@@ -169,9 +166,9 @@ void logger::write(logLevel level, const vx::string& message, const vx::string& 
         const std::shared_ptr<logSettings> settings = state.settings;
         const vx::file target = settings->outputFile();
         const vx::string text = logUtils::getFormattedLogMessage(
-            settings->formatSpecifier(), vx::timestamp::now().toString(), decimal(vx::getCurrentProcessId()),
-            decimal(vx::getCurrentThreadId()), logUtils::getStringFromLogLevel(level), file, lineText, context,
-            objectText, message);
+            settings->formatSpecifier(), vx::timestamp::now().toString(),
+            vx::detail::decimal(vx::getCurrentProcessId()), vx::detail::decimal(vx::getCurrentThreadId()),
+            logUtils::getStringFromLogLevel(level), file, lineText, context, objectText, message);
         // One write on a file opened for appending: lines of other threads and processes never
         // fall inside this one.
         std::string bytes = utf8(text);

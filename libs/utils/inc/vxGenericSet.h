@@ -76,8 +76,9 @@ private:
     sharedPtr<genericSetState> mpState; // the map and the writers' lock
 };
 
-// A genericValue may point at a set of the caller's.
+// A genericValue may hold a set or point at one of the caller's.
 extern template class VX_API holder<genericSet>;
+extern template class VX_API valueholder<genericSet>;
 extern template class VX_API ptrholder<genericSet>;
 
 } // namespace vx

@@ -95,7 +95,7 @@ public:
 
     bool assignTo(holderbase& target) const override;
     bool assignFrom(const holderbase& source) override;
-    const std::type_info& type() const override { return typeid(T); }
+    const std::type_info& type() const override;
 
     // The value for writing.
     virtual T* ptr() = 0;
@@ -116,6 +116,14 @@ protected:
 
     spinLockerRecursive* mpLocker; // created by the constructor, destroyed by the destructor
 };
+
+// Out of the class, so that the library's instantiations export it from the DLL: a program that
+// makes a holder kind over one of them, or calls it directly, finds it there (the mingw-w64 build
+// of the DLL left out the members defined inside the class).
+template <class T>
+const std::type_info& holder<T>::type() const {
+    return typeid(T);
+}
 
 // Owns its value through a sharedPtr.
 template <class T>
@@ -191,7 +199,7 @@ public:
     const void* rawConstValue() const override { return mpValue; }
     bool isReference() const override { return true; }
     // Writing through a const object is a programming error: throws false, with no message.
-    T* ptr() override { throw false; }
+    T* ptr() override;
     const T* constPtr() const override { return mpValue; }
     void set(const T&) override {}
 
@@ -202,6 +210,12 @@ private:
     const T* mpValue;   // not owned
     bool mSharesLocker; // true for a clone: the lock belongs to the source
 };
+
+// Out of the class, as holder<T>::type is.
+template <class T>
+T* constptrholder<T>::ptr() {
+    throw false;
+}
 
 template <class T>
 bool holder<T>::assignTo(holderbase& target) const {

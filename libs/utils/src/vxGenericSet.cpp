@@ -152,6 +152,7 @@ bool genericSet::forEachItem(const std::function<bool(const item&)>& f, bool sto
 }
 
 template class holder<genericSet>;
+template class valueholder<genericSet>;
 template class ptrholder<genericSet>;
 
 } // namespace vx

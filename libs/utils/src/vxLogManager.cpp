@@ -460,12 +460,8 @@ vx::string logUtils::moduleName() {
     std::lock_guard<std::mutex> guard(s.nameLock);
     if (!s.moduleKnown) {
         vx::file exe;
-        if (vx::getModuleFileName(static_cast<void*>(nullptr), exe)) {
-            vx::string drive, name, extension;
-            vx::directory folder;
-            exe.getParts(drive, folder, name, extension);
-            s.module = withoutVshost(name);
-        }
+        if (vx::getModuleFileName(static_cast<void*>(nullptr), exe))
+            s.module = withoutVshost(exe.name(vx::fsEntryName::noExtension)); // "app.exe" is "app"
         s.moduleKnown = true;
     }
     return s.module;

@@ -37,8 +37,11 @@ date dateOfSerial(std::int64_t serial) {
 }
 
 std::tm localNow() {
+    std::int64_t seconds = 0;
+    unsigned short milliseconds = 0;
+    platform::currentInstant(seconds, milliseconds);
     std::tm local{};
-    if (!platform::toLocalTime(platform::now().seconds, local))
+    if (!platform::toLocalTime(seconds, local))
         throw false;
     return local;
 }

@@ -548,7 +548,11 @@ void resetLogStateForTesting(const vx::string& home) {
         s.moduleKnown = false;
         s.home = home;
     }
+    s.fileLock.lock();
+    s.lineFile.close(); // the test may remove its folder next
+    s.lineSettings.reset();
     s.settings = std::make_shared<logSettings>();
+    s.fileLock.release();
     s.startFailed.store(false);
     s.active.store(true);
     s.started.store(false, std::memory_order_release);

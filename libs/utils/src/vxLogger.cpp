@@ -53,6 +53,27 @@ private:
     vx::mutex& mLock;
 };
 
+// Makes state.lineFile the file the next line goes to. The open file answers the two questions
+// of every line (is it still there, is it full) with one look; only when it is gone, full, or
+// the settings or their ring index have changed does the settings' own check run, which creates
+// or rolls the file as it always does. A file renamed while open keeps receiving the lines.
+void openLineFile(detail::logState& state, const std::shared_ptr<logSettings>& settings) {
+    if (state.lineFile.isOpen() && state.lineSettings == settings && state.lineIndex == settings->currentIndex()) {
+        std::uint64_t size = 0;
+        bool removed = false;
+        if (state.lineFile.lengthAndRemoved(size, removed) && !removed && size <= settings->maxFileSize())
+            return;
+    }
+    // Closed first: a roll may remove this very file, which Windows refuses while it is open.
+    state.lineFile.close();
+    state.lineSettings.reset();
+    const vx::file target = settings->outputFile();
+    if (state.lineFile.open(target.fullName(), vx::platform::fileHandle::openAppend)) {
+        state.lineSettings = settings;
+        state.lineIndex = settings->currentIndex();
+    }
+}
+
 } // namespace
 
 // --- attached objects --------------------------------------------------------------------------
@@ -164,7 +185,7 @@ void logger::write(logLevel level, const vx::string& message, const vx::string& 
 
         fileLockGuard guard(state.fileLock);
         const std::shared_ptr<logSettings> settings = state.settings;
-        const vx::file target = settings->outputFile();
+        openLineFile(state, settings);
         const vx::string text = logUtils::getFormattedLogMessage(
             settings->formatSpecifier(), vx::timestamp::now().toString(),
             vx::detail::decimal(vx::getCurrentProcessId()), vx::detail::decimal(vx::getCurrentThreadId()),
@@ -173,11 +194,8 @@ void logger::write(logLevel level, const vx::string& message, const vx::string& 
         // fall inside this one.
         std::string bytes = utf8(text);
         bytes += '\n';
-        vx::platform::fileHandle out;
-        if (out.open(target.fullName(), vx::platform::fileHandle::openAppend)) {
-            out.write(bytes.data(), bytes.size());
-            out.close();
-        }
+        if (state.lineFile.isOpen())
+            state.lineFile.write(bytes.data(), bytes.size());
     } catch (...) {
         // No failure of logging reaches the caller: the line is lost.
     }
@@ -218,11 +236,20 @@ vx::string logUtils::getFormattedLogMessage(const vx::string& format, const vx::
                                             const vx::string& level, const vx::string& file,
                                             const vx::string& line, const vx::string& context,
                                             const vx::string& object, const vx::string& message) {
-    vx::string pattern = format;
-    for (const auto& marker : kMarkers)
-        pattern.replace(marker[0], marker[1]);
-    for (const auto& f : kFields)
-        pattern.replace(f.token, vx::string(L"[") + f.key + L"]");
+    // The pattern depends on the format alone, which seldom changes: each thread keeps the last.
+    thread_local vx::string lastFormat;
+    thread_local vx::string pattern;
+    thread_local bool known = false;
+    if (!known || lastFormat != format) {
+        known = false;
+        pattern = format;
+        for (const auto& marker : kMarkers)
+            pattern.replace(marker[0], marker[1]);
+        for (const auto& f : kFields)
+            pattern.replace(f.token, vx::string(L"[") + f.key + L"]");
+        lastFormat = format;
+        known = true;
+    }
 
     const vx::string* values[] = {&timestamp, &processId, &threadId, &level, &file,
                                   &line,      &context,   &object,   &message};

@@ -44,7 +44,8 @@ time time::daystart() { return time(); }
 time time::lunchtime() { return time(12, 0, 0, 0); }
 
 time time::now() {
-    const platform::currentTime current = platform::now();
+    platform::currentTime current;
+    platform::currentInstant(current.seconds, current.milliseconds);
     std::tm local{};
     if (!platform::toLocalTime(current.seconds, local))
         throw false;

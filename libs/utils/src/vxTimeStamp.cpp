@@ -92,7 +92,8 @@ timeduration timestamp::operator-(const timestamp& other) const {
 // --- factories -----------------------------------------------------------------------------------
 
 timestamp timestamp::now() {
-    const platform::currentTime current = platform::now();
+    platform::currentTime current;
+    platform::currentInstant(current.seconds, current.milliseconds);
     std::tm local{};
     if (!platform::toLocalTime(current.seconds, local))
         throw false;

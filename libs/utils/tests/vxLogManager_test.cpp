@@ -169,6 +169,18 @@ TEST(logSettings, rolling) {
     }
 }
 
+// Lines go to a file kept open; one removed between two lines is made again, as when each line
+// opened it.
+TEST(logSettings, aFileRemovedBetweenLinesIsMadeAgain) {
+    logHome home(logConfig("enabled=\"true\" level=\"trace\"", "", "format=\"%m\""));
+    const auto l = logManager::getLogger("x");
+    l->log_info(L"before", "f", 1, "c");
+    ASSERT_EQ(home.lines(1), std::vector<std::string>{"before"});
+    ASSERT_TRUE(vx::file(home.home().windowsForm(logHome::logFile(1))).remove());
+    l->log_info(L"after", "f", 1, "c");
+    EXPECT_EQ(home.lines(1), std::vector<std::string>{"after"});
+}
+
 TEST(logSettings, restartContinuesInTheNewestFile) {
     struct row {
         const char* what;

@@ -4,6 +4,7 @@
 #include "vxLogManager.h"
 #include "vxLogger.h"
 #include "vxMutex.h"
+#include "platform/files.h"
 
 #include <atomic>
 #include <memory>
@@ -35,6 +36,11 @@ struct logState {
     std::shared_ptr<logSettings> settings = std::make_shared<logSettings>();
     // Serialises writing: objects and lines. Taken before the settings lock.
     vx::mutex fileLock;
+    // The file of the ring that lines go to, kept open between lines (guarded by fileLock), and
+    // the settings and ring index it was opened for: a roll, a reload or a reset opens anew.
+    vx::platform::fileHandle lineFile;
+    std::shared_ptr<logSettings> lineSettings;
+    unsigned lineIndex = 0;
 
     std::mutex nameLock; // guards the two texts below
     vx::string module;   // set by setModuleName, else found once

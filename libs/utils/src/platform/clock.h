@@ -18,6 +18,10 @@ struct currentTime {
 };
 currentTime now();
 
+// The current time alone, seconds since 1970-01-01 00:00:00 UTC and milliseconds, without the
+// zone: for callers that convert it themselves, so that the zone setting is read once.
+void currentInstant(std::int64_t& seconds, unsigned short& milliseconds);
+
 // Has the runtime read the zone setting (TZ) again.
 void reloadTimeZone();
 

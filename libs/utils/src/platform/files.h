@@ -39,6 +39,9 @@ public:
     bool seek(std::uint64_t offset);
     // The current length of the open file, whatever the position.
     bool length(std::uint64_t& bytes) const;
+    // The length as above, and whether the file's name has been removed while it is open (what
+    // is written after that is lost with the file). One system call on each side.
+    bool lengthAndRemoved(std::uint64_t& bytes, bool& removed) const;
     // Cuts the open file to length bytes (or extends it with zero bytes); the position stays.
     bool truncate(std::uint64_t bytes);
 

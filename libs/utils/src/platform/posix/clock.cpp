@@ -7,17 +7,21 @@ namespace vx::platform {
 
 currentTime now() {
     currentTime result;
-    timespec ts{};
-    ::clock_gettime(CLOCK_REALTIME, &ts);
-    result.seconds = static_cast<std::int64_t>(ts.tv_sec);
-    result.milliseconds = static_cast<unsigned short>(ts.tv_nsec / 1000000);
+    currentInstant(result.seconds, result.milliseconds);
     ::tzset();
     // timezone holds the standard zone in seconds west of UTC once tzset has run.
     result.zoneMinutesWest = static_cast<int>(::timezone / 60);
     std::tm local{};
-    const time_t t = ts.tv_sec;
+    const time_t t = static_cast<time_t>(result.seconds);
     result.daylight = ::localtime_r(&t, &local) != nullptr && local.tm_isdst > 0;
     return result;
+}
+
+void currentInstant(std::int64_t& seconds, unsigned short& milliseconds) {
+    timespec ts{};
+    ::clock_gettime(CLOCK_REALTIME, &ts);
+    seconds = static_cast<std::int64_t>(ts.tv_sec);
+    milliseconds = static_cast<unsigned short>(ts.tv_nsec / 1000000);
 }
 
 void reloadTimeZone() { ::tzset(); }

@@ -101,6 +101,19 @@ bool fileHandle::length(std::uint64_t& bytes) const {
     return true;
 }
 
+bool fileHandle::lengthAndRemoved(std::uint64_t& bytes, bool& removed) const {
+    if (!isOpen()) {
+        errno = EBADF;
+        return false;
+    }
+    struct stat info;
+    if (::fstat(static_cast<int>(mHandle), &info) != 0)
+        return false;
+    bytes = static_cast<std::uint64_t>(info.st_size);
+    removed = info.st_nlink == 0;
+    return true;
+}
+
 bool fileHandle::truncate(std::uint64_t bytes) {
     if (!isOpen()) {
         errno = EBADF;

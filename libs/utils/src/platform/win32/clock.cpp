@@ -18,6 +18,17 @@ currentTime now() {
     return result;
 }
 
+void currentInstant(std::int64_t& seconds, unsigned short& milliseconds) {
+    __timeb64 tb{};
+    if (::_ftime64_s(&tb) != 0) {
+        seconds = 0;
+        milliseconds = 0;
+        return;
+    }
+    seconds = tb.time;
+    milliseconds = tb.millitm;
+}
+
 void reloadTimeZone() { ::_tzset(); }
 
 bool toLocalTime(std::int64_t seconds, std::tm& out) {

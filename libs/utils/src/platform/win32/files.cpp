@@ -136,6 +136,21 @@ bool fileHandle::length(std::uint64_t& bytes) const {
     return true;
 }
 
+bool fileHandle::lengthAndRemoved(std::uint64_t& bytes, bool& removed) const {
+    if (!isOpen()) {
+        ::SetLastError(ERROR_INVALID_HANDLE);
+        return false;
+    }
+    // A file deleted while open (shared for deletion) stays until its last handle closes, with
+    // its deletion pending.
+    FILE_STANDARD_INFO info;
+    if (!::GetFileInformationByHandleEx(asHandle(mHandle), FileStandardInfo, &info, sizeof info))
+        return false;
+    bytes = static_cast<std::uint64_t>(info.EndOfFile.QuadPart);
+    removed = info.DeletePending != FALSE || info.NumberOfLinks == 0;
+    return true;
+}
+
 bool fileHandle::truncate(std::uint64_t bytes) {
     LARGE_INTEGER end;
     if (!isOpen()) {

@@ -1,10 +1,10 @@
 #include "vxDate.h"
 
 #include "detail/dayNumber.h"
+#include "detail/numberText.h"
 #include "platform/clock.h"
 #include "vxCalendar.h"
 #include "vxTime.h"
-#include "vxTypeConversion.h"
 
 #include <cmath>
 #include <vector>
@@ -248,8 +248,8 @@ date date::fromString(const string& text, const wchar_t* separators) {
     if (parts.size() != 3)
         throw false;
     unsigned long y, m, d;
-    if (!typeconvert::dtconvert(y, parts[0]) || !typeconvert::dtconvert(m, parts[1]) ||
-        !typeconvert::dtconvert(d, parts[2]))
+    if (!detail::integerFromText(y, parts[0]) || !detail::integerFromText(m, parts[1]) ||
+        !detail::integerFromText(d, parts[2]))
         throw false;
     if (m < 1 || m > 12 || d < 1 || d > 31)
         throw false;

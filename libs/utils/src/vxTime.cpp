@@ -1,7 +1,7 @@
 #include "vxTime.h"
 
+#include "detail/numberText.h"
 #include "platform/clock.h"
-#include "vxTypeConversion.h"
 
 #include <cmath>
 #include <limits>
@@ -19,7 +19,7 @@ unsigned millisecondField(unsigned millisecond) { return (millisecond % 1000) % 
 // A part of a time text: a number from 0 to limit.
 unsigned readPart(const string& part, unsigned limit) {
     long value;
-    if (!typeconvert::dtconvert(value, part) || value < 0 || static_cast<unsigned long>(value) > limit)
+    if (!detail::integerFromText(value, part) || value < 0 || static_cast<unsigned long>(value) > limit)
         throw false;
     return static_cast<unsigned>(value);
 }

@@ -99,14 +99,17 @@ public:
     // and at the first character outside the alphabet, so a line break ends it.
     bool base64Decode();
 
-    // Replaces the content by its gzip form, through two temporary files in the system's
-    // temporary directory, which are removed in every case. A failure keeps the content.
+    // Replaces the content by its gzip form: the bytes a gzip file written by zlib holds, made
+    // in memory (no file is touched). A failure keeps the content.
     bool gzCompress();
-    // Replaces gzip content by the bytes it holds, through a temporary file that is removed
-    // in every case; content that is not gzip data comes back as it was. Before each block of
-    // 1024 bytes, cancel (when it holds a target) may end the run with false. A cancelled or
-    // failed run keeps the content. Runs of the whole process take turns.
+    // Replaces gzip content by the bytes it holds, in memory; content that is not gzip data
+    // comes back as it was. Before each block of 1024 bytes, cancel (when it holds a target)
+    // may end the run with false. A cancelled or failed run keeps the content. Runs of the
+    // whole process take turns. The room grows at least twofold when it is short.
     bool gzUncompress(const std::function<bool()>& cancel = {});
+    // As above, and false (content kept) as soon as the result would pass maxLength bytes, for
+    // data from elsewhere whose expanded size is not to be trusted.
+    bool gzUncompress(const std::function<bool()>& cancel, std::uint64_t maxLength);
     // At least 3 bytes, the first three 0x1F 0x8B 0x08; nothing else is inspected.
     bool isGZCompressed() const;
 

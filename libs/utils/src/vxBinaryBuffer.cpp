@@ -10,6 +10,7 @@
 #include "vxUnicode.h"
 #include "platform/text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -40,18 +41,16 @@ std::uint64_t checkedSum(std::uint64_t a, std::uint64_t b) {
     return a + b;
 }
 
-// The temporary files of the gzip codecs are removed however the codec ends.
-class temporaryFile {
-public:
-    temporaryFile() : mFile(file::generateRandomFile(directory::systemTempDir(), L"tmp")) {}
-    ~temporaryFile() { mFile.remove(); }
-    temporaryFile(const temporaryFile&) = delete;
-    temporaryFile& operator=(const temporaryFile&) = delete;
-    const file& get() const { return mFile; }
-
-private:
-    file mFile;
-};
+// Appends with the room at least doubling when it is short, so that output that arrives in many
+// small pieces costs linear time.
+void appendGrowing(binaryBuffer& buffer, const void* data, std::uint64_t size) {
+    const std::uint64_t needed = checkedSum(buffer.logicalLength(), size);
+    if (needed > buffer.physicalLength()) {
+        const std::uint64_t room = buffer.physicalLength();
+        buffer.reserve(std::max(needed, room > std::numeric_limits<std::uint64_t>::max() / 2 ? needed : room * 2));
+    }
+    buffer.write(data, size);
+}
 
 // Runs of gzUncompress take turns across the process. Recursive, so that a cancel callback may
 // itself uncompress a buffer.
@@ -360,67 +359,44 @@ bool binaryBuffer::base64Decode() {
 // --- gzip -----------------------------------------------------------------------------------------------
 
 bool binaryBuffer::gzCompress() {
-    const temporaryFile plain, packed;
-    if (!writeToFile(plain.get(), false))
-        return false;
-
-    // The content is set aside rather than freed, so that it survives even when the copy on disk
-    // cannot be read back; meanwhile the buffer is empty, with the room that shrink leaves.
-    char* const saved = mData;
-    const std::uint64_t savedLogical = mLogicalLength, savedPhysical = mPhysicalLength;
-    mData = nullptr;
-    mLogicalLength = mPhysicalLength = 0;
-    if (savedPhysical > 0) {
-        mData = static_cast<char*>(std::malloc(kMinimumRoom));
-        if (mData)
-            mPhysicalLength = kMinimumRoom;
-    }
-
-    bool done = false;
     try {
         binaryBuffer result;
-        done = (savedPhysical == 0 || mData != nullptr) && plain.get().gzCompressTo(packed.get(), nullptr, nullptr) &&
-               result.readFromFile(packed.get());
-        if (done)
-            *this = result;
-    } catch (const outOfMemoryException&) {
-        done = false;
-    } catch (const std::bad_alloc&) {
-        done = false;
-    }
-
-    if (!done) {
-        // Restored from the first file; the block set aside stands in when that fails.
-        bool restored = false;
-        try {
-            mLogicalLength = 0;
-            restored = readFromFile(plain.get()) && mLogicalLength == savedLogical &&
-                       (savedLogical == 0 || std::memcmp(mData, saved, savedLogical) == 0);
-        } catch (const outOfMemoryException&) {
-        }
-        if (!restored) {
-            std::free(mData);
-            mData = saved;
-            mLogicalLength = savedLogical;
-            mPhysicalLength = savedPhysical;
+        detail::gzipFile packer;
+        if (!packer.openForWriting([&result](const void* data, std::size_t size) {
+                appendGrowing(result, data, size);
+                return true;
+            }))
             return false;
+        // zlib takes at most 4 GiB - 1 at a time.
+        constexpr std::uint64_t kPiece = 1u << 30;
+        for (std::uint64_t at = 0; at < mLogicalLength; at += kPiece) {
+            const std::uint64_t piece = std::min(kPiece, mLogicalLength - at);
+            if (!packer.write(mData + at, static_cast<unsigned>(piece)))
+                return false;
         }
+        if (!packer.close())
+            return false;
+        result.shrink(); // the room the gzip form needs, no more
+        *this = std::move(result);
+        return true;
+    } catch (const outOfMemoryException&) {
+    } catch (const std::bad_alloc&) {
     }
-    std::free(saved);
-    return done;
+    return false;
 }
 
 bool binaryBuffer::gzUncompress(const std::function<bool()>& cancel) {
+    return gzUncompress(cancel, std::numeric_limits<std::uint64_t>::max());
+}
+
+bool binaryBuffer::gzUncompress(const std::function<bool()>& cancel, std::uint64_t maxLength) {
     const std::lock_guard<std::recursive_mutex> lock(gzUncompressMutex());
-    const temporaryFile packed;
-    if (!writeToFile(packed.get(), true))
-        return false;
     try {
         detail::gzipFile source;
-        if (!source.open(packed.get().fullName(), detail::gzipFile::forReading))
+        if (!source.openForReading(mData, mLogicalLength))
             return false;
-        const std::uint64_t compressed = mLogicalLength;
-        binaryBuffer result(checkedSum(compressed, compressed));
+        // Room for twice the compressed size to begin with, as far as the limit allows.
+        binaryBuffer result(std::min(checkedSum(mLogicalLength, mLogicalLength), maxLength));
         char block[kBlockSize];
         for (;;) {
             const int got = source.read(block, sizeof block);
@@ -430,13 +406,9 @@ bool binaryBuffer::gzUncompress(const std::function<bool()>& cancel) {
                 break;
             if (cancel && cancel())
                 return false;
-            const std::uint64_t needed = checkedSum(result.mLogicalLength, static_cast<std::uint64_t>(got));
-            if (needed > result.mPhysicalLength) {
-                // Grow by the compressed size, then by exactly what is needed if that is short.
-                result.reAllocate(checkedSum(result.mPhysicalLength, compressed));
-                result.reAllocate(needed);
-            }
-            result.write(block, static_cast<std::uint64_t>(got));
+            if (static_cast<std::uint64_t>(got) > maxLength - result.mLogicalLength)
+                return false;
+            appendGrowing(result, block, static_cast<std::uint64_t>(got));
         }
         // Data cut short reads as a quiet end; zlib tells it at the close.
         if (!source.close())

@@ -1,4 +1,4 @@
-// gzip files through zlib, opened by the platform layer (internal).
+// gzip files through zlib, opened by the platform layer, and gzip data in memory (internal).
 //
 // zlib's stream functions run over a file that the platform layer opened, never over a path of
 // zlib's own: the library's path mapping (drives, case, shares) stays the only way from a name to
@@ -9,6 +9,9 @@
 
 #include "vxString.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <memory>
 
 namespace vx::detail {
@@ -27,6 +30,10 @@ public:
 
     // False when the file cannot be opened or zlib refuses it.
     bool open(const string& path, openMode mode);
+    // Reads the size bytes at data, which must stay as they are until close, as a file of them.
+    bool openForReading(const void* data, std::uint64_t size);
+    // Writes to sink instead of a file, in pieces; a false from sink is a failed write.
+    bool openForWriting(std::function<bool(const void* data, std::size_t size)> sink);
     // The bytes read (at most size), 0 at the end, negative on failure (damaged or cut data).
     int read(void* buffer, unsigned size);
     // True when all size bytes were taken.

@@ -7,6 +7,7 @@
 #include <zlib.h>
 
 #include <climits>
+#include <cstdint>
 #include <cstring>
 
 namespace vx {
@@ -30,11 +31,16 @@ unsigned long vxcompressBound(unsigned long sourceLength) {
 
 namespace detail {
 
-// The stream state: the open file, zlib's stream and one buffer of compressed bytes.
+// The stream state: the open file (or the memory in its place), zlib's stream and one buffer of
+// compressed bytes.
 struct gzipFile::state {
     static constexpr std::size_t kChunk = 64 * 1024;
 
     platform::fileHandle file;
+    const unsigned char* memory = nullptr; // reading from memory: the bytes not yet taken
+    std::uint64_t memoryLeft = 0;
+    bool fromMemory = false;
+    std::function<bool(const void*, std::size_t)> sink; // writing to memory
     z_stream stream{};
     bool writing = false;
     bool streamReady = false;  // inflateInit2 or deflateInit2 succeeded
@@ -55,7 +61,7 @@ struct gzipFile::state {
         if (stream.avail_in > 0 || fileEnded)
             return true;
         std::size_t done = 0;
-        if (!file.read(buffer, kChunk, done))
+        if (!readSource(buffer, kChunk, done))
             return false;
         fileEnded = done < kChunk;
         stream.next_in = buffer;
@@ -71,7 +77,7 @@ struct gzipFile::state {
             for (std::size_t i = 0; i < have; ++i)
                 head[i] = stream.next_in[i];
             std::size_t done = 0;
-            if (!file.read(buffer + have, kChunk - have, done))
+            if (!readSource(buffer + have, kChunk - have, done))
                 return false;
             for (std::size_t i = 0; i < have; ++i)
                 buffer[i] = head[i];
@@ -87,7 +93,39 @@ struct gzipFile::state {
         const std::size_t produced = kChunk - stream.avail_out;
         stream.next_out = buffer;
         stream.avail_out = static_cast<uInt>(kChunk);
-        return produced == 0 || file.write(buffer, produced);
+        return produced == 0 || (sink ? sink(buffer, produced) : file.write(buffer, produced));
+    }
+
+    bool readSource(unsigned char* into, std::size_t room, std::size_t& done) {
+        if (!fromMemory)
+            return file.read(into, room, done);
+        done = memoryLeft < room ? static_cast<std::size_t>(memoryLeft) : room;
+        if (done > 0)
+            std::memcpy(into, memory, done);
+        memory += done;
+        memoryLeft -= done;
+        return true;
+    }
+
+    // Sets zlib up once the source or target is there.
+    bool start() {
+        if (writing) {
+            // The parameters of gzopen's "wb": the default level, a gzip wrapper, the default memory.
+            if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, MAX_WBITS + 16, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+                return false;
+            stream.next_out = buffer;
+            stream.avail_out = static_cast<uInt>(kChunk);
+        } else {
+            if (inflateInit2(&stream, MAX_WBITS + 16) != Z_OK)
+                return false;
+            if (!gzipFollows()) {
+                if (failed)
+                    return false;
+                direct = true;
+            }
+        }
+        streamReady = true;
+        return true;
     }
 };
 
@@ -102,24 +140,32 @@ bool gzipFile::open(const string& path, openMode mode) {
     auto s = std::make_unique<state>();
     s->writing = mode == forWriting;
     if (path.empty() ||
-        !s->file.open(path, s->writing ? platform::fileHandle::openWrite : platform::fileHandle::openRead))
+        !s->file.open(path, s->writing ? platform::fileHandle::openWrite : platform::fileHandle::openRead) ||
+        !s->start())
         return false;
-    if (s->writing) {
-        // The parameters of gzopen's "wb": the default level, a gzip wrapper, the default memory.
-        if (deflateInit2(&s->stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, MAX_WBITS + 16, 8, Z_DEFAULT_STRATEGY) != Z_OK)
-            return false;
-        s->stream.next_out = s->buffer;
-        s->stream.avail_out = static_cast<uInt>(state::kChunk);
-    } else {
-        if (inflateInit2(&s->stream, MAX_WBITS + 16) != Z_OK)
-            return false;
-        if (!s->gzipFollows()) {
-            if (s->failed)
-                return false;
-            s->direct = true;
-        }
-    }
-    s->streamReady = true;
+    mpState = std::move(s);
+    return true;
+}
+
+bool gzipFile::openForReading(const void* data, std::uint64_t size) {
+    close();
+    auto s = std::make_unique<state>();
+    s->fromMemory = true;
+    s->memory = static_cast<const unsigned char*>(data);
+    s->memoryLeft = data ? size : 0;
+    if (!s->start())
+        return false;
+    mpState = std::move(s);
+    return true;
+}
+
+bool gzipFile::openForWriting(std::function<bool(const void*, std::size_t)> sink) {
+    close();
+    auto s = std::make_unique<state>();
+    s->writing = true;
+    s->sink = std::move(sink);
+    if (!s->sink || !s->start())
+        return false;
     mpState = std::move(s);
     return true;
 }
@@ -206,7 +252,7 @@ bool gzipFile::close() {
     }
     if (!s->writing && s->cutShort)
         ok = false;
-    return s->file.close() && ok;
+    return (s->fromMemory || s->sink || s->file.close()) && ok;
 }
 
 } // namespace detail

@@ -86,7 +86,9 @@ public:
     // with false; the blocks appended before stay. False when f cannot be opened.
     bool readFromFile(const file& f, const std::function<bool()>& cancel = {});
     // Writes the logical content to f, appending when append is true, else replacing the
-    // file's bytes. True if every byte was written.
+    // file: written to a new file beside it and put in its place when complete, so that a failed
+    // write leaves the old file as it was (its permissions pass to the new one). True if every
+    // byte was written.
     bool writeToFile(const file& f, bool append) const;
 
     // --- codecs ----------------------------------------------------------------------------

@@ -6,6 +6,7 @@
 #include "vxFile.h"
 #include "vxGzipFile.h"
 
+#include "platform/fileSystem.h"
 #include "platform/files.h"
 #include "vxUnicode.h"
 #include "platform/text.h"
@@ -256,14 +257,43 @@ bool binaryBuffer::readFromFile(const file& f, const std::function<bool()>& canc
     return true;
 }
 
-bool binaryBuffer::writeToFile(const file& f, bool append) const {
+namespace {
+
+bool writeBlock(const file& f, platform::fileHandle::openMode mode, const char* data, std::uint64_t size) {
     platform::fileHandle handle;
-    if (f.fullName().empty() ||
-        !handle.open(f.fullName(), append ? platform::fileHandle::openAppend : platform::fileHandle::openWrite))
+    if (f.fullName().empty() || !handle.open(f.fullName(), mode))
         return false;
-    const bool written = mLogicalLength == 0 || handle.write(mData, static_cast<std::size_t>(mLogicalLength));
+    const bool written = size == 0 || handle.write(data, static_cast<std::size_t>(size));
     const bool closed = handle.close();
     return written && closed;
+}
+
+} // namespace
+
+bool binaryBuffer::writeToFile(const file& f, bool append) const {
+    if (append || f.fullName().empty())
+        return writeBlock(f, platform::fileHandle::openAppend, mData, mLogicalLength);
+    // A file that is there must take writing as before: not read-only, not a directory or a
+    // device (opened to append, which changes nothing).
+    if (f.exists()) {
+        platform::fileHandle probe;
+        if (!probe.open(f.fullName(), platform::fileHandle::openAppend))
+            return false;
+    }
+    // Written beside the file and put in its place when complete, so that a failed write leaves
+    // the old file as it was. A folder that takes no new file leaves writing in place.
+    string drive, name, extension;
+    directory folder;
+    f.getParts(drive, folder, name, extension);
+    const file temporary = file::generateRandomFile(folder, L"tmp");
+    if (temporary.fullName().empty())
+        return writeBlock(f, platform::fileHandle::openWrite, mData, mLogicalLength);
+    if (!writeBlock(temporary, platform::fileHandle::openWrite, mData, mLogicalLength) ||
+        !platform::replaceFile(temporary.fullName(), f.fullName())) {
+        temporary.remove();
+        return false;
+    }
+    return true;
 }
 
 // --- base64 ---------------------------------------------------------------------------------------------

@@ -7,7 +7,6 @@
 #include "vxUnicode.h"
 
 #include "platform/codePage.h"
-#include "platform/fileSystem.h"
 #include "platform/files.h"
 
 #include <algorithm>
@@ -1131,17 +1130,10 @@ void xmlDocument::save(const file& f, eEncoding encoding) const {
         throw writeFileException(f);
     binaryBuffer buffer;
     save(buffer, encoding);
-    // Written beside the file first, so that a failed write leaves the old file whole.
-    string drive, name, extension;
-    directory folder;
-    f.getParts(drive, folder, name, extension);
-    const file temporary = file::generateRandomFile(folder, L"tmp");
-    if (temporary.fullName().empty())
+    // Written beside the file and put in its place when complete: a failed write leaves the old
+    // file whole.
+    if (!buffer.writeToFile(f, false))
         throw writeFileException(f);
-    if (!buffer.writeToFile(temporary, false) || !platform::replaceFile(temporary.fullName(), f.fullName())) {
-        temporary.remove();
-        throw writeFileException(f);
-    }
 }
 
 // Defined here once as well, so that the library exports it: on Windows a caller that takes it

@@ -442,7 +442,7 @@ TEST_F(bufferTest, writeToFileReplacesOrAppends) {
     EXPECT_EQ(read("f"), "");
     EXPECT_FALSE(b.writeToFile(file(), false) || b.writeToFile(file(dir.windowsForm()), false));
     vxtest::setMode(dir / "f", 0444); // read-only for everyone, as on Windows
-    EXPECT_FALSE(b.writeToFile(at("f"), true));
+    EXPECT_FALSE(b.writeToFile(at("f"), true) || b.writeToFile(at("f"), false));
     EXPECT_EQ(read("f"), "");
 }
 
@@ -589,6 +589,7 @@ TEST_F(bufferTest, aFullDiskFailsWithoutLosingTheCallersData) {
     // The files of the child may hold at most 64 KiB.
     const std::string bigText = randomBytes(100000, 5), smallText = randomBytes(60000, 6);
     write("keep", "old bytes");
+    write("target", "old target");
     const file keep = at("keep"), target = at("target");
     const std::string report = inChild(temp(), 65536, false, [&](std::string& errors) {
         binaryBuffer big = bufferOf(bigText);
@@ -601,6 +602,9 @@ TEST_F(bufferTest, aFullDiskFailsWithoutLosingTheCallersData) {
     });
     EXPECT_EQ(report, "");
     EXPECT_EQ(read("keep").substr(0, 9), "old bytes");
+    // A replacing write that fails leaves the old file whole, and nothing beside it.
+    EXPECT_EQ(read("target"), "old target");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), std::filesystem::directory_iterator()), 3); // tmp, keep, target
     EXPECT_EQ(leftovers(), 0u);
 }
 #endif

@@ -4,6 +4,7 @@
 
 #include <vxBinaryBuffer.h>
 #include <vxEnvironment.h>
+#include <vxDirectory.h>
 #include <vxFile.h>
 
 #include <csignal>
@@ -163,15 +164,24 @@ int runGzipCopy(arguments args, bool compress) {
     }
     bar.visible = given.has("--progress") || (vx::isTerminal(2) && source.size() >= kProgressThreshold);
 
+    // Written beside the target and put in its place only when complete: a damaged source, a
+    // full disk or an interruption leaves a target that was there as it was.
+    vx::string drive, name, extension;
+    vx::directory folder;
+    target.getParts(drive, folder, name, extension);
+    const vx::file partial = vx::file::generateRandomFile(folder, L"tmp");
     interrupted = 0;
     const auto previous = std::signal(SIGINT, onInterrupt);
-    const bool done = compress ? source.gzCompressTo(target, &progressBar::step, &bar)
-                               : source.gzUncompressTo(target, &progressBar::step, &bar);
+    bool done = !partial.fullName().empty() &&
+                (compress ? source.gzCompressTo(partial, &progressBar::step, &bar)
+                          : source.gzUncompressTo(partial, &progressBar::step, &bar));
     std::signal(SIGINT, previous);
+    if (done && target.fsEntry::exists())
+        done = target.remove();
+    done = done && partial.move(target);
     bar.finish(done);
     if (!done) {
-        // The library leaves a partial target; the tool does not.
-        target.remove();
+        partial.remove();
         failure(sourceName, interrupted ? "interrupted" :
                  compress ? "cannot be compressed (the target cannot be written)"
                           : "cannot be uncompressed (damaged or cut data, or the target cannot be written)");

@@ -598,6 +598,12 @@ fi
 head -c 30000 "$buf/plan.txt.gz" >"$buf/cut.gz"
 fails 1 gunzip "$buf/cut.gz"
 buf_check "no partial target" test ! -e "$buf/cut"
+# --force with damaged data keeps the file it would have replaced, and leaves nothing beside it.
+echo "kept" >"$buf/cut"
+fails 1 gunzip --force "$buf/cut.gz"
+buf_check "a failed --force keeps the old target" test "$(cat "$buf/cut")" = kept
+buf_check "nothing left beside it" test -z "$(find "$buf" -name '*.tmp')"
+rm -f "$buf/cut"
 fails 1 gunzip "$buf/man.gz" # missing
 cp "$buf/man" "$buf/plain.gz"
 fails 1 gunzip "$buf/plain.gz"

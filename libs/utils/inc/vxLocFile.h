@@ -25,6 +25,13 @@
 // byte-order mark is read in that encoding; a file without one in the active code page (UTF-8
 // here).
 //
+// Any file loads in bounded time and memory: an included file is known by its identity on disk
+// (links and ".." reach no file twice), includes nest at most kMaxIncludeDepth deep, and the
+// replace commands may not make the texts longer than kGrowthFactor times the file's characters
+// plus kGrowthAllowance. A file whose commands would cross that limit, or whose load runs out of
+// memory, fails to load as a file that cannot be read does (its lookups answer false), and
+// loadError() names the file and the line.
+//
 // getMessage reloads the object although it is const: one locFile must not be used from two
 // threads at once. The localisation manager calls it only under its lock.
 #pragma once
@@ -33,8 +40,10 @@
 #include "vxFile.h"
 #include "vxString.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <vector>
 
@@ -44,6 +53,10 @@ class locMessage;
 
 class VX_API locFile : public file {
 public:
+    static constexpr std::size_t kMaxIncludeDepth = 64;
+    static constexpr std::size_t kGrowthFactor = 4;
+    static constexpr std::size_t kGrowthAllowance = 1u << 20;
+
     locFile();
     // The file of that name (normalised as a file name is).
     explicit locFile(const wchar_t* path);
@@ -74,12 +87,20 @@ public:
     void keys(std::vector<string>& out) const;
     // The files that "#include" lines of this file named, as of the last load.
     const std::vector<locFile>& includes() const { return mIncludes; }
+    // Why the last load of this file failed although the file could be read ("path(line): why"),
+    // or the empty string.
+    const string& loadError() const { return mLoadError; }
 
 private:
+    struct includeLink; // one file of the chain of includes that led to a file
+    struct includeScan; // the files met in one scan of includes
+
     bool isFresh() const;
     bool reload() const;
-    bool load(std::set<string>& met, bool followIncludes) const;
-    void scanIncludes(const std::vector<string>& lines, std::set<string>& met) const;
+    bool load(includeScan& scan, bool followIncludes) const;
+    bool loadContent(includeScan& scan, bool followIncludes) const;
+    void scanIncludes(const std::vector<string>& lines, includeScan& scan) const;
+    bool applyCommands(std::map<string, string>& messages, std::size_t budget) const;
     bool lookup(string key, locMessage& msg) const;
     void collectKeys(std::set<string>& out) const;
 
@@ -87,11 +108,14 @@ private:
     file mOverlay;                                // may have an empty name
     mutable std::int64_t mOverlayTime = 0;        // of the overlay at load, 0 when it had none
     mutable std::vector<string> mCommands;        // the ";;cmd(" commands, in file order
+    mutable std::vector<std::size_t> mCommandLines; // the line of each command in the file
+    mutable std::size_t mCharacters = 0;          // of the file's text at load
+    mutable string mLoadError;
     mutable std::map<string, string> mMessages;   // key to text
     mutable std::int64_t mFileTime = 0;           // of this file at load
-    // The lower-case names of the files whose includes led to this one: a reload of this file
+    // The files whose includes led to this one, shared along the chain: a reload of this file
     // on its own never includes them again, so include cycles stay cut.
-    mutable std::vector<string> mIncludedFrom;
+    mutable std::shared_ptr<const includeLink> mIncludedFrom;
 };
 
 } // namespace vx

@@ -2,6 +2,7 @@
 
 #include "detail/caseFolding.h"
 
+#include "vxException.h"
 #include "vxLocMessage.h"
 #include "vxUnicode.h"
 
@@ -10,6 +11,8 @@
 #include "platform/text.h"
 
 #include <algorithm>
+#include <new>
+#include <string>
 #include <utility>
 
 namespace vx {
@@ -103,9 +106,10 @@ std::wstring decode(const std::string& bytes) {
 // The lines as the line reader gives them, each prepared: at most 1023 characters up to and
 // including a line feed, cut at a null character; then trimmed (trimLine), tabs made blanks.
 // Empty lines are left out. The backslash that continues a value is left to the entry pass.
-std::vector<string> preparedLines(const std::wstring& text) {
+// numbers receives the line of the file each comes from, counted from 1.
+std::vector<string> preparedLines(const std::wstring& text, std::vector<std::size_t>& numbers) {
     std::vector<string> lines;
-    std::size_t pos = 0;
+    std::size_t pos = 0, number = 1;
     while (pos < text.size()) {
         const auto begin = text.begin() + static_cast<std::ptrdiff_t>(pos);
         const auto limit = text.begin() + static_cast<std::ptrdiff_t>(std::min(text.size(), pos + kLineChunk));
@@ -113,11 +117,16 @@ std::vector<string> preparedLines(const std::wstring& text) {
         if (end != limit)
             ++end;
         string line(std::wstring(begin, std::find(begin, end, L'\0')));
+        const std::size_t here = number;
+        if (*(end - 1) == L'\n')
+            ++number;
         pos = static_cast<std::size_t>(end - text.begin());
         trimLine(line);
         line.replace(L'\t', L' ');
-        if (!line.empty())
+        if (!line.empty()) {
             lines.push_back(std::move(line));
+            numbers.push_back(here);
+        }
     }
     return lines;
 }
@@ -144,13 +153,19 @@ void insertLineFeeds(string& value) {
         value.replace(at, 2, 1, L'\n');
 }
 
-void applyCommand(const string& command, std::map<string, string>& messages) {
-    std::vector<string> fields;
-    command.splitAt(kCommandFieldSeparator, fields);
-    if (fields.size() < 3 || fields[0] != kReplaceVerb)
-        return;
-    for (auto& entry : messages)
-        entry.second.replace(fields[1], fields[2]);
+// How often string::replace finds pattern in text: the search goes on behind each find.
+std::size_t occurrences(const string& text, const string& pattern) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(pattern); at != string::npos; at = text.find(pattern, at + pattern.size()))
+        ++count;
+    return count;
+}
+
+std::size_t totalLength(const std::map<string, string>& messages) {
+    std::size_t total = 0;
+    for (const auto& entry : messages)
+        total += entry.second.size();
+    return total;
 }
 
 // Whether a regular file of that name exists, and its modification time (0 when it does not).
@@ -182,6 +197,9 @@ locFile::locFile(locFile&& other) noexcept
       mOverlay(other.mOverlay),
       mOverlayTime(other.mOverlayTime),
       mCommands(std::move(other.mCommands)),
+      mCommandLines(std::move(other.mCommandLines)),
+      mCharacters(other.mCharacters),
+      mLoadError(std::move(other.mLoadError)),
       mMessages(std::move(other.mMessages)),
       mFileTime(other.mFileTime),
       mIncludedFrom(std::move(other.mIncludedFrom)) {}
@@ -195,6 +213,9 @@ locFile& locFile::operator=(locFile&& other) noexcept {
         mOverlay = other.mOverlay;
         mOverlayTime = other.mOverlayTime;
         mCommands = std::move(other.mCommands);
+        mCommandLines = std::move(other.mCommandLines);
+        mCharacters = other.mCharacters;
+        mLoadError = std::move(other.mLoadError);
         mMessages = std::move(other.mMessages);
         mFileTime = other.mFileTime;
         mIncludedFrom = std::move(other.mIncludedFrom);
@@ -207,9 +228,12 @@ locFile& locFile::operator=(const file& f) {
     mIncludes.clear();
     mOverlayTime = 0;
     mCommands.clear();
+    mCommandLines.clear();
+    mCharacters = 0;
+    mLoadError.clear();
     mMessages.clear();
     mFileTime = 0;
-    mIncludedFrom.clear();
+    mIncludedFrom.reset();
     return *this;
 }
 
@@ -238,18 +262,50 @@ bool locFile::isFresh() const {
     return fileTime(mOverlay, overlayTime) ? overlayTime == mOverlayTime : mOverlayTime == 0;
 }
 
+// One file of a chain of includes. The files included along a chain share their links, so a
+// deep chain costs one link per file, not a copy of the chain per file.
+struct locFile::includeLink {
+    string name; // case-folded full name
+    bool known = false;
+    platform::entryIdentity id; // when known
+    std::size_t depth = 1;      // files in the chain up to this one
+    std::shared_ptr<const includeLink> parent;
+};
+
+// The files met in one scan of includes: by case-folded name, and by identity on disk, so that a
+// file reached again through a link or through ".." counts as met.
+struct locFile::includeScan {
+    std::set<string> names;
+    std::set<platform::entryIdentity> ids;
+
+    // Notes a file; false when it was met before.
+    bool meet(const string& fullName) {
+        const bool newName = names.insert(detail::foldedCase(fullName)).second;
+        platform::entryIdentity id;
+        const bool newId = !platform::fileIdentity(fullName, id) || ids.insert(id).second;
+        return newName && newId;
+    }
+};
+
 bool locFile::reload() const {
-    std::set<string> met(mIncludedFrom.begin(), mIncludedFrom.end());
-    met.insert(detail::foldedCase(fullName()));
-    return load(met, true);
+    includeScan scan;
+    for (const includeLink* link = mIncludedFrom.get(); link; link = link->parent.get()) {
+        scan.names.insert(link->name);
+        if (link->known)
+            scan.ids.insert(link->id);
+    }
+    scan.meet(fullName());
+    return load(scan, true);
 }
 
 bool locFile::lookup(string key, locMessage& msg) const {
+    // Brought up to date once: each step along an alias chain is then a map lookup, so a chain
+    // costs time in proportion to its length.
+    if (!isFresh() && !reload())
+        return false;
     // Followed in a loop, not by recursion: a long chain of aliases cannot exhaust the stack.
     std::set<string> visited;
     for (;;) {
-        if (!isFresh() && !reload())
-            return false;
         const auto found = mMessages.find(key);
         if (found == mMessages.end())
             break;
@@ -273,21 +329,50 @@ bool locFile::lookup(string key, locMessage& msg) const {
     return false;
 }
 
-bool locFile::load(std::set<string>& met, bool followIncludes) const {
+bool locFile::load(includeScan& scan, bool followIncludes) const {
+    mLoadError.clear();
+    try {
+        if (loadContent(scan, followIncludes))
+            return true;
+        if (mLoadError.empty())
+            return false;
+    } catch (const outOfMemoryException&) {
+        mLoadError = fullName() + L"(0): out of memory while loading";
+    } catch (const std::bad_alloc&) {
+        mLoadError = fullName() + L"(0): out of memory while loading";
+    }
+    // A failed load holds nothing, as a file that cannot be read.
     mIncludes.clear();
     mCommands.clear();
+    mCommandLines.clear();
     mMessages.clear();
+    return false;
+}
+
+bool locFile::loadContent(includeScan& scan, bool followIncludes) const {
+    mIncludes.clear();
+    mCommands.clear();
+    mCommandLines.clear();
+    mMessages.clear();
+    mCharacters = 0;
     // Noted before reading, so that a change made while the file is read shows at the next
     // lookup.
     fileTime(*this, mFileTime);
     std::string bytes;
     const bool opened = readBytes(fullName(), bytes);
     if (opened) {
-        const std::vector<string> lines = preparedLines(decode(bytes));
-        bytes.clear();
+        std::vector<std::size_t> numbers;
+        std::vector<string> lines;
+        {
+            const std::wstring text = decode(bytes);
+            bytes = std::string();
+            mCharacters = text.size();
+            lines = preparedLines(text, numbers);
+        }
 
         // First pass: the commands.
-        for (const string& line : lines) {
+        for (std::size_t i = 0; i < lines.size(); ++i) {
+            const string& line = lines[i];
             const std::size_t mark = line.find(kCommandMark);
             if (mark == string::npos)
                 continue;
@@ -296,6 +381,7 @@ bool locFile::load(std::set<string>& met, bool followIncludes) const {
             if (!command.empty() && command.back() == L')')
                 command.pop_back();
             mCommands.push_back(std::move(command));
+            mCommandLines.push_back(numbers[i]);
         }
 
         // Second pass: the entries.
@@ -330,28 +416,69 @@ bool locFile::load(std::set<string>& met, bool followIncludes) const {
             store(key, value);
 
         if (followIncludes)
-            scanIncludes(lines, met);
+            scanIncludes(lines, scan);
     }
 
-    for (const string& command : mCommands)
-        applyCommand(command, mMessages);
+    if (!applyCommands(mMessages, kGrowthFactor * mCharacters + kGrowthAllowance))
+        return false;
 
     if (fileTime(mOverlay, mOverlayTime)) {
         locFile overlay(mOverlay);
-        std::set<string> none;
+        includeScan none;
         overlay.load(none, false);
+        if (!overlay.mLoadError.empty()) {
+            mLoadError = overlay.mLoadError;
+            return false;
+        }
         for (auto& entry : overlay.mMessages)
             mMessages[entry.first] = std::move(entry.second);
-        for (const string& command : overlay.mCommands)
-            applyCommand(command, mMessages);
+        if (!overlay.applyCommands(mMessages, kGrowthFactor * (mCharacters + overlay.mCharacters) + kGrowthAllowance)) {
+            mLoadError = overlay.mLoadError;
+            return false;
+        }
     }
     return opened;
 }
 
-void locFile::scanIncludes(const std::vector<string>& lines, std::set<string>& met) const {
+bool locFile::applyCommands(std::map<string, string>& messages, std::size_t budget) const {
+    std::size_t total = totalLength(messages);
+    for (std::size_t i = 0; i < mCommands.size(); ++i) {
+        std::vector<string> fields;
+        mCommands[i].splitAt(kCommandFieldSeparator, fields);
+        if (fields.size() < 3 || fields[0] != kReplaceVerb || fields[1].empty())
+            continue;
+        const string& from = fields[1];
+        const string& to = fields[2];
+        // The growth is counted before anything is replaced, so a command that would multiply
+        // the texts stops before it takes the memory.
+        std::size_t after = total;
+        for (const auto& entry : messages) {
+            const std::size_t found = occurrences(entry.second, from);
+            after = after - found * from.size() + found * to.size();
+            if (after > budget) {
+                mLoadError = fullName() + L"(" + std::to_wstring(mCommandLines[i]) +
+                             L"): the command would make the texts longer than " + std::to_wstring(budget) +
+                             L" characters";
+                return false;
+            }
+        }
+        for (auto& entry : messages)
+            entry.second.replace(from, to);
+        total = after;
+    }
+    return true;
+}
+
+void locFile::scanIncludes(const std::vector<string>& lines, includeScan& scan) const {
+    auto link = std::make_shared<includeLink>();
+    link->depth = mIncludedFrom ? mIncludedFrom->depth + 1 : 1;
+    // Nested too deep: this file's includes are not followed.
+    if (link->depth >= kMaxIncludeDepth)
+        return;
+    link->name = detail::foldedCase(fullName());
+    link->known = platform::fileIdentity(fullName(), link->id);
+    link->parent = mIncludedFrom;
     const string folder = path(0);
-    std::vector<string> chain(mIncludedFrom);
-    chain.push_back(detail::foldedCase(fullName()));
     for (const string& line : lines) {
         if (line.find(kIncludeMark) == string::npos)
             continue;
@@ -365,12 +492,13 @@ void locFile::scanIncludes(const std::vector<string>& lines, std::set<string>& m
         const file candidate(folder, name);
         if (!candidate.exists() || !candidate.isReadable())
             continue;
-        // Case is ignored, so a cycle ends at the first file met again.
-        if (!met.insert(detail::foldedCase(candidate.fullName())).second)
+        // A file met before in this scan (by name, case ignored, or as the same file on disk)
+        // is not included again, so every cycle ends and no file is read twice.
+        if (!scan.meet(candidate.fullName()))
             continue;
         locFile include(candidate);
-        include.mIncludedFrom = chain;
-        include.load(met, true);
+        include.mIncludedFrom = link;
+        include.load(scan, true);
         mIncludes.push_back(std::move(include));
     }
 }
@@ -389,5 +517,11 @@ void locFile::keys(std::vector<string>& out) const {
     collectKeys(all);
     out.assign(all.begin(), all.end());
 }
+
+// Defined here as well, so that the library exports them: on Windows a caller that takes one by
+// reference finds it in the DLL.
+constexpr std::size_t locFile::kMaxIncludeDepth;
+constexpr std::size_t locFile::kGrowthFactor;
+constexpr std::size_t locFile::kGrowthAllowance;
 
 } // namespace vx

@@ -433,3 +433,70 @@ TEST(locFileCopies, copiesAndAssignment) {
     assigned = moved;
     EXPECT_TRUE(lookUp(moved, L"Key") == L"b" && lookUp(assigned, L"Key") == L"b");
 }
+
+// --- bounds: any file loads in bounded time and memory -------------------------------------------
+
+TEST(locFileBounds, commandsThatMultiplyTheTextsFailTheLoad) {
+    tempDir dir;
+    // Each command makes every "a" four: within the limit once, far beyond it ten times over.
+    const std::string once = "A aaaa\n;;cmd(replace:::a:::aaaa)\n";
+    std::string tenTimes = "A aaaa\n";
+    for (int i = 0; i < 10; ++i)
+        tenTimes += "\n;;cmd(replace:::a:::aaaa)";
+    const locFile fine(dir.write("fine.loc", once).c_str());
+    EXPECT_EQ(lookUp(fine, L"A"), std::wstring(16, L'a'));
+    EXPECT_EQ(std::wstring(fine.loadError()), L"");
+
+    const std::wstring name = dir.write("bomb.loc", tenTimes);
+    const locFile bomb(name.c_str());
+    EXPECT_EQ(lookUp(bomb, L"A"), absent);
+    EXPECT_EQ(lookUp(bomb, L"Missing"), absent);
+    // The tenth command (line 12) would make 4^11 a's, past the limit: its line is named.
+    EXPECT_EQ(std::wstring(bomb.loadError()),
+              name + L"(12): the command would make the texts longer than " +
+                  std::to_wstring(locFile::kGrowthFactor * tenTimes.size() + locFile::kGrowthAllowance) +
+                  L" characters");
+
+    // An overlay's commands count against the limit too, and name the overlay.
+    locFile overlaid(dir.write("base.loc", "A aaaa\n").c_str());
+    overlaid.setOverlay(vx::file(dir.write("over.loc", tenTimes)));
+    EXPECT_EQ(lookUp(overlaid, L"A"), absent);
+    EXPECT_EQ(std::wstring(overlaid.loadError()).rfind(dir.windowsForm("over.loc") + L"(12): ", 0), 0u);
+}
+
+TEST(locFileBounds, includesNestAtMostTheMaximumDepth) {
+    tempDir dir;
+    const int files = static_cast<int>(locFile::kMaxIncludeDepth) + 10;
+    for (int i = 0; i < files; ++i)
+        dir.write("f" + std::to_string(i) + ".loc",
+                  "K" + std::to_string(i) + " v\n#include f" + std::to_string(i + 1) + ".loc\n");
+    const locFile top(dir.windowsForm("f0.loc").c_str());
+    const std::string last = std::to_string(locFile::kMaxIncludeDepth - 1);
+    EXPECT_EQ(lookUp(top, vx::string::fromMBCtoWC(("K" + last).c_str()).c_str()), L"v");
+    EXPECT_EQ(lookUp(top, vx::string::fromMBCtoWC(("K" + std::to_string(locFile::kMaxIncludeDepth)).c_str()).c_str()),
+              absent);
+    std::size_t depth = 1;
+    for (const locFile* f = &top; !f->includes().empty(); f = &f->includes()[0])
+        ++depth;
+    EXPECT_EQ(depth, locFile::kMaxIncludeDepth);
+}
+
+#ifndef _WIN32 // links and FIFOs made by hand
+TEST(locFileBounds, aFileReachedAgainThroughALinkIsNotIncludedTwice) {
+    tempDir dir;
+    // Two names for one folder: each file includes itself and the other through both names,
+    // which by path text alone would fan out without end.
+    dir.write("d/a.loc", "A a\n#include a.loc\n#include ../e/a.loc\n#include ../e/b.loc\n#include b.loc\n");
+    dir.write("d/b.loc", "B b\n#include ../e/a.loc\n#include ../d/b.loc\n#include ../e/b.loc\n");
+    fs::create_directory_symlink(dir / "d", dir / "e");
+    ::mkfifo((dir / "d/fifo.loc").c_str(), 0644);
+    dir.write("d/c.loc", "C c\n#include fifo.loc\n#include .\n#include b.loc\n");
+    const locFile a(dir.windowsForm("d/a.loc").c_str());
+    EXPECT_EQ(lookUp(a, L"B"), L"b");
+    ASSERT_EQ(a.includes().size(), 1u); // b.loc, once
+    EXPECT_EQ(a.includes()[0].includes().size(), 0u);
+    // A FIFO and a folder are no language files: passed over without blocking.
+    const locFile c(dir.windowsForm("d/c.loc").c_str());
+    EXPECT_EQ(lookUp(c, L"B"), L"b");
+}
+#endif

@@ -79,4 +79,16 @@ bool replaceFile(const std::wstring& source, const std::wstring& target);
 // Whether two paths name one and the same existing file (links and case followed).
 bool sameFile(const std::wstring& first, const std::wstring& second);
 
+// The identity of the existing entry behind a path, links and case followed: the device (the
+// volume's serial number) and the file's number on it. Equal for two paths exactly when
+// sameFile is true. False when the entry cannot be reached.
+struct entryIdentity {
+    std::uint64_t volume = 0;
+    std::uint64_t index = 0;
+    bool operator<(const entryIdentity& other) const {
+        return volume != other.volume ? volume < other.volume : index < other.index;
+    }
+};
+bool fileIdentity(const std::wstring& path, entryIdentity& id);
+
 } // namespace vx::platform

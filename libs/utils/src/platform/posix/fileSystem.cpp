@@ -268,6 +268,16 @@ bool sameFile(const std::wstring& first, const std::wstring& second) {
     return infoA.st_dev == infoB.st_dev && infoA.st_ino == infoB.st_ino;
 }
 
+bool fileIdentity(const std::wstring& path, entryIdentity& id) {
+    std::string native;
+    struct stat info;
+    if (!toNativePath(path, native) || ::stat(native.c_str(), &info) != 0)
+        return false;
+    id.volume = static_cast<std::uint64_t>(info.st_dev);
+    id.index = static_cast<std::uint64_t>(info.st_ino);
+    return true;
+}
+
 // rename(2) replaces the target atomically: readers see the old file or the new, never a part.
 bool replaceFile(const std::wstring& source, const std::wstring& target) {
     std::string from, to;

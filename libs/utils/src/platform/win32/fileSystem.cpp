@@ -277,6 +277,16 @@ bool sameFile(const std::wstring& first, const std::wstring& second) {
     return mapBoth(first, second, a, b) && sameNativeEntry(a, b);
 }
 
+bool fileIdentity(const std::wstring& path, entryIdentity& id) {
+    std::wstring native;
+    BY_HANDLE_FILE_INFORMATION info;
+    if (!toNativePath(path, native) || !identity(native, info))
+        return false;
+    id.volume = info.dwVolumeSerialNumber;
+    id.index = (static_cast<std::uint64_t>(info.nFileIndexHigh) << 32) | info.nFileIndexLow;
+    return true;
+}
+
 // ReplaceFileW keeps the attributes and security of the replaced file; a new name is a move.
 bool replaceFile(const std::wstring& source, const std::wstring& target) {
     std::wstring from, to;

@@ -144,8 +144,37 @@ long double toLongDouble(const vx::string& text) {
     return toFloating(text, [](const wchar_t* s, wchar_t** end) { return std::wcstold(s, end); });
 }
 
+namespace {
+
+bool isControl(wchar_t c) {
+    return c < 0x20 || (c >= 0x7F && c <= 0x9F);
+}
+
+vx::string escaped(const vx::string& text, bool keepLayout) {
+    vx::string out;
+    out.reserve(text.size());
+    for (const wchar_t c : text) {
+        if (!isControl(c) || (keepLayout && (c == L'\t' || c == L'\n'))) {
+            out += c;
+            continue;
+        }
+        static const wchar_t digits[] = L"0123456789abcdef";
+        const auto code = static_cast<unsigned>(c);
+        out += L"\\x";
+        out += digits[code >> 4];
+        out += digits[code & 0xF];
+    }
+    return out;
+}
+
+} // namespace
+
+vx::string shown(const vx::string& text) {
+    return escaped(text, false);
+}
+
 std::string quoted(const vx::string& text) {
-    return "'" + text.getMBCS() + "'";
+    return "'" + shown(text).getMBCS() + "'";
 }
 
 int failure(const vx::string& subject, const std::string& what) {
@@ -158,7 +187,7 @@ int failure(const vx::string& subject, const vx::exception& e) {
 }
 
 void printLine(const vx::string& text) {
-    const std::string bytes = text.getMBCS();
+    const std::string bytes = escaped(text, true).getMBCS();
     std::fwrite(bytes.data(), 1, bytes.size(), stdout);
     std::fputc('\n', stdout);
 }

@@ -66,10 +66,16 @@ unsigned long long toUnsigned(const vx::string& text, unsigned long long max);
 double toDouble(const vx::string& text);
 long double toLongDouble(const vx::string& text);
 
-// The text for a message, in quotes.
+// The text for a message, in quotes, shown as shown() shows it.
 std::string quoted(const vx::string& text);
 
-// Writes text and a line end to standard output, in UTF-8.
+// A name or text taken from a file, as a person may see it: every control character (C0, DEL
+// and C1, null, tab and line feed included) becomes \xHH, so that nothing a file holds can move
+// the cursor, recolour the terminal, end a line or cut the text short.
+vx::string shown(const vx::string& text);
+
+// Writes text and a line end to standard output, in UTF-8. Control characters other than tab and
+// line feed are shown as \xHH.
 void printLine(const vx::string& text);
 
 // Reports a failure about subject on one line of standard error: "vxutil: 'subject': what".

@@ -82,8 +82,20 @@ int runList(const arguments& args) {
     reader.open();
     std::vector<std::string> names;
     reader.getDictionary(names);
-    for (const std::string& name : names)
-        std::printf("%10llu  %s\n", static_cast<unsigned long long>(reader.length(name.c_str())), name.c_str());
+    for (const std::string& name : names) {
+        // The name's bytes are UTF-8; a null byte stays in the name, to be shown escaped.
+        vx::string text;
+        for (std::size_t start = 0;;) {
+            const std::size_t end = name.find('\0', start);
+            text += vx::string::fromMBCtoWC(name.substr(start, end == std::string::npos ? end : end - start).c_str());
+            if (end == std::string::npos)
+                break;
+            text += L'\0';
+            start = end + 1;
+        }
+        printLine(vx::string::sformat(L"%10llu  ", static_cast<unsigned long long>(reader.length(name.c_str()))) +
+                  vxutil::shown(text));
+    }
     return 0;
 }
 

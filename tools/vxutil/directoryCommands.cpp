@@ -67,14 +67,14 @@ int runLs(arguments args) {
             const vx::file& current = it;
             if (current.fullName().empty())
                 break;
-            printLine(below(base, current));
+            printLine(vxutil::shown(below(base, current)));
         }
         return 0;
     }
     for (vx::directoryIterator it(base, filter.c_str(), mask); !it.fullName().empty(); it.next())
-        printLine(attributeLetters(it.attributes()) + L"  " + below(base, it));
+        printLine(attributeLetters(it.attributes()) + L"  " + vxutil::shown(below(base, it)));
     for (vx::fileIterator it(base, filter, mask); !it.fullName().empty(); it.next())
-        printLine(attributeLetters(it.attributes()) + L"  " + below(base, it));
+        printLine(attributeLetters(it.attributes()) + L"  " + vxutil::shown(below(base, it)));
     return 0;
 }
 

@@ -458,6 +458,9 @@ same "$cdoc/one.vxc" "$cdoc/one.expected"
 t 0 cdoc add "$cdoc/d.vxc" greeting "$cdoc/hi.txt" '=>'
 t 0 cdoc add "$cdoc/d.vxc" a "$cdoc/Pic.PNG" '=>'
 t 0 cdoc list "$cdoc/d.vxc" '=>' '         8  a' '         3  greeting'
+# Names are shown, never obeyed: a terminal escape and a line feed in a name come out as \xHH.
+t 0 cdoc add "$cdoc/esc.vxc" $'red\e[31m\nline' "$cdoc/hi.txt" '=>'
+t 0 cdoc list "$cdoc/esc.vxc" '=>' '         3  red\x1b[31m\x0aline'
 t 0 cdoc cat "$cdoc/d.vxc" greeting '=>' hi
 cp "$cdoc/d.vxc" "$cdoc/before.vxc"
 fails 1 cdoc add "$cdoc/d.vxc" a "$cdoc/hi.txt"

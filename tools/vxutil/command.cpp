@@ -167,6 +167,28 @@ vx::string escaped(const vx::string& text, bool keepLayout) {
     return out;
 }
 
+// The bytes of text for standard output: UTF-8, except that on POSIX systems U+DC80 to U+DCFF,
+// which stand for the bytes of a native name that are not UTF-8, become those bytes again, so
+// that a name the tool prints can be given back to it as an argument.
+std::string outputBytes(const vx::string& text) {
+#ifdef _WIN32
+    return text.getMBCS();
+#else
+    std::string out;
+    vx::string run;
+    for (const wchar_t c : text) {
+        if (c < 0xDC80 || c > 0xDCFF) {
+            run += c;
+            continue;
+        }
+        out += run.getMBCS();
+        run.clear();
+        out += static_cast<char>(c - 0xDC00);
+    }
+    return out + run.getMBCS();
+#endif
+}
+
 } // namespace
 
 vx::string shown(const vx::string& text) {
@@ -187,7 +209,7 @@ int failure(const vx::string& subject, const vx::exception& e) {
 }
 
 void printLine(const vx::string& text) {
-    const std::string bytes = escaped(text, true).getMBCS();
+    const std::string bytes = outputBytes(escaped(text, true));
     std::fwrite(bytes.data(), 1, bytes.size(), stdout);
     std::fputc('\n', stdout);
 }

@@ -75,7 +75,8 @@ std::string quoted(const vx::string& text);
 vx::string shown(const vx::string& text);
 
 // Writes text and a line end to standard output, in UTF-8. Control characters other than tab and
-// line feed are shown as \xHH.
+// line feed are shown as \xHH; the bytes of a native name that are not UTF-8 (held as U+DC80 to
+// U+DCFF) are written as they are, so that what is printed can be given back as an argument.
 void printLine(const vx::string& text);
 
 // Reports a failure about subject on one line of standard error: "vxutil: 'subject': what".

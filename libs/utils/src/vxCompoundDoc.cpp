@@ -24,7 +24,13 @@ struct compoundDocRecord {
     platform::fileHandle mStream;
     std::map<std::string, std::pair<std::uint64_t, std::uint64_t>> mDictionary;
     std::uint64_t mPosition = 0;
-    bool mAtPosition = true; // whether the handle stands at mPosition
+    bool mAtPosition = true; // whether the handle stands where the next bytes go to the file
+
+    // The writer's: small blocks gathered to be sent in one system call, the position of their
+    // first byte, and their names (left out of the dictionary again when the sending fails).
+    std::vector<char> mPending;
+    std::uint64_t mPendingStart = 0;
+    std::vector<std::string> mPendingNames;
 
     // The reader's: the file's length when it was opened, and a window of the file from which
     // small blocks are served, so many small blocks cost one system call per window, not per block.
@@ -46,6 +52,8 @@ constexpr std::size_t kDictionaryChunk = 65536;
 // Blocks up to kSmallBlock bytes are read through a window of kWindowSize bytes.
 constexpr std::size_t kWindowSize = 65536;
 constexpr std::uint64_t kSmallBlock = 16384;
+// Blocks below kWriteGather bytes are gathered and written kWriteGather bytes at a time.
+constexpr std::size_t kWriteGather = 65536;
 
 void putLittleEndian64(std::string& out, std::uint64_t value) {
     for (int i = 0; i < 8; ++i)
@@ -149,10 +157,31 @@ void readDictionary(compoundDocRecord& r) {
     }
 }
 
-// Writes magic, entries, the end mark, magic and D at the writer's position, cuts the file
-// behind the trailer (bytes of a block whose write failed may lie there) and leaves the position
-// at D, where the next block overwrites the dictionary. False when any of it fails.
+// Sends the gathered blocks to the file. When that fails, they are left out of the dictionary
+// and the writer's position returns to the first of them, so nothing of them stays in the
+// document; false then.
+bool sendPending(compoundDocRecord& r) {
+    if (r.mPending.empty())
+        return true;
+    const bool sent = (r.mAtPosition || r.mStream.seek(r.mPendingStart)) &&
+                      r.mStream.write(r.mPending.data(), r.mPending.size());
+    if (!sent) {
+        for (const std::string& name : r.mPendingNames)
+            r.mDictionary.erase(name);
+        r.mPosition = r.mPendingStart;
+    }
+    r.mAtPosition = sent;
+    r.mPending.clear();
+    r.mPendingNames.clear();
+    return sent;
+}
+
+// Sends the gathered blocks, then writes magic, entries, the end mark, magic and D at the
+// writer's position, cuts the file behind the trailer (bytes of a block whose write failed may
+// lie there) and leaves the position at D, where the next block overwrites the dictionary. False
+// when any of it fails; the dictionary is written even when the gathered blocks could not be.
 bool writeDictionary(compoundDocRecord& r) {
+    const bool sent = sendPending(r);
     const std::uint64_t dictionaryStart = r.mPosition;
     std::string bytes(kMagic, kMagicLength);
     for (const auto& entry : r.mDictionary) {
@@ -167,7 +196,7 @@ bool writeDictionary(compoundDocRecord& r) {
     const bool ok = r.mStream.seek(dictionaryStart) && r.mStream.write(bytes.data(), bytes.size()) &&
                     r.mStream.truncate(dictionaryStart + bytes.size());
     r.mAtPosition = r.mStream.seek(dictionaryStart);
-    return r.mAtPosition && ok;
+    return r.mAtPosition && ok && sent;
 }
 
 // The block names and data the writer accepts; throws unexpectedErrorException for others.
@@ -264,6 +293,8 @@ void compoundDocWriter::create() {
     r.mDictionary.clear();
     r.mPosition = 0;
     r.mAtPosition = true;
+    r.mPending.clear();
+    r.mPendingNames.clear();
 }
 
 void compoundDocWriter::write(const char* name, void* data, std::uint64_t n) {
@@ -274,15 +305,30 @@ void compoundDocWriter::write(const char* name, void* data, std::uint64_t n) {
     if (r.mDictionary.count(name) != 0)
         throw unexpectedErrorException(L"compoundDocWriter::write: datablock %s already existing",
                                        nameForMessage(name).c_str());
-    // Each block goes to the system at once, so a failure is reported by the write of that very
-    // block. After a failure the next block, flush or close starts again where this one started,
-    // so nothing of it stays in the document.
+    // Small blocks are gathered and sent together, as a buffered stream does: a failure shows at
+    // the write, flush or close that sends them, and leaves all of them out of the document. A
+    // large block goes to the system at once. After a failure the next block, flush or close
+    // starts again where the failed bytes started, so nothing of them stays in the document.
+    if (n >= kWriteGather || r.mPending.size() + n > kWriteGather) {
+        if (!sendPending(r))
+            throw writeFileException(r.mFile);
+    }
     const std::uint64_t start = r.mPosition;
-    if (!r.mAtPosition && !(r.mAtPosition = r.mStream.seek(start)))
-        throw writeFileException(r.mFile);
-    if (n > 0 && !r.mStream.write(data, static_cast<std::size_t>(n))) {
-        r.mAtPosition = false;
-        throw writeFileException(r.mFile);
+    if (n < kWriteGather) {
+        if (r.mPending.empty()) {
+            r.mPending.reserve(kWriteGather);
+            r.mPendingStart = start;
+        }
+        const char* bytes = static_cast<const char*>(data);
+        r.mPending.insert(r.mPending.end(), bytes, bytes + n);
+        r.mPendingNames.emplace_back(name);
+    } else {
+        if (!r.mAtPosition && !(r.mAtPosition = r.mStream.seek(start)))
+            throw writeFileException(r.mFile);
+        if (!r.mStream.write(data, static_cast<std::size_t>(n))) {
+            r.mAtPosition = false;
+            throw writeFileException(r.mFile);
+        }
     }
     r.mDictionary.emplace(name, std::make_pair(start, start + n));
     r.mPosition = start + n;

@@ -260,19 +260,24 @@ TEST_F(compoundDocTest, flushGivesACompleteFileAndLaterWritesExtendIt) {
     w.flush(); // twice in a row writes the same dictionary at the same place
     EXPECT_EQ(contents("d"), (blocks{{"one", "1111"}}));
 
-    // The next block overwrites the dictionary: until the next flush the file is no document.
+    // A small block is gathered: the file still holds the flushed document. A large one goes to
+    // the file at once and overwrites the dictionary: until the next flush the file is no document.
     add(w, "two", "22");
+    EXPECT_EQ(contents("d"), (blocks{{"one", "1111"}}));
+    const std::string large(65536, 'L');
+    add(w, "large", large);
     EXPECT_EQ(thrown<vx::invalidFileFormatException>([&] { contents("d"); }).substr(0, 22),
               L"Msg_EInvalidFileFormat");
     add(w, "three", "");
     w.close();
-    EXPECT_EQ(contents("d"), (blocks{{"one", "1111"}, {"two", "22"}, {"three", ""}}));
+    EXPECT_EQ(contents("d"), (blocks{{"large", large}, {"one", "1111"}, {"three", ""}, {"two", "22"}}));
 
     // The same bytes as the document written without a flush.
     {
         compoundDocWriter once(at("once"));
         add(once, "one", "1111");
         add(once, "two", "22");
+        add(once, "large", large);
         add(once, "three", "");
     }
     EXPECT_EQ(get("d"), get("once"));
@@ -574,11 +579,19 @@ TEST_F(compoundDocTest, fullDiskFailsTheWriteAndKeepsTheBlocksBeforeIt) {
         vxtest::check(errors, failed(thrown<vx::writeFileException>([&] { c.flush(); })), "c: no room to flush");
         vxtest::check(errors, failed(thrown<vx::writeFileException>([&] { c.close(); })), "c: no room to close");
         c.close(); // closed now, even though it failed
+        // Gathered blocks that do not fit fail at the close that sends them, and are left out;
+        // the dictionary of the blocks before them still fits.
+        compoundDocWriter d(at("d"));
+        for (const char* name : {"d1", "d2", "d3", "d4"})
+            add(d, name, std::string(20000, name[1]));
+        vxtest::check(errors, failed(thrown<vx::writeFileException>([&] { d.close(); })), "d: gathered blocks");
     });
     EXPECT_EQ(report, "");
     EXPECT_EQ(contents("a"), (blocks{{"first", std::string(10000, '1')}, {"small", "s"}}));
     EXPECT_EQ(contents("b"), (blocks{{"first", std::string(10000, '1')}}));
     EXPECT_THROW(contents("c"), vx::invalidFileFormatException) << "no room for the dictionary";
+    EXPECT_EQ(contents("d"), (blocks{{"d1", std::string(20000, '1')}, {"d2", std::string(20000, '2')},
+                                     {"d3", std::string(20000, '3')}}));
 }
 
 #endif

@@ -170,7 +170,9 @@ TEST(logSettings, rolling) {
 }
 
 // Lines go to a file kept open; one removed between two lines is made again, as when each line
-// opened it.
+// opened it. (Windows reports the pending deletion of an open file, by which it is noticed there;
+// Wine, which runs the Windows tests, does not, so the test runs on POSIX systems.)
+#ifndef _WIN32
 TEST(logSettings, aFileRemovedBetweenLinesIsMadeAgain) {
     logHome home(logConfig("enabled=\"true\" level=\"trace\"", "", "format=\"%m\""));
     const auto l = logManager::getLogger("x");
@@ -180,6 +182,7 @@ TEST(logSettings, aFileRemovedBetweenLinesIsMadeAgain) {
     l->log_info(L"after", "f", 1, "c");
     EXPECT_EQ(home.lines(1), std::vector<std::string>{"after"});
 }
+#endif
 
 TEST(logSettings, restartContinuesInTheNewestFile) {
     struct row {

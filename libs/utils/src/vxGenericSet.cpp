@@ -1,5 +1,8 @@
 #include "vxGenericSet.h"
 
+#include "vxXmlDbIStream.h"
+#include "vxXmlDbOStream.h"
+
 namespace vx {
 
 // The state behind a set: the published map and the lock that serialises writers that change
@@ -154,5 +157,35 @@ bool genericSet::forEachItem(const std::function<bool(const item&)>& f, bool sto
 template class holder<genericSet>;
 template class valueholder<genericSet>;
 template class ptrholder<genericSet>;
+
+// --- persistence -----------------------------------------------------------------------------------
+
+void writeGenericSet::writeTo(iDBOStream* stream) const {
+    mpSet->forEachItem(
+        [stream](const genericSet::item& entry) {
+            if (entry.second.isNull())
+                return true;
+            string text;
+            double number = 0;
+            if (entry.second->get(number))
+                typeconvert::dtconvert(text, number, 0, nullptr);
+            else if (!entry.second->get(text))
+                return true;
+            stream->write(entry.first.c_str(), text, true);
+            return true;
+        },
+        false);
+}
+
+void readGenericSet::readFrom(iDBIStream* stream) {
+    mpSet->clear();
+    const std::uint64_t n = stream->countProperties();
+    for (std::uint64_t i = 0; i < n; ++i) {
+        string name, text;
+        stream->readProperty(name, text, i);
+        vx::genericValue value(text);
+        mpSet->_setGenericValue(scString::createFrom(name), value, true);
+    }
+}
 
 } // namespace vx

@@ -1,5 +1,7 @@
 #include "vxXml.h"
 
+#include "detail/writeBeside.h"
+
 #include "vxBinaryBuffer.h"
 #include "vxDirectory.h"
 #include "vxException.h"
@@ -1131,18 +1133,27 @@ void xmlDocument::save(const file& f, eEncoding encoding) const {
         throw writeFileException(f);
     binaryBuffer buffer;
     save(buffer, encoding);
-    // Written beside the file first, so that a failed write leaves the old file whole.
+    if (!detail::writeBeside(buffer, f))
+        throw writeFileException(f);
+}
+
+namespace detail {
+
+bool writeBeside(const binaryBuffer& buffer, const file& f) {
     string drive, name, extension;
     directory folder;
     f.getParts(drive, folder, name, extension);
     const file temporary = file::generateRandomFile(folder, L"tmp");
     if (temporary.fullName().empty())
-        throw writeFileException(f);
+        return false;
     if (!buffer.writeToFile(temporary, false) || !platform::replaceFile(temporary.fullName(), f.fullName())) {
         temporary.remove();
-        throw writeFileException(f);
+        return false;
     }
+    return true;
 }
+
+} // namespace detail
 
 // Defined here once as well, so that the library exports it: on Windows a caller that takes it
 // by reference finds it in the DLL.

@@ -141,7 +141,8 @@ std::string written(const std::function<void(vx::xmlDbWriter&)>& f) {
 vx::binaryBuffer bufferOf(const std::string& text) {
     vx::binaryBuffer buffer;
     buffer.reserve(text.size());
-    std::memcpy(buffer.data(), text.data(), text.size());
+    if (!text.empty())
+        std::memcpy(buffer.data(), text.data(), text.size());
     buffer.setLogicalLength(text.size());
     return buffer;
 }

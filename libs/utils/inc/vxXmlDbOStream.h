@@ -112,6 +112,8 @@ private:
     void addText(const wchar_t* name, const string& text, bool asProperty);
     void addNested(const wchar_t* name, xmlDbOStream& nested, bool asProperty);
     void writeConverter(const wchar_t* name, const iDataConverter& value, bool asProperty);
+    // The path relative to the writer's base directory, or whole where it cannot be.
+    string pathText(const fsEntry& value) const;
 
     xmlDbWriter* mpWriter;
     refPtr<xmlNode> mpNode;

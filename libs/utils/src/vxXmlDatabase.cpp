@@ -44,6 +44,14 @@ const wchar_t kRootName[] = L"vxDatabase";
 
 string tableName(const string& className) { return className + L"_table"; }
 
+// The folder of a database file: the base of its relative paths.
+directory folderOf(const file& f) {
+    string drive, name, extension;
+    directory folder;
+    f.getParts(drive, folder, name, extension);
+    return folder;
+}
+
 string classNameOf(const iPersistent& object) {
     const wchar_t* name = object.className();
     return name ? string(name) : string();
@@ -101,8 +109,7 @@ struct xmlDbWriterData {
 
 xmlDbWriter::xmlDbWriter(const vx::file& f) : mpData(new xmlDbWriterData) {
     mpData->target = f;
-    string drive, name, extension;
-    f.getParts(drive, mpData->base, name, extension);
+    mpData->base = folderOf(f);
 }
 
 xmlDbWriter::xmlDbWriter(binaryBuffer* buffer, const directory& relBasePath) : mpData(new xmlDbWriterData) {
@@ -324,8 +331,7 @@ int progressValue(int from, int to, std::int64_t part, std::int64_t whole) {
 
 xmlDbReader::xmlDbReader(const vx::file& f) : mpData(new xmlDbReaderData) {
     mpData->source = f;
-    string drive, name, extension;
-    f.getParts(drive, mpData->base, name, extension);
+    mpData->base = folderOf(f);
 }
 
 xmlDbReader::xmlDbReader(binaryBuffer* buffer, const directory& relBasePath) : mpData(new xmlDbReaderData) {

@@ -191,22 +191,19 @@ void xmlDbOStream::write(const wchar_t* name, bool value, bool asProperty) {
 }
 
 void xmlDbOStream::write(const wchar_t* name, const directory& value, bool asProperty) {
-    VX_ASSERT(mpWriter);
-    const directory base(mpWriter->relBasePath());
-    string text = value.relativeNameTo(base.entryName());
-    // A path that cannot be reached from the base is kept whole rather than lost.
-    if (text.empty())
-        text = value.fullName();
-    addText(name, text, asProperty);
+    addText(name, pathText(value), asProperty);
 }
 
 void xmlDbOStream::write(const wchar_t* name, const vx::file& value, bool asProperty) {
+    addText(name, pathText(value), asProperty);
+}
+
+string xmlDbOStream::pathText(const fsEntry& value) const {
     VX_ASSERT(mpWriter);
     const directory base(mpWriter->relBasePath());
-    string text = value.relativeNameTo(base.entryName());
-    if (text.empty())
-        text = value.fullName();
-    addText(name, text, asProperty);
+    const string text = value.relativeNameTo(base.entryName());
+    // A path that cannot be reached from the base is kept whole rather than lost.
+    return text.empty() ? value.fullName() : text;
 }
 
 void xmlDbOStream::writeAggregated(const wchar_t* name, const iPersistent* object, bool asProperty) {

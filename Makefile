@@ -11,7 +11,7 @@ DEMO_PACKAGES := cmake ninja-build g++ pkg-config zlib1g-dev
 # and the benchmarks' neighbours need in addition.
 PACKAGES := $(DEMO_PACKAGES) locales googletest libgtest-dev libgmock-dev libbenchmark-dev \
             libhowardhinnant-date-dev libpugixml-dev libtinyxml2-dev libexpat1-dev libsqlite3-dev \
-            libspdlog-dev python3
+            libspdlog-dev libboost-serialization-dev python3
 # The fuzz targets need clang with libFuzzer in addition.
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 FUZZ_SECONDS ?= 30

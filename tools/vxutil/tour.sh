@@ -269,6 +269,23 @@ run --status 1 cond parse 'in<Int>("5")'
 step "Bad usage: one line on standard error and exit status 2"
 run --status 2 split '' abc
 
+step "The road of one request, steps 1 to 4: an application saves its document graph, reads it back, and a person looks into the file"
+# The example program of the documents stands beside the tool in the build; without it (a build
+# without examples) the tour writes a small database of its own.
+example="${vxutil[${#vxutil[@]}-1]%/tools/vxutil/*}/examples/documents/documents"
+((windows)) && example+=.exe
+dbFile="$tourDir/drawing.xml"
+if [[ -x $example ]]; then
+    printf '$ documents drawing.xml\n'
+    (cd "$tourDir" && "${vxutil[@]:0:${#vxutil[@]}-1}" "$example" drawing.xml) 2>&1
+    expect $? 0
+else
+    printf '<vxDatabase version="2"><Style_table><Style id="6ba7b810-9dad-11d1-80b4-00c04fd430c8"><name>thin</name></Style></Style_table><Shape_table><Shape id="6ba7b811-9dad-11d1-80b4-00c04fd430c8"><kind>wall</kind><style type="Style">6ba7b810-9dad-11d1-80b4-00c04fd430c8</style></Shape></Shape_table></vxDatabase>' >"$dbFile"
+fi
+run db tables "$dbFile"
+run db show "$dbFile" style
+run db check "$dbFile"
+
 step "The road of one request: a write fails, its message comes from a language file, and the failure lands in the rolling log"
 # The log folder lies below the home folder: the tour keeps to a home of its own.
 export HOME="$tourDir/home"

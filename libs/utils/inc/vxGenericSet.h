@@ -22,6 +22,9 @@
 namespace vx {
 
 class genericSetState;
+class iDBIStream;
+class iDBOStream;
+class readGenericSet;
 
 class VX_API genericSet {
 public:
@@ -67,6 +70,7 @@ public:
     bool forEachItem(const std::function<bool(const item&)>& f, bool stopOnFalse) const;
 
 private:
+    friend class readGenericSet;
     // setGenericValue, except that takeOver makes an existing cell share value's holder instead
     // of converting into it or cloning it.
     bool _setGenericValue(const scString& key, vx::genericValue& value, bool takeOver);
@@ -74,6 +78,29 @@ private:
     sharedPtr<map> snapshot() const;
 
     sharedPtr<genericSetState> mpState; // the map and the writers' lock
+};
+
+// Carry a set through the object database streams, each value as a "Property" child named by
+// its key. Numbers, and texts that read as numbers, are written in the short double form ("007"
+// comes back as "7", at most 8 decimals survive); values with no text form are left out. Every
+// value reads back as a string.
+class VX_API writeGenericSet {
+public:
+    explicit writeGenericSet(const genericSet& set) : mpSet(&set) {}
+    void writeTo(iDBOStream* stream) const;
+
+private:
+    const genericSet* mpSet; // not owned
+};
+
+class VX_API readGenericSet {
+public:
+    explicit readGenericSet(genericSet& set) : mpSet(&set) {}
+    // Clears the set, then reads every property of the stream into it.
+    void readFrom(iDBIStream* stream);
+
+private:
+    genericSet* mpSet; // not owned
 };
 
 // A genericValue may hold a set or point at one of the caller's.

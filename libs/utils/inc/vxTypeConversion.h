@@ -186,6 +186,15 @@ VX_DECLARE_DTCONVERT(bool, unsigned long long);
 VX_DECLARE_DTCONVERT(vx::string, std::string);
 VX_DECLARE_DTCONVERT(std::string, vx::string);
 VX_DECLARE_DTCONVERT(vx::string, char);
+
+// Small numbers as characters: signed char and unsigned char print one character whose code is
+// the value's byte (so -1 is U+00FF), and read a text of exactly one character with a code up to
+// 255; any other text answers false and leaves the target as it was. Every value but 0 survives
+// the way there and back.
+VX_DECLARE_DTCONVERT(vx::string, signed char);
+VX_DECLARE_DTCONVERT(vx::string, unsigned char);
+VX_DECLARE_DTCONVERT(signed char, vx::string);
+VX_DECLARE_DTCONVERT(unsigned char, vx::string);
 VX_DECLARE_DTCONVERT(vx::string, const char*);
 
 // The library's value types, as their own text forms print and read them:

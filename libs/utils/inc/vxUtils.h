@@ -57,6 +57,10 @@
 
 // XML
 #include "vxXml.h"
+#include "vxXmlDatabase.h"
+#include "vxXmlDbOStream.h"
+#include "vxXmlDbIStream.h"
+#include "vxRestrictionFilter.h"
 
 // Logging
 #include "vxLogger.h"

@@ -649,6 +649,31 @@ VX_DEFINE_NUMBER_CONVERSION(bool, unsigned long long)
 // --- the library's value types ---------------------------------------------------------------------------------
 
 template <>
+bool dtconvert<vx::string, signed char>(vx::string& to, const signed char& from, int, char*) {
+    to.assign(1, static_cast<wchar_t>(static_cast<unsigned char>(from)));
+    return true;
+}
+template <>
+bool dtconvert<vx::string, unsigned char>(vx::string& to, const unsigned char& from, int, char*) {
+    to.assign(1, static_cast<wchar_t>(from));
+    return true;
+}
+template <>
+bool dtconvert<unsigned char, vx::string>(unsigned char& to, const vx::string& from, int, char*) {
+    if (from.size() != 1 || static_cast<unsigned long>(from[0]) > 0xFF)
+        return false;
+    to = static_cast<unsigned char>(from[0]);
+    return true;
+}
+template <>
+bool dtconvert<signed char, vx::string>(signed char& to, const vx::string& from, int, char*) {
+    unsigned char byte = 0;
+    if (!dtconvert(byte, from, 0, nullptr))
+        return false;
+    to = static_cast<signed char>(byte);
+    return true;
+}
+template <>
 bool dtconvert<vx::string, vx::date>(vx::string& to, const vx::date& from, int, char*) {
     to = from.toString();
     return true;
@@ -898,6 +923,8 @@ private:
         add<bool, unsigned long long>();
         addTextPair<std::string>();
         add<vx::string, char>();
+        addTextPair<signed char>();
+        addTextPair<unsigned char>();
         add<vx::string, const char*>();
     }
 

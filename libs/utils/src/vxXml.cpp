@@ -1,5 +1,6 @@
 #include "vxXml.h"
 
+
 #include "vxBinaryBuffer.h"
 #include "vxDirectory.h"
 #include "vxException.h"

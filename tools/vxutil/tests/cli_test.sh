@@ -14,7 +14,7 @@ windows=0
 [[ ${vxutil[${#vxutil[@]}-1]} == *.exe ]] && windows=1
 drive=C sep=:
 ((windows)) && drive=Z sep=';'
-commands=(base64 bytes cdoc cond crc32 date field format guid gunzip gzip loc log lower ls match msg path pe replace split time trim upper which xml)
+commands=(base64 bytes cdoc cond crc32 date db field format guid gunzip gzip loc log lower ls match msg path pe replace split time trim upper which xml)
 passed=0
 failed=0
 scratch=$(mktemp -d)
@@ -742,6 +742,34 @@ bad xml get "$xml/a.xml" 'db/row[0]'
 bad xml get "$xml/a.xml" 'db/row[1'
 bad xml get "$xml/a.xml" 'db//row'
 bad xml get "$xml/a.xml" 'db/@'
+
+# --- db -------------------------------------------------------------------------------------------
+db="$scratch/db"
+mkdir -p "$db"
+printf '<vxDatabase version="2" app="cli">\n<Style_table><Style id="11111111-1111-1111-1111-111111111111"><name>thin</name></Style></Style_table>\n<Shape_table><Shape id="22222222-2222-2222-2222-222222222222"><kind>wall</kind><pos>1,2</pos><style type="Style">11111111-1111-1111-1111-111111111111</style><Property name="a b">x</Property><extra type="Box"><w>3</w></extra></Shape><Shape id="33333333-3333-3333-3333-333333333333"><kind>door</kind><style type="Style">0</style></Shape></Shape_table>\n</vxDatabase>\n' >"$db/ok.xml"
+printf '<vxDatabase version="2"><A_table><A id="11111111-1111-1111-1111-111111111111"><next type="A">22222222-2222-2222-2222-222222222222</next><list><ref type="B">33333333-3333-3333-3333-333333333333</ref></list></A><A id="11111111-1111-1111-1111-111111111111"/></A_table></vxDatabase>' >"$db/bad.xml"
+printf '<vxDatabase version="1"><Node_table><Node1><next type="Node">2</next></Node1><Node2><next type="Node">1</next></Node2></Node_table></vxDatabase>' >"$db/old.xml"
+printf '<other/>' >"$db/other.xml"
+t 0 db tables "$db/ok.xml" '=>' 'Style 1' 'Shape 2'
+t 0 db show "$db/ok.xml" shape 22222222-2222-2222-2222-222222222222 '=>' 'Shape 22222222-2222-2222-2222-222222222222' '  kind = wall' '  pos = 1,2' \
+    '  style -> Style 11111111-1111-1111-1111-111111111111' '  [a b] = x' '  extra (Box):' '    w = 3'
+t 0 db show "$db/ok.xml" Style '=>' 'Style 11111111-1111-1111-1111-111111111111' '  name = thin'
+t 0 db check "$db/ok.xml" '=>' '3 objects, 1 reference, 0 faults'
+t 1 db check "$db/bad.xml" '=>' 'id twice: A 11111111-1111-1111-1111-111111111111' 'dangling: A[11111111-1111-1111-1111-111111111111]/next -> A 22222222-2222-2222-2222-222222222222' \
+    'dangling: A[11111111-1111-1111-1111-111111111111]/list/ref -> B 33333333-3333-3333-3333-333333333333' '2 objects, 2 references, 3 faults'
+t 0 db check "$db/old.xml" '=>' '2 objects, 2 references, 0 faults'
+t 0 db show "$db/old.xml" Node 2 '=>' 'Node2 2' '  next -> Node 1'
+t 0 db stats "$db/ok.xml" '=>' 'format version: 2' "bytes: $(wc -c <"$db/ok.xml")" 'tables: 2' 'items: 3' \
+    'values: 8' 'references: 1'
+fails 1 db show "$db/ok.xml" Shape 44444444-4444-4444-4444-444444444444
+fails 1 db show "$db/ok.xml" Missing
+fails 1 db check "$db/other.xml"
+fails 1 db tables "$db/missing.xml"
+bad db
+bad db nope "$db/ok.xml"
+bad db tables
+bad db show "$db/ok.xml"
+bad db check "$db/ok.xml" more
 
 # --- cond -----------------------------------------------------------------------------------------
 t 0 cond parse '  AND ( any() , NOT(any()) ) trailing' '=>' 'and(any(), logicalNot("any()"))'

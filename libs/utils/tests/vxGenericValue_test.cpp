@@ -286,26 +286,15 @@ void checkPtrHolder(T a, const T& b) {
 }
 
 TEST(GenericValueHolders, EveryCarriedInstantiationBehavesAsItsKind) {
-    checkValueHolder<bool>(true, false);
-    checkValueHolder<short>(-3, 4);
-    checkValueHolder<int>(-70000, 5);
-    checkValueHolder<long>(123456L, -1L);
-    checkValueHolder<double>(2.5, -0.25);
-    checkValueHolder<vx::string>(L"one", L"two");
-    checkValueHolder<wchar_t>(L'a', L'\u00e9');
+    checkValueHolder<bool>(true, false), checkValueHolder<short>(-3, 4), checkValueHolder<int>(-70000, 5);
+    checkValueHolder<long>(123456L, -1L), checkValueHolder<double>(2.5, -0.25);
+    checkValueHolder<vx::string>(L"one", L"two"), checkValueHolder<wchar_t>(L'a', L'\u00e9');
     checkValueHolder<vx::locString>(vx::locString(L"Msg_A", L"first"), vx::locString(L"Msg_B", L"second"));
 
-    checkPtrHolder<bool>(false, true);
-    checkPtrHolder<short>(1, -2);
-    checkPtrHolder<int>(1, 2);
-    checkPtrHolder<long>(1L, 2L);
-    checkPtrHolder<double>(1.5, 2.5);
-    checkPtrHolder<unsigned short>(1, 65535);
-    checkPtrHolder<unsigned int>(1u, 4000000000u);
-    checkPtrHolder<unsigned long>(1ul, 7ul);
-    checkPtrHolder<float>(1.5f, -2.5f);
-    checkPtrHolder<vx::string>(L"a", L"b");
-    checkPtrHolder<ndef>(ndef(), ndef());
+    checkPtrHolder<bool>(false, true), checkPtrHolder<short>(1, -2), checkPtrHolder<int>(1, 2);
+    checkPtrHolder<long>(1L, 2L), checkPtrHolder<double>(1.5, 2.5), checkPtrHolder<unsigned short>(1, 65535);
+    checkPtrHolder<unsigned int>(1u, 4000000000u), checkPtrHolder<unsigned long>(1ul, 7ul);
+    checkPtrHolder<float>(1.5f, -2.5f), checkPtrHolder<vx::string>(L"a", L"b"), checkPtrHolder<ndef>(ndef(), ndef());
 
     // The unsigned and float lenders read and write through conversion.
     unsigned int u = 0;

@@ -108,6 +108,22 @@ inline std::uint32_t crcRunning(const void* data, std::size_t size, std::uint32_
 }
 inline std::uint32_t referenceCrc(const std::string& bytes) { return ~crcRunning(bytes.data(), bytes.size()); }
 
+// Wide text as UTF-16LE bytes, surrogate pairs above U+FFFF, whatever the width of wchar_t.
+inline std::string utf16le(const std::wstring& text) {
+    std::string out;
+    const auto unit = [&out](std::uint32_t u) { out += {static_cast<char>(u & 0xFF), static_cast<char>(u >> 8)}; };
+    for (const wchar_t w : text) {
+        const auto c = static_cast<std::uint32_t>(w); // on Windows already UTF-16 units
+        if (c > 0xFFFF) {
+            unit(0xD800 + ((c - 0x10000) >> 10));
+            unit(0xDC00 + ((c - 0x10000) & 0x3FF));
+        } else {
+            unit(c);
+        }
+    }
+    return out;
+}
+
 // The content of a binary buffer as bytes.
 template <class Buffer>
 std::string bytesOf(const Buffer& b) {

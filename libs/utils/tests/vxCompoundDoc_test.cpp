@@ -293,12 +293,7 @@ TEST_F(compoundDocTest, misuseThrowsAndLeavesTheDocumentAsItWas) {
 
     const std::string name127(127, 'n'), name128(128, 'n');
     char data[] = "data";
-    const struct {
-        const char* name;
-        void* data;
-        std::uint64_t n;
-        std::wstring details;
-    } refused[] = {
+    const struct { const char* name; void* data; std::uint64_t n; std::wstring details; } refused[] = {
         {nullptr, data, 1, L"compoundDocWriter::write: datablock without a name"},
         {"", data, 1, L"compoundDocWriter::write: datablock without a name"},
         {name128.c_str(), data, 1,
@@ -348,10 +343,7 @@ TEST_F(compoundDocTest, createReplacesAnExistingFileAndStartsAfresh) {
 
 TEST_F(compoundDocTest, openRefusesWhatIsNoDocument) {
     const std::string valid = forged("abc", entry("a", 0, 1) + entry("b", 1, 3));
-    const struct {
-        const char* what;
-        std::string bytes;
-    } cases[] = {
+    const struct { const char* what; std::string bytes; } cases[] = {
         {"an empty file", ""},
         {"fewer than 21 bytes", std::string(20, 'v')},
         {"21 bytes without the magic", std::string(21, 'v')},
@@ -460,11 +452,7 @@ TEST_F(compoundDocTest, closeForgetsTheDictionary) {
 // --- the known blocks -------------------------------------------------------------------------------
 
 TEST_F(compoundDocTest, thumbnailFormatIsTheLowerCaseExtensionInUtf16) {
-    const struct {
-        const wchar_t* image;
-        const char* utf8;
-        std::string format;
-    } cases[] = {
+    const struct { const wchar_t* image; const char* utf8; std::string format; } cases[] = {
         {L"Pic.PNG", "Pic.PNG", std::string("\x04\0\0\0p\0n\0g\0\0\0", 12)},
         {L"a.b.JPeG", "a.b.JPeG", std::string("\x05\0\0\0j\0p\0e\0g\0\0\0", 14)},
         {L"noextension", "noextension", std::string("\x01\0\0\0\0\0", 6)},
@@ -503,10 +491,7 @@ TEST_F(compoundDocTest, extractReadsTheKnownBlocks) {
         add(w, "info", "");
     }
     put("plain", "no document");
-    const struct {
-        bool (*extract)(const vx::file&, vx::binaryBuffer&);
-        std::string content;
-    } cases[] = {
+    const struct { bool (*extract)(const vx::file&, vx::binaryBuffer&); std::string content; } cases[] = {
         {&compoundDocUtils::extractThumbnail, "T"},
         {&compoundDocUtils::extractProductionInfo, "P"},
         {&compoundDocUtils::extractInfo, ""}, // present but empty: false

@@ -127,7 +127,7 @@ TEST(directoryFilter, followsTheFindFunctions) {
         {L"*.TxT", {"%HOME%.txt", "a.txt", "B.TXT"}}, // case is ignored; directories never count
         {L"?.txt", {"a.txt", "B.TXT"}}, {L"??.txt", {}},
         {L"*.", {"abc.", "noext", "readme"}}, // names without a dot (and a real trailing dot)
-        {L"readme.", {"readme"}}, {L"noext.*", {"noext"}}, // ".*" may match nothing at the end
+        {L"readme.", {"readme"}}, {L"noext*.", {"noext"}}, {L"noext.*", {"noext"}}, // "*" and ".*" may match nothing
         {L"x.*", {"x.tar.gz"}}, {L"x*z", {"x.tar.gz"}}, {L".*", {".hidden"}}, {L"a*", {"a.txt", "abc."}},
         {L"*.htm", {}},                  // no short names: ".html" would not count either
         {L"%HOME%.txt", {"%HOME%.txt"}}, // the name is taken as it is, never expanded

@@ -26,25 +26,6 @@ std::string utf8(const std::wstring& text) {
     return vx::string(text).getMBCS();
 }
 
-// UTF-16LE bytes with the byte-order mark, surrogate pairs above U+FFFF.
-std::string utf16le(const std::wstring& text) {
-    std::string out = "\xFF\xFE";
-    const auto unit = [&out](std::uint32_t u) {
-        out += static_cast<char>(u & 0xFF);
-        out += static_cast<char>(u >> 8);
-    };
-    for (wchar_t w : text) {
-        const auto c = static_cast<std::uint32_t>(w);
-        if (c < 0x10000) {
-            unit(c);
-        } else {
-            unit(0xD800 + ((c - 0x10000) >> 10));
-            unit(0xDC00 + ((c - 0x10000) & 0x3FF));
-        }
-    }
-    return out;
-}
-
 // The text of id, or nothing when the file does not hold it.
 std::optional<std::wstring> lookUp(const locFile& f, const wchar_t* id) {
     vx::locMessage msg(L"untouched");
@@ -65,12 +46,7 @@ void rewrite(const tempDir& dir, const std::string& name, const std::string& byt
     ASSERT_TRUE(vx::file(dir.windowsForm(name)).setLastModificationTime(time + 10));
 }
 
-struct formatCase {
-    const char* what;
-    std::string content;
-    const wchar_t* id;
-    std::optional<std::wstring> expected;
-};
+struct formatCase { const char* what; std::string content; const wchar_t* id; std::optional<std::wstring> expected; };
 
 // Each case in a file of its own.
 void expectCases(const std::vector<formatCase>& cases) {
@@ -96,7 +72,7 @@ TEST(locFileFormat, linesKeysValuesAndComments) {
         {"only a comment: an empty text", "Key ;\n", L"Key", L""},
         {"blanks and tabs", "  \tKey \t  Text\there \t\r\n", L"Key", L"Text here"},
         {"a tab separates the key", "Key\tText\n", L"Key", L"Text"},
-        {"line feed sequence", "Key Line1\\nLine2\n", L"Key", L"Line1\nLine2"},
+        {"line feed sequences", "Key Line1\\n\\nLine2\n", L"Key", L"Line1\n\nLine2"},
         {"backslash before the sequence", "Key a\\\\nb\n", L"Key", L"a\\\nb"},
         {"first definition wins", "Key first\nKey second\n", L"Key", L"first"},
         {"keys are case-sensitive", "Key Text\n", L"key", absent},
@@ -133,39 +109,27 @@ TEST(locFileFormat, continuedLinesJoinTheirValueParts) {
 }
 
 TEST(locFileFormat, longLinesArriveInPiecesOf1023Characters) {
-    tempDir dir;
     // 1023 characters fill the buffer; the rest of the line arrives as a line of its own.
-    const std::string head = "Key " + std::string(1019, 'x');
-    const locFile split(dir.write("split.loc", head + " Tail rest ; note\nAfter y\n").c_str());
-    EXPECT_EQ(lookUp(split, L"Key"), std::wstring(1019, L'x'));
-    EXPECT_EQ(lookUp(split, L"Tail"), L"rest");
-    EXPECT_EQ(lookUp(split, L"After"), L"y");
-
-    // 1022 characters and the line feed still fit.
-    const std::string fits = "Key " + std::string(1017, 'x') + "y";
-    const locFile whole(dir.write("whole.loc", fits + "\nNext z\n").c_str());
-    EXPECT_EQ(lookUp(whole, L"Key"), std::wstring(1017, L'x') + L"y");
-    EXPECT_EQ(lookUp(whole, L"Next"), L"z");
-
+    const std::string split = "Key " + std::string(1019, 'x') + " Tail rest ; note\nAfter y\n";
+    const std::string fits = "Key " + std::string(1017, 'x') + "y\nNext z\n"; // 1022 and the line feed
     // Characters, not bytes, count: 1019 two-byte characters fill the buffer as well.
-    const locFile wide(dir.write("wide.loc", "Key " + utf8(std::wstring(1019, L'\u00E9')) + " Tail rest\n").c_str());
-    EXPECT_EQ(lookUp(wide, L"Key"), std::wstring(1019, L'\u00E9'));
-    EXPECT_EQ(lookUp(wide, L"Tail"), L"rest");
-
-    // A very long line without a line end is read in pieces without trouble.
-    const locFile huge(dir.write("huge.loc", "Key " + std::string(200000, 'q')).c_str());
-    EXPECT_EQ(lookUp(huge, L"Key"), std::wstring(1019, L'q'));
+    const std::string wide = "Key " + utf8(std::wstring(1019, L'\u00E9')) + " Tail rest\n";
+    expectCases({
+        {"split", split, L"Key", std::wstring(1019, L'x')}, {"split, the rest", split, L"Tail", L"rest"},
+        {"split, the next line", split, L"After", L"y"}, {"fits", fits, L"Key", std::wstring(1017, L'x') + L"y"},
+        {"fits, the next line", fits, L"Next", L"z"}, {"wide", wide, L"Key", std::wstring(1019, L'\u00E9')},
+        {"wide, the rest", wide, L"Tail", L"rest"},
+        // A very long line without a line end is read in pieces without trouble.
+        {"huge", "Key " + std::string(200000, 'q'), L"Key", std::wstring(1019, L'q')},
+    });
 }
 
 // --- encodings ---------------------------------------------------------------------------------
 
 TEST(locFileEncoding, byteOrderMarkDecidesAndPlainTextIsUtf8) {
     const std::wstring content = L"Greeting Grüße aus Köln ; note\r\nEmoji \"Smile 😀 𝄞\"\r\nKanji 日本語\r\n";
-    struct encodingCase {
-        const char* what;
-        std::string bytes;
-    } cases[] = {
-        {"UTF-16LE with mark", utf16le(content)},
+    struct encodingCase { const char* what; std::string bytes; } cases[] = {
+        {"UTF-16LE with mark", "\xFF\xFE" + vxtest::utf16le(content)},
         {"UTF-8 with mark", "\xEF\xBB\xBF" + utf8(content)},
         {"UTF-8 without mark", utf8(content)},
     };
@@ -182,10 +146,8 @@ TEST(locFileEncoding, byteOrderMarkDecidesAndPlainTextIsUtf8) {
 TEST(locFileEncoding, brokenTextBecomesReplacementCharacters) {
     tempDir dir;
     // An unpaired surrogate and an odd last byte in UTF-16LE.
-    std::string broken = utf16le(L"A x");
-    broken += std::string("\x00\xD8", 2);
-    broken += std::string(utf16le(L"y\nB z").substr(2));
-    broken += "\x41";
+    const std::string broken =
+        "\xFF\xFE" + vxtest::utf16le(L"A x") + std::string("\x00\xD8", 2) + vxtest::utf16le(L"y\nB z") + "\x41";
     const locFile utf16(dir.write("u16.loc", broken).c_str());
     EXPECT_TRUE(lookUp(utf16, L"A") == L"x\uFFFDy" && lookUp(utf16, L"B") == L"z\uFFFD");
     // Invalid UTF-8 without a mark.

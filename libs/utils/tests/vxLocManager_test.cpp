@@ -172,11 +172,7 @@ TEST_F(locManagerTest, nullSettingsAreIgnored) {
 // --- files kept, overlays ------------------------------------------------------------------------------
 
 TEST(locManagerOverlayName, overlayFileNames) {
-    const struct {
-        const wchar_t* file;
-        const wchar_t* id;
-        const wchar_t* overlay;
-    } cases[] = {
+    const struct { const wchar_t* file; const wchar_t* id; const wchar_t* overlay; } cases[] = {
         {L"C:\\lang\\de\\vxDb.loc", L"site", L"C:\\lang\\de\\vxDb_site.loc"},
         {L"C:\\lang\\app.v2.loc", L"x", L"C:\\lang\\app.v2_x.loc"},
         {L"C:\\lang\\README", L"x", L"C:\\lang\\README_x"},

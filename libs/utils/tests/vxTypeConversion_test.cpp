@@ -311,9 +311,7 @@ TEST(NarrowText, Utf8BothWaysAndNullPointers) {
 // --- the conversion manager: direct converters, the way through text, registration --------------------
 
 // An owner type with a text form of its own, registered as owner types register theirs.
-struct celsius {
-    double degrees = 0;
-};
+struct celsius { double degrees = 0; };
 bool celsiusToText(vx::string& to, const celsius& from, int flags, char* arguments) {
     return dtconvert<vx::string, double>(to, from.degrees, flags, arguments);
 }

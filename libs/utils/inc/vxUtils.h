@@ -65,3 +65,5 @@
 // Concurrency and events
 #include "vxMutex.h"
 #include "vxObserver.h"
+#include "vxSignal.h"
+#include "vxThread.h"

@@ -67,3 +67,4 @@
 #include "vxObserver.h"
 #include "vxSignal.h"
 #include "vxThread.h"
+#include "vxJobsQueue.h"

@@ -425,6 +425,10 @@ reusablelThread::~reusablelThread() {
         if (isStarted() && !isCurrent())
             while (resume() > 1) {
             }
+    } catch (...) {
+        // A thread that has ended may refuse the resume; the wait below still applies.
+    }
+    try {
         while (isStarted() && !hasFinished() && !isCurrent())
             platform::sleepMilliseconds(1);
     } catch (...) {

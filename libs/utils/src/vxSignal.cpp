@@ -2,6 +2,7 @@
 
 #include "vxThread.h"
 
+#include "detail/mutexHold.h"
 #include "platform/events.h"
 #include "platform/threads.h"
 
@@ -17,17 +18,7 @@ platform::event* eventOf(void* handle) {
     return static_cast<platform::event*>(handle);
 }
 
-// Holds a vx::mutex for a scope.
-class hold {
-public:
-    explicit hold(mutex& m) : mMutex(m) { mMutex.lock(); }
-    ~hold() { mMutex.release(); }
-    hold(const hold&) = delete;
-    hold& operator=(const hold&) = delete;
-
-private:
-    mutex& mMutex;
-};
+using hold = detail::mutexHold;
 } // namespace
 
 // --- signal ---------------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 #include "vxLogManager.h"
 #include "vxString.h"
 
+#include "detail/mutexHold.h"
 #include "platform/events.h"
 #include "platform/threads.h"
 
@@ -37,17 +38,7 @@ struct threadData {
 
 namespace {
 
-// Holds a vx::mutex for a scope.
-class hold {
-public:
-    explicit hold(mutex& m) : mMutex(m) { mMutex.lock(); }
-    ~hold() { mMutex.release(); }
-    hold(const hold&) = delete;
-    hold& operator=(const hold&) = delete;
-
-private:
-    mutex& mMutex;
-};
+using hold = detail::mutexHold;
 
 void trace(const char* loggerName, const string& message, long line, const char* context) {
     vxlog::logManager::getLogger(loggerName)->log_trace(message, __FILE__, line, context);
@@ -182,6 +173,22 @@ bool enterOwner(threadData& d) {
     d.usesOwner = true;
     return true;
 }
+
+// Calls the handlers in order of attachment, without the lock: handlers are only ever added,
+// so one taken under the lock stays valid after it.
+template <class Handler>
+void callHandlers(threadData& d, const std::vector<std::unique_ptr<Handler>>& handlers, thread* self) {
+    for (std::size_t i = 0;; ++i) {
+        Handler* handler;
+        {
+            hold locked(d.lock);
+            if (i >= handlers.size())
+                break;
+            handler = handlers[i].get();
+        }
+        (*handler)(self);
+    }
+}
 } // namespace
 
 int thread::s_internalExecute(void* argument) {
@@ -199,17 +206,7 @@ int thread::s_internalExecute(void* argument) {
     if (!enterOwner(*d))
         return 1;
     traceBody(string::sformat(L"Call ThreadStart: %d times", static_cast<int>(starts)), __LINE__);
-    // Handlers are only ever added, so one taken under the lock stays valid after it.
-    for (std::size_t i = 0;; ++i) {
-        startThreadHandler* handler;
-        {
-            hold locked(d->lock);
-            if (i >= d->startHandlers.size())
-                break;
-            handler = d->startHandlers[i].get();
-        }
-        (*handler)(self);
-    }
+    callHandlers(*d, d->startHandlers, self);
     int (*function)(void*);
     void* userData;
     {
@@ -239,16 +236,7 @@ int thread::s_internalExecute(void* argument) {
         ends = d->endHandlers.size();
     }
     traceBody(string::sformat(L"Call ThreadEnd: %d times", static_cast<int>(ends)), __LINE__);
-    for (std::size_t i = 0;; ++i) {
-        endThreadHandler* handler;
-        {
-            hold locked(d->lock);
-            if (i >= d->endHandlers.size())
-                break;
-            handler = d->endHandlers[i].get();
-        }
-        (*handler)(self);
-    }
+    callHandlers(*d, d->endHandlers, self);
     d->usesOwner = false;
     traceBody(L"Call WinBase native: ExitThread", __LINE__);
     return result;

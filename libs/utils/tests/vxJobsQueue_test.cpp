@@ -4,6 +4,8 @@
 #include "vxJobsQueue.h"
 #include "vxSignal.h"
 
+#include "testSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -17,6 +19,9 @@
 #include <vector>
 
 namespace {
+
+using vxtest::eventually;
+using vxtest::lockedLog;
 
 using vx::iJobAsyncContext;
 using vx::iJobClassId;
@@ -59,16 +64,6 @@ void check(bool ok, const char* what) {
         std::fflush(stderr);
         std::exit(1);
     }
-}
-
-bool eventually(const std::function<bool()>& condition, int milliseconds = 5000) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
 }
 
 void startWatchdog() {
@@ -151,18 +146,7 @@ TEST(iJobsQueueAsync, getFixesAnUnthreadedQueueThatRunsJobsOnTheCaller) {
     SCENARIO(unthreadedQueue);
 }
 
-struct runLog {
-    std::mutex lock;
-    std::vector<std::string> names;
-    void add(const std::string& name) {
-        std::lock_guard<std::mutex> held(lock);
-        names.push_back(name);
-    }
-    std::vector<std::string> read() {
-        std::lock_guard<std::mutex> held(lock);
-        return names;
-    }
-};
+using runLog = lockedLog;
 
 void threadedQueue() {
     auto q = iJobsQueueAsync::create(true);

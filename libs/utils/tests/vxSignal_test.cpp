@@ -2,6 +2,8 @@
 #include "vxSignal.h"
 #include "vxThread.h"
 
+#include "testSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -14,18 +16,11 @@
 
 namespace {
 
+using vxtest::eventually;
+using vxtest::lockedLog;
+
 using vx::signal;
 using vx::signalPool;
-
-bool eventually(const std::function<bool()>& condition, int milliseconds = 5000) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 TEST(signal, manualAndAutoResetAnswerTheZeroWait) {
     const struct {

@@ -4,6 +4,8 @@
 #include "vxSignal.h"
 #include "vxThread.h"
 
+#include "testSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -16,18 +18,10 @@
 
 namespace {
 
-using vx::thread;
+using vxtest::eventually;
+using vxtest::lockedLog;
 
-// Polls until the condition holds, at most the given time.
-bool eventually(const std::function<bool()>& condition, int milliseconds = 5000) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
+using vx::thread;
 
 std::wstring failureOf(const std::function<void()>& f) {
     try {
@@ -59,18 +53,7 @@ struct gate {
 };
 
 // Records the order of handlers and work, and whether the thread was current in each.
-struct journal {
-    std::mutex lock;
-    std::vector<std::string> steps;
-    void add(const std::string& step) {
-        std::lock_guard<std::mutex> hold(lock);
-        steps.push_back(step);
-    }
-    std::vector<std::string> read() {
-        std::lock_guard<std::mutex> hold(lock);
-        return steps;
-    }
-};
+using journal = lockedLog;
 
 struct recordingStart : vx::startThreadHandler {
     recordingStart(journal& j, std::string name) : j(j), name(std::move(name)) {}

@@ -128,7 +128,7 @@ protected:
 private:
     static int loop(void* self);
 
-    std::unique_ptr<reusableThreadData> mpReusableData;
+    std::shared_ptr<reusableThreadData> mpReusableData; // shared with the loop, which may outlive the object
 };
 
 // Hands out idle reusable threads and takes them back when their job has ended and nobody but the

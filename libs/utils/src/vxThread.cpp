@@ -168,7 +168,7 @@ namespace {
 // lock, so that the destructor either sees the mark or the thread sees the end.
 bool enterOwner(threadData& d) {
     hold locked(d.lock);
-    if (platform::wasTerminated(d.handle))
+    if (platform::wasTerminated(d.handle) || !d.owner)
         return false;
     d.usesOwner = true;
     return true;
@@ -388,7 +388,7 @@ struct reusableThreadData {
     void* jobData = nullptr;
 };
 
-reusablelThread::reusablelThread() : mpReusableData(new reusableThreadData) {
+reusablelThread::reusablelThread() : mpReusableData(std::make_shared<reusableThreadData>()) {
     reusableThreadData& r = *mpReusableData;
     r.stop = signal::create(true, false, nullptr);
     r.execute = signal::create(true, false, nullptr);
@@ -426,7 +426,10 @@ reusablelThread::~reusablelThread() {
 
 int reusablelThread::loop(void* raw) {
     auto* self = static_cast<reusablelThread*>(raw);
-    reusableThreadData& r = *self->mpReusableData;
+    // A job may drop the last reference to its own thread: the object then ends on this thread
+    // (without waiting for it), and the loop goes on with the shared block only, to the stop.
+    const std::shared_ptr<reusableThreadData> keep = self->mpReusableData;
+    reusableThreadData& r = *keep;
     for (;;) {
         const int fired = platform::waitForAnyEvent(r.waitHandles, 2, platform::kWaitForever);
         const bool stop = fired == 0;

@@ -303,6 +303,27 @@ TEST(reusablelThread, destructionWaitsForTheRunningJob) {
     opener.join();
 }
 
+TEST(reusablelThread, aJobMayDropTheLastReferenceToItsOwnThread) {
+    struct selfDropping {
+        vx::refPtr<vx::reusablelThread> thread;
+        std::atomic<bool> done{false};
+        static int run(void* raw) {
+            auto* s = static_cast<selfDropping*>(raw);
+            s->thread.reset(); // the object ends here, on its own thread
+            s->done = true;
+            return 0;
+        }
+    } s;
+    s.thread = vx::reusablelThread::create();
+    vx::reusablelThread* raw = s.thread.get();
+    raw->start(&selfDropping::run, &s, false, thread::priorityNormal);
+    ASSERT_TRUE(eventually([&] { return s.done.load(); })) << "the job did not run";
+    std::this_thread::sleep_for(std::chrono::milliseconds(20)); // the loop comes round to the stop
+}
+
+// How long the pool's callbacks are given to file a thread whose job has ended.
+constexpr int kCallbackTime = 150;
+
 TEST(threadPool, aThreadHeldByItsCallerIsReusedOnlyAfterRelease) {
     vx::threadPool* pool = vx::threadPool::singleton();
     ASSERT_EQ(pool, vx::threadPool::singleton());
@@ -310,8 +331,9 @@ TEST(threadPool, aThreadHeldByItsCallerIsReusedOnlyAfterRelease) {
     auto first = pool->startThread(&job::run, &a, false, thread::priorityNormal);
     thread* firstRaw = first.get();
     ASSERT_TRUE(eventually([&] { return a.runs == 1 && !first->isBusy(); })) << "the first job did not end";
-    // The pool notices the end in its callback; give it the time to file the thread as waiting.
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    // The pool notices the end in its callback; give it the time to file the thread as waiting
+    // (generously: the callback runs on another thread, slow under the sanitizers).
+    std::this_thread::sleep_for(std::chrono::milliseconds(kCallbackTime));
     auto second = pool->startThread(&job::run, &b, false, thread::priorityNormal);
     EXPECT_NE(second.get(), firstRaw) << "a thread still held by its caller was handed out";
     ASSERT_TRUE(eventually([&] { return b.runs == 1; }));
@@ -326,12 +348,12 @@ TEST(threadPool, aCallerMayStartItsThreadAgainDirectly) {
     job a, b;
     auto t = vx::threadPool::singleton()->startThread(&job::run, &a, false, thread::priorityNormal);
     ASSERT_TRUE(eventually([&] { return a.runs == 1 && !t->isBusy(); }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    std::this_thread::sleep_for(std::chrono::milliseconds(kCallbackTime));
     t->start(&job::run, &b, false, thread::priorityNormal);
     ASSERT_TRUE(eventually([&] { return b.runs == 1 && !t->isBusy(); })) << "the restarted job did not run";
     thread* raw = t.get();
     t.reset();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    std::this_thread::sleep_for(std::chrono::milliseconds(kCallbackTime));
     job c;
     auto again = vx::threadPool::singleton()->startThread(&job::run, &c, false, thread::priorityNormal);
     EXPECT_EQ(again.get(), raw) << "the restarted thread did not come back to the pool";

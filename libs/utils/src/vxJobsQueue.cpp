@@ -263,21 +263,39 @@ void syncTimerProcedure(std::uintptr_t id) {
 // --- the process-wide instances -------------------------------------------------------------
 
 std::mutex gInstanceLock;
-std::once_flag gAsyncOnce;
-std::shared_ptr<iJobsQueueAsync> gAsync;
-std::once_flag gSyncOnce;
-std::shared_ptr<iJobsQueueSync> gSync;
+
+// A queue made once per process; after release, an empty pointer for good.
+template <class Interface>
+class processWide {
+public:
+    template <class Make>
+    std::shared_ptr<Interface> get(Make make) {
+        std::call_once(mOnce, [&] {
+            std::shared_ptr<Interface> made = make();
+            std::lock_guard<std::mutex> held(gInstanceLock);
+            mInstance = std::move(made);
+        });
+        std::lock_guard<std::mutex> held(gInstanceLock);
+        return mInstance;
+    }
+    void release() {
+        std::shared_ptr<Interface> dropped; // ends after the lock is released
+        std::lock_guard<std::mutex> held(gInstanceLock);
+        dropped.swap(mInstance);
+    }
+
+private:
+    std::once_flag mOnce;
+    std::shared_ptr<Interface> mInstance;
+};
+
+processWide<iJobsQueueAsync> gAsync;
+processWide<iJobsQueueSync> gSync;
 
 } // namespace
 
 std::shared_ptr<iJobsQueueAsync> iJobsQueueAsync::create(bool threaded) {
-    std::call_once(gAsyncOnce, [threaded] {
-        auto made = std::make_shared<jobsQueueAsync>(threaded);
-        std::lock_guard<std::mutex> held(gInstanceLock);
-        gAsync = std::move(made);
-    });
-    std::lock_guard<std::mutex> held(gInstanceLock);
-    return gAsync;
+    return gAsync.get([threaded] { return std::make_shared<jobsQueueAsync>(threaded); });
 }
 
 std::shared_ptr<iJobsQueueAsync> iJobsQueueAsync::get() {
@@ -285,19 +303,11 @@ std::shared_ptr<iJobsQueueAsync> iJobsQueueAsync::get() {
 }
 
 void iJobsQueueAsync::release() {
-    std::shared_ptr<iJobsQueueAsync> dropped; // ends outside the lock
-    std::lock_guard<std::mutex> held(gInstanceLock);
-    dropped.swap(gAsync);
+    gAsync.release();
 }
 
 std::shared_ptr<iJobsQueueSync> iJobsQueueSync::create(bool timed) {
-    std::call_once(gSyncOnce, [timed] {
-        auto made = jobsQueueSync::make(timed);
-        std::lock_guard<std::mutex> held(gInstanceLock);
-        gSync = std::move(made);
-    });
-    std::lock_guard<std::mutex> held(gInstanceLock);
-    return gSync;
+    return gSync.get([timed] { return jobsQueueSync::make(timed); });
 }
 
 std::shared_ptr<iJobsQueueSync> iJobsQueueSync::get() {
@@ -305,9 +315,7 @@ std::shared_ptr<iJobsQueueSync> iJobsQueueSync::get() {
 }
 
 void iJobsQueueSync::release() {
-    std::shared_ptr<iJobsQueueSync> dropped;
-    std::lock_guard<std::mutex> held(gInstanceLock);
-    dropped.swap(gSync);
+    gSync.release();
 }
 
 } // namespace vx

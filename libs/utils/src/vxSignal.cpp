@@ -223,16 +223,25 @@ struct dueTick {
     std::uint64_t thread;
 };
 
-std::mutex gTimerListLock;
-std::vector<timerEntry> gTimers;
-std::mutex gTimerQueueLock;
-std::deque<dueTick> gDueTicks;
-std::uintptr_t gNextProposedId = 1;
+// The list of timers with its mutex, and the queue of due ticks with its own. Never destroyed: a
+// timer may end in another object's destructor at the process's end.
+struct timerState {
+    std::mutex listLock;
+    std::vector<timerEntry> timers;
+    std::mutex queueLock;
+    std::deque<dueTick> dueTicks;
+    std::uintptr_t nextProposedId = 1;
+};
+
+timerState& timers() {
+    static timerState* const instance = new timerState;
+    return *instance;
+}
 // Per thread: a thread's timers tick only on it, and only its outermost dispatch runs them.
 thread_local bool tDispatching = false;
 
 bool findTimer(std::uintptr_t id, timerEntry& found) {
-    for (const timerEntry& t : gTimers) {
+    for (const timerEntry& t : timers().timers) {
         if (t.id == id) {
             found = t;
             return true;
@@ -242,11 +251,11 @@ bool findTimer(std::uintptr_t id, timerEntry& found) {
 }
 
 bool takeTick(std::uint64_t self, std::uintptr_t& id) {
-    std::lock_guard<std::mutex> queueLock(gTimerQueueLock);
-    for (auto tick = gDueTicks.begin(); tick != gDueTicks.end(); ++tick) {
+    std::lock_guard<std::mutex> queueLock(timers().queueLock);
+    for (auto tick = timers().dueTicks.begin(); tick != timers().dueTicks.end(); ++tick) {
         if (tick->thread == self) {
             id = tick->id;
-            gDueTicks.erase(tick);
+            timers().dueTicks.erase(tick);
             return true;
         }
     }
@@ -256,11 +265,11 @@ bool takeTick(std::uint64_t self, std::uintptr_t& id) {
 void timerProcedure(std::uintptr_t id) {
     const std::uint64_t self = platform::currentThreadId();
     {
-        std::lock_guard<std::mutex> listLock(gTimerListLock);
+        std::lock_guard<std::mutex> listLock(timers().listLock);
         timerEntry found{};
         if (findTimer(id, found) && found.callback) {
-            std::lock_guard<std::mutex> queueLock(gTimerQueueLock);
-            gDueTicks.push_back(dueTick{id, self});
+            std::lock_guard<std::mutex> queueLock(timers().queueLock);
+            timers().dueTicks.push_back(dueTick{id, self});
         }
     }
     if (tDispatching)
@@ -270,7 +279,7 @@ void timerProcedure(std::uintptr_t id) {
     while (takeTick(self, next)) {
         timerEntry found{};
         {
-            std::lock_guard<std::mutex> listLock(gTimerListLock);
+            std::lock_guard<std::mutex> listLock(timers().listLock);
             if (!findTimer(next, found))
                 continue;
         }
@@ -283,26 +292,27 @@ void timerProcedure(std::uintptr_t id) {
 timer::timer(void (*callback)(void*), void* data, unsigned int milliseconds) : mId(0) {
     std::uintptr_t proposed;
     {
-        std::lock_guard<std::mutex> listLock(gTimerListLock);
-        proposed = gNextProposedId++;
+        std::lock_guard<std::mutex> listLock(timers().listLock);
+        proposed = timers().nextProposedId++;
     }
     const std::uintptr_t id = platform::setTimer(proposed, milliseconds, &timerProcedure);
     mId = id;
-    std::lock_guard<std::mutex> listLock(gTimerListLock);
-    gTimers.push_back(timerEntry{id, callback, data});
+    std::lock_guard<std::mutex> listLock(timers().listLock);
+    timers().timers.push_back(timerEntry{id, callback, data});
 }
 
 timer::~timer() {
     const auto id = static_cast<std::uintptr_t>(mId);
-    std::lock_guard<std::mutex> listLock(gTimerListLock);
-    auto found = std::find_if(gTimers.begin(), gTimers.end(), [id](const timerEntry& t) { return t.id == id; });
-    if (found != gTimers.end())
-        gTimers.erase(found);
+    std::lock_guard<std::mutex> listLock(timers().listLock);
+    auto& list = timers().timers;
+    auto found = std::find_if(list.begin(), list.end(), [id](const timerEntry& t) { return t.id == id; });
+    if (found != list.end())
+        list.erase(found);
     if (id != 0)
         platform::killTimer(id);
     // Every queued tick goes, of all timers: a timer's end restarts the queue.
-    std::lock_guard<std::mutex> queueLock(gTimerQueueLock);
-    gDueTicks.clear();
+    std::lock_guard<std::mutex> queueLock(timers().queueLock);
+    timers().dueTicks.clear();
 }
 
 void processMessages(unsigned int milliseconds) {

@@ -120,17 +120,25 @@ struct timerEntry {
     timerProc proc;
 };
 
-std::mutex gTimerLock;
-std::map<std::uintptr_t, timerEntry> gTimers;
-// Ids count up from here; a proposed id is not used, as with thread timers on Windows.
-std::uintptr_t gNextTimerId = 0x7F01;
+struct timerTable {
+    std::mutex lock;
+    std::map<std::uintptr_t, timerEntry> timers;
+    // Ids count up from here; a proposed id is not used, as with thread timers on Windows.
+    std::uintptr_t nextId = 0x7F01;
+};
+
+// Never destroyed: timers may be killed by other objects' destructors at the process's end.
+timerTable& table() {
+    static timerTable* const instance = new timerTable;
+    return *instance;
+}
 
 // The id of the calling thread's timer due earliest by the given time, or 0.
 std::uintptr_t takeDue(std::uint64_t self, clock::time_point now, timerProc& proc) {
-    std::lock_guard<std::mutex> hold(gTimerLock);
+    std::lock_guard<std::mutex> hold(table().lock);
     std::uintptr_t best = 0;
     clock::time_point bestDue{};
-    for (const auto& item : gTimers) {
+    for (const auto& item : table().timers) {
         const timerEntry& t = item.second;
         if (t.owner == self && t.due <= now && (best == 0 || t.due < bestDue)) {
             best = item.first;
@@ -138,7 +146,7 @@ std::uintptr_t takeDue(std::uint64_t self, clock::time_point now, timerProc& pro
         }
     }
     if (best != 0) {
-        timerEntry& t = gTimers[best];
+        timerEntry& t = table().timers[best];
         // Ticks do not pile up: a late timer is due again one period after this tick.
         t.due = now + t.period;
         proc = t.proc;
@@ -147,8 +155,8 @@ std::uintptr_t takeDue(std::uint64_t self, clock::time_point now, timerProc& pro
 }
 
 clock::time_point nextDue(std::uint64_t self, clock::time_point limit) {
-    std::lock_guard<std::mutex> hold(gTimerLock);
-    for (const auto& item : gTimers)
+    std::lock_guard<std::mutex> hold(table().lock);
+    for (const auto& item : table().timers)
         if (item.second.owner == self)
             limit = std::min(limit, item.second.due);
     return limit;
@@ -159,17 +167,17 @@ std::uintptr_t setTimer(std::uintptr_t, unsigned int milliseconds, timerProc pro
     if (!proc)
         return 0;
     const auto period = std::chrono::milliseconds(std::max(1u, milliseconds));
-    std::lock_guard<std::mutex> hold(gTimerLock);
-    std::uintptr_t id = gNextTimerId++;
+    std::lock_guard<std::mutex> hold(table().lock);
+    std::uintptr_t id = table().nextId++;
     if (id == 0)
-        id = gNextTimerId++;
-    gTimers[id] = timerEntry{currentThreadId(), period, clock::now() + period, proc};
+        id = table().nextId++;
+    table().timers[id] = timerEntry{currentThreadId(), period, clock::now() + period, proc};
     return id;
 }
 
 void killTimer(std::uintptr_t id) {
-    std::lock_guard<std::mutex> hold(gTimerLock);
-    gTimers.erase(id);
+    std::lock_guard<std::mutex> hold(table().lock);
+    table().timers.erase(id);
 }
 
 void processMessages(unsigned int milliseconds) {

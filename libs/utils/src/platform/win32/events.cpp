@@ -80,15 +80,23 @@ int waitForAnyEvent(event* const* events, std::size_t count, unsigned int millis
 // Thread timers (no window): the system gives the id, and WM_TIMER reaches the procedure while
 // the creating thread dispatches messages.
 namespace {
-std::mutex gTimerLock;
-std::map<UINT_PTR, timerProc> gProcs;
+struct timerTable {
+    std::mutex lock;
+    std::map<UINT_PTR, timerProc> procs;
+};
+
+// Never destroyed: timers may be killed by other objects' destructors at the process's end.
+timerTable& table() {
+    static timerTable* const instance = new timerTable;
+    return *instance;
+}
 
 void CALLBACK timerTrampoline(HWND, UINT, UINT_PTR id, DWORD) {
     timerProc proc = nullptr;
     {
-        std::lock_guard<std::mutex> hold(gTimerLock);
-        auto found = gProcs.find(id);
-        if (found != gProcs.end())
+        std::lock_guard<std::mutex> hold(table().lock);
+        auto found = table().procs.find(id);
+        if (found != table().procs.end())
             proc = found->second;
     }
     if (proc)
@@ -99,16 +107,16 @@ void CALLBACK timerTrampoline(HWND, UINT, UINT_PTR id, DWORD) {
 std::uintptr_t setTimer(std::uintptr_t proposedId, unsigned int milliseconds, timerProc proc) {
     if (!proc)
         return 0;
-    std::lock_guard<std::mutex> hold(gTimerLock);
+    std::lock_guard<std::mutex> hold(table().lock);
     const UINT_PTR id = SetTimer(nullptr, proposedId, milliseconds, &timerTrampoline);
     if (id != 0)
-        gProcs[id] = proc;
+        table().procs[id] = proc;
     return id;
 }
 
 void killTimer(std::uintptr_t id) {
-    std::lock_guard<std::mutex> hold(gTimerLock);
-    gProcs.erase(id);
+    std::lock_guard<std::mutex> hold(table().lock);
+    table().procs.erase(id);
     KillTimer(nullptr, id);
 }
 

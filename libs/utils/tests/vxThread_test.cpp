@@ -4,6 +4,7 @@
 #include "vxSignal.h"
 #include "vxThread.h"
 
+#include "logTestSupport.h"
 #include "testSupport.h"
 
 #include <gtest/gtest.h>
@@ -158,6 +159,30 @@ TEST(thread, handlersRunInOrderAroundTheWorkAndTheThreadIsNoLongerCurrentAtTheEn
     ASSERT_TRUE(eventually([&] { return t->hasFinished(); })) << "the thread did not end";
     EXPECT_EQ(t->exitCode(), 5);
     EXPECT_EQ(j.read(), (std::vector<std::string>{"start1+", "start2+", "execute+", "end1-", "end2-"}));
+}
+
+int quickWork(void*) {
+    return 0;
+}
+
+TEST(thread, startAndTheBodyTraceTheirSteps) {
+    vxtest::logHome home(vxtest::logConfig("enabled=\"true\" level=\"trace\"",
+                                           "<vx enabled=\"true\" level=\"trace\"/>"));
+    auto t = thread::create(true, thread::priorityNormal, false, &quickWork, nullptr);
+    ASSERT_TRUE(eventually([&] { return t->hasFinished(); })) << "the thread did not end";
+    const std::vector<std::string> lines = home.lines(1);
+    // Each group in its order; the two threads' lines may interleave.
+    const std::vector<std::vector<std::string>> groups = {
+        {"start entered", "Create thread", "Set parameters", "Call to ResumeThread", "start leaved"},
+        {"_internalExecute entered", "Call ThreadStart: 0 times", "Execution via function pointer",
+         "Release thread data", "Call ThreadEnd: 0 times", "Call WinBase native: ExitThread"}};
+    for (const auto& group : groups) {
+        std::size_t next = 0;
+        for (const std::string& line : lines)
+            if (next < group.size() && line.find("- " + group[next]) != std::string::npos)
+                ++next;
+        EXPECT_EQ(next, group.size()) << "missing or out of order: " << (next < group.size() ? group[next] : "");
+    }
 }
 
 TEST(thread, aFunctionWinsOverAnOverriddenExecute) {

@@ -295,6 +295,18 @@ run log enable vxutil vxutil.loc info
 run --status 1 loc write --path "$langDir" --lang de "$tourDir/no such folder/plan.dxf"
 run log show vxutil
 
+step "Threads: the pool, the asynchronous job queue with priorities, a timer on a thread that pumps its messages"
+# Not a vxutil command: the example program examples/threads, built beside the tool.
+threadsExample="$(dirname "${vxutil[${#vxutil[@]}-1]}")/../../examples/threads/threads"
+((windows)) && threadsExample+=.exe
+if [[ -x $threadsExample ]]; then
+    printf '$ examples/threads/threads\n'
+    "${vxutil[@]:0:${#vxutil[@]}-1}" "$threadsExample" 2>&1
+    expect $? 0
+else
+    printf '(the example programs were not built: configure with -DVX_BUILD_EXAMPLES=ON)\n'
+fi
+
 printf '\n'
 if ((failures > 0)); then
     printf 'tour: %d command(s) ended with an unexpected status\n' "$failures"

@@ -69,3 +69,6 @@
 // Concurrency and events
 #include "vxMutex.h"
 #include "vxObserver.h"
+#include "vxSignal.h"
+#include "vxThread.h"
+#include "vxJobsQueue.h"

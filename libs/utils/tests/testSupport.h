@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <mutex>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -86,6 +87,34 @@ void runThreads(int n, F f) {
     for (auto& thread : threads)
         thread.join();
 }
+
+// Polls until the condition holds, at most the given time; false when it never did.
+inline bool eventually(const std::function<bool()>& condition, int milliseconds = 5000) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+// Names of steps, added from any thread.
+class lockedLog {
+public:
+    void add(const std::string& step) {
+        std::lock_guard<std::mutex> held(mLock);
+        mSteps.push_back(step);
+    }
+    std::vector<std::string> read() {
+        std::lock_guard<std::mutex> held(mLock);
+        return mSteps;
+    }
+
+private:
+    std::mutex mLock;
+    std::vector<std::string> mSteps;
+};
 
 // Reproducible bytes of every value.
 inline std::string randomBytes(std::size_t size, unsigned seed) {

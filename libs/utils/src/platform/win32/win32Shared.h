@@ -14,6 +14,17 @@
 #include <limits>
 #include <string>
 
+namespace vx::platform {
+
+// An event of events.h: a system event, or a thread's handle, which is set once the thread has
+// ended (owned false: the thread closes it).
+struct event {
+    HANDLE handle;
+    bool owned;
+};
+
+} // namespace vx::platform
+
 namespace vx::platform::win32 {
 
 // The attribute bits the platform interface reports (fileSystem.h): read-only, hidden, system,

@@ -65,3 +65,4 @@
 // Concurrency and events
 #include "vxMutex.h"
 #include "vxObserver.h"
+#include "vxTransactionManager.h"

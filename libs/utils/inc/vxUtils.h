@@ -48,6 +48,7 @@
 #include "vxFile.h"
 #include "vxDirectory.h"
 #include "vxSearchPath.h"
+#include "vxFsEntryMutex.h"
 #include "vxModule.h"
 
 // Binary data

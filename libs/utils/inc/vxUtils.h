@@ -67,3 +67,8 @@
 #include "vxMutex.h"
 #include "vxObserver.h"
 #include "vxTransactionManager.h"
+
+// QR output, where the library was built with qrcodegen
+#ifdef VX_HAVE_QRCODE
+#include "vxQrCodeGenerator.h"
+#endif

@@ -1,5 +1,7 @@
 #include "vxXml.h"
 
+#include "detail/writeBeside.h"
+
 #include "vxBinaryBuffer.h"
 #include "vxDirectory.h"
 #include "vxException.h"
@@ -7,7 +9,6 @@
 #include "vxUnicode.h"
 
 #include "platform/codePage.h"
-#include "platform/fileSystem.h"
 #include "platform/files.h"
 
 #include <algorithm>
@@ -1132,16 +1133,8 @@ void xmlDocument::save(const file& f, eEncoding encoding) const {
     binaryBuffer buffer;
     save(buffer, encoding);
     // Written beside the file first, so that a failed write leaves the old file whole.
-    string drive, name, extension;
-    directory folder;
-    f.getParts(drive, folder, name, extension);
-    const file temporary = file::generateRandomFile(folder, L"tmp");
-    if (temporary.fullName().empty())
+    if (!detail::writeBeside(f, [&](const file& temporary) { return buffer.writeToFile(temporary, false); }))
         throw writeFileException(f);
-    if (!buffer.writeToFile(temporary, false) || !platform::replaceFile(temporary.fullName(), f.fullName())) {
-        temporary.remove();
-        throw writeFileException(f);
-    }
 }
 
 // Defined here once as well, so that the library exports it: on Windows a caller that takes it

@@ -4,7 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <cctype>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -75,331 +76,109 @@ public:
     int count = 0;
 };
 
-struct fixture {
-    document doc;
-    vx::refPtr<eventCounter> events{new eventCounter};
-    fixture() {
-        events->expectedSender = static_cast<vx::iObservable*>(doc.manager.get());
-        doc.manager->addObserver(events);
-    }
-    vx::undoManager& m() { return *doc.manager; }
-};
-
-struct row {
-    const char* what;
-    std::function<void(fixture&)> steps;
-    std::string text;
-    bool canUndo, canRedo;
-    int events;
-};
-
-void check(const std::vector<row>& rows) {
-    for (const auto& r : rows) {
-        fixture f;
-        r.steps(f);
-        EXPECT_EQ(f.doc.text, r.text) << r.what;
-        EXPECT_EQ(f.m().canUndo(), r.canUndo) << r.what;
-        EXPECT_EQ(f.m().canRedo(), r.canRedo) << r.what;
-        EXPECT_EQ(f.events->count, r.events) << r.what;
+// Runs a script of one-letter steps on a document: "i<pos><text>" inserts, "e<pos>" erases one
+// character, S starts, C commits, R rolls back, u undoes, r redoes, x clears, "m<n>" sets the
+// step limit, M merges typing; steps are separated by blanks.
+void play(document& doc, const std::string& script) {
+    std::istringstream in(script);
+    for (std::string step; in >> step;) {
+        const std::size_t at = step.size() > 1 && std::isdigit(static_cast<unsigned char>(step[1])) ? step[1] - '0' : 0;
+        switch (step[0]) {
+        case 'i': doc.insert(at, step.substr(2)); break;
+        case 'e': doc.erase(at, 1); break;
+        case 'S': doc.manager->startTransaction(); break;
+        case 'C': doc.manager->commitTransaction(); break;
+        case 'R': doc.manager->rollbackTransaction(); break;
+        case 'u': doc.manager->undo(); break;
+        case 'r': doc.manager->redo(); break;
+        case 'x': doc.manager->clear(); break;
+        case 'm': doc.manager->setMaxNumberOfUndoSteps(static_cast<unsigned>(std::stoul(step.substr(1)))); break;
+        case 'M': doc.mergeTyping = true; break;
+        default: FAIL() << "bad step " << step;
+        }
     }
 }
 
 TEST(undoManager, histories) {
-    check({
-        {"a change without a transaction is one step at once", [](fixture& f) { f.doc.insert(0, "ab"); }, "ab", true,
-         false, 1},
-        {"undo reverses it and files a redo step without an event",
-         [](fixture& f) {
-             f.doc.insert(0, "ab");
-             f.m().undo();
-         },
-         "", false, true, 1},
-        {"redo brings it back with an event",
-         [](fixture& f) {
-             f.doc.insert(0, "ab");
-             f.m().undo();
-             f.m().redo();
-         },
-         "ab", true, false, 2},
-        {"undo steps back one step at a time, newest first",
-         [](fixture& f) {
-             f.doc.insert(0, "a");
-             f.doc.insert(1, "b");
-             f.doc.insert(2, "c");
-             f.m().undo();
-             f.m().undo();
-         },
-         "a", true, true, 3},
-        {"two undo and one redo: the other redo step is gone",
-         [](fixture& f) {
-             f.doc.insert(0, "a");
-             f.doc.insert(1, "b");
-             f.m().undo();
-             f.m().undo();
-             f.m().redo();
-         },
-         "a", true, false, 3},
-        {"a new change clears the redo history",
-         [](fixture& f) {
-             f.doc.insert(0, "a");
-             f.m().undo();
-             f.doc.insert(0, "x");
-         },
-         "x", true, false, 2},
-        {"undo and redo on empty histories change nothing",
-         [](fixture& f) {
-             f.m().undo();
-             f.m().redo();
-         },
-         "", false, false, 0},
-        {"a transaction is one step: changes reversed last first",
-         [](fixture& f) {
-             f.m().startTransaction();
-             f.doc.insert(0, "abc");
-             f.doc.erase(1, 1);
-             f.doc.insert(2, "d");
-             f.m().commitTransaction();
-             f.m().undo();
-         },
-         "", false, true, 1},
-        {"two nested commits and one outer commit make one step",
-         [](fixture& f) {
-             f.m().startTransaction();
-             f.doc.insert(0, "a");
-             f.m().startTransaction();
-             f.doc.insert(1, "b");
-             f.m().startTransaction();
-             f.doc.insert(2, "c");
-             f.m().commitTransaction();
-             f.m().commitTransaction();
-             f.m().commitTransaction();
-             f.m().undo();
-         },
-         "", false, true, 1},
-        {"an outer commit with a nested transaction open commits only the nested one",
-         [](fixture& f) {
-             f.m().startTransaction();
-             f.doc.insert(0, "a");
-             f.m().startTransaction();
-             f.doc.insert(1, "b");
-             f.m().commitTransaction();
-         },
-         "ab", false, false, 0},
-        {"an open transaction does not count for canUndo",
-         [](fixture& f) {
-             f.m().startTransaction();
-             f.doc.insert(0, "a");
-         },
-         "a", false, false, 0},
-        {"an empty commit keeps the redo history and fires nothing",
-         [](fixture& f) {
-             f.doc.insert(0, "a");
-             f.m().undo();
-             f.m().startTransaction();
-             f.m().commitTransaction();
-         },
-         "", false, true, 1},
-        {"commit and rollback without a transaction do nothing",
-         [](fixture& f) {
-             f.doc.insert(0, "a");
-             f.m().commitTransaction();
-             f.m().rollbackTransaction();
-         },
-         "a", true, false, 1},
-        {"rollback of the outer transaction reverses it with an event",
-         [](fixture& f) {
-             f.doc.insert(0, "a");
-             f.m().startTransaction();
-             f.doc.insert(1, "bc");
-             f.doc.erase(0, 1);
-             f.m().rollbackTransaction();
-         },
-         "a", true, false, 2},
-        {"rollback of a nested transaction reverses only it, without an event",
-         [](fixture& f) {
-             f.m().startTransaction();
-             f.doc.insert(0, "a");
-             f.m().startTransaction();
-             f.doc.insert(1, "b");
-             f.m().rollbackTransaction();
-             f.m().commitTransaction();
-         },
-         "a", true, false, 1},
-        {"rollback keeps the redo history of a transaction that registered nothing",
-         [](fixture& f) {
-             f.doc.insert(0, "a");
-             f.m().undo();
-             f.m().startTransaction();
-             f.m().rollbackTransaction();
-         },
-         "", false, true, 2},
-        {"the first change of a transaction clears the redo history, rollback or not",
-         [](fixture& f) {
-             f.doc.insert(0, "a");
-             f.m().undo();
-             f.m().startTransaction();
-             f.doc.insert(0, "x");
-             f.m().rollbackTransaction();
-         },
-         "", false, false, 2},
-        {"undo with two open levels rolls both back, histories untouched",
-         [](fixture& f) {
-             f.doc.insert(0, "a");
-             f.doc.insert(1, "b");
-             f.m().undo();
-             f.m().startTransaction();
-             f.doc.insert(1, "c");
-             f.m().startTransaction();
-             f.doc.insert(2, "d");
-             f.m().undo();
-         },
-         "a", true, false, 3},
-        {"redo in an open transaction also only abandons it",
-         [](fixture& f) {
-             f.m().startTransaction();
-             f.doc.insert(0, "a");
-             f.m().redo();
-             f.m().redo();
-         },
-         "", false, false, 1},
-        {"clear drops everything and fires nothing",
-         [](fixture& f) {
-             f.doc.insert(0, "a");
-             f.doc.insert(1, "b");
-             f.m().undo();
-             f.m().startTransaction();
-             f.doc.insert(0, "x");
-             f.m().clear();
-             f.m().commitTransaction();
-         },
-         "xa", false, false, 2},
-    });
-}
-
-// A modification that registers nothing when it is applied.
-class silent : public vx::iModification {
-public:
-    explicit silent(int& applied) : mApplied(applied) {}
-    void apply() override { ++mApplied; }
-    bool merge(const vx::sharedPtr<vx::iModification>&) override { return false; }
-
-private:
-    int& mApplied;
-};
-
-TEST(undoManager, undoOfChangesThatRegisterNothing) {
-    auto manager = vx::undoManager::create();
-    int applied = 0;
-    manager->registerModification(vx::sharedPtr<vx::iModification>(new silent(applied)));
-    manager->undo();
-    EXPECT_EQ(applied, 1);
-    EXPECT_FALSE(manager->canUndo());
-    EXPECT_FALSE(manager->canRedo()); // the empty transaction was dropped
-}
-
-TEST(undoManager, merging) {
-    check({
-        {"merged typing is one change, undone at once",
-         [](fixture& f) {
-             f.doc.mergeTyping = true;
-             f.m().startTransaction();
-             f.doc.insert(0, "a");
-             f.doc.insert(1, "b");
-             f.doc.insert(2, "c");
-             f.m().commitTransaction();
-             f.m().undo();
-         },
-         "", false, true, 1},
-        {"a nested commit merges into the parent",
-         [](fixture& f) {
-             f.doc.mergeTyping = true;
-             f.m().startTransaction();
-             f.doc.insert(0, "a");
-             f.m().startTransaction();
-             f.doc.insert(1, "b");
-             f.m().commitTransaction();
-             f.m().commitTransaction();
-             f.m().undo();
-         },
-         "", false, true, 1},
-    });
-    // How many modifications remained is seen in how many apply calls one undo makes.
     const struct {
-        bool merge;
-        int applied;
-    } counts[] = {{true, 1}, {false, 3}};
-    for (const auto& c : counts) {
+        const char* what;
+        const char* script;
+        const char* text;
+        bool canUndo, canRedo;
+        int events, applied; // events fired; apply calls made
+    } rows[] = {
+        {"a change without a transaction is one step at once", "i0ab", "ab", true, false, 1, 0},
+        {"undo files a redo step and fires nothing", "i0ab u", "", false, true, 1, 1},
+        {"redo brings it back with an event", "i0ab u r", "ab", true, false, 2, 2},
+        {"undo goes back a step at a time", "i0a i1b i2c u u", "a", true, true, 3, 2},
+        {"two undo and one redo: no redo is left", "i0a i1b u u r", "a", true, false, 3, 3},
+        {"a new change clears the redo history", "i0a u i0x", "x", true, false, 2, 1},
+        {"undo and redo of nothing", "u r", "", false, false, 0, 0},
+        {"a transaction is one step, reversed last first", "S i0abc e1 i2d C u", "", false, true, 1, 3},
+        {"nested commits make one step", "S i0a S i1b S i2c C C C u", "", false, true, 1, 3},
+        {"an outer commit with a nested level open commits that level", "S i0a S i1b C", "ab", false, false, 0, 0},
+        {"an empty commit keeps the redo history, no event", "i0a u S C", "", false, true, 1, 1},
+        {"commit and rollback with nothing open", "i0a C R", "a", true, false, 1, 0},
+        {"rollback of the outermost reverses it, with an event", "i0a S i1bc e0 R", "a", true, false, 2, 2},
+        {"rollback of a nested level only, no event", "S i0a S i1b R C", "a", true, false, 1, 1},
+        {"a rollback with nothing registered keeps the redo history", "i0a u S R", "", false, true, 2, 1},
+        {"a rolled back change still cleared the redo history", "i0a u S i0x R", "", false, false, 2, 2},
+        {"undo in two open levels rolls both back only", "i0a i1b u S i1c S i2d u", "a", true, false, 3, 3},
+        {"redo in an open transaction abandons it too", "S i0a r r", "", false, false, 1, 1},
+        {"clear drops everything, no event", "i0a i1b u S i0x x C", "xa", false, false, 2, 1},
+        {"merged typing is one change", "M S i0a i1b i2c C u", "", false, true, 1, 1},
+        {"a nested commit merges into its parent", "M S i0a S i1b C i2c C u", "", false, true, 1, 1},
+        {"without merging each change is applied", "S i0a S i1b C i2c C u", "", false, true, 1, 3},
+        {"limit 2, three steps: the oldest is gone", "m2 i0a i1b i2c u u u", "a", false, true, 3, 2},
+        {"setting the limit trims at once", "i0a i1b i2c m1 u u", "ab", false, true, 3, 1},
+        {"limit 0 waits while there is a redo history", "i0a i1b i2c u m0 u u u", "", false, true, 3, 3},
+        {"limit 0 empties the undo history", "i0a i1b i2c m0", "abc", false, false, 3, 0},
+    };
+    for (const auto& r : rows) {
         document doc;
-        doc.mergeTyping = c.merge;
-        doc.manager->startTransaction();
-        doc.insert(0, "a");
-        doc.manager->startTransaction();
-        doc.insert(1, "b");
-        doc.manager->commitTransaction();
-        doc.insert(2, "c");
-        doc.manager->commitTransaction();
-        doc.manager->undo();
-        EXPECT_EQ(doc.applied, c.applied) << c.merge;
-        EXPECT_EQ(doc.text, "");
+        vx::refPtr<eventCounter> events(new eventCounter);
+        events->expectedSender = static_cast<vx::iObservable*>(doc.manager.get());
+        doc.manager->addObserver(events);
+        play(doc, r.script);
+        EXPECT_EQ(doc.text, r.text) << r.what;
+        EXPECT_EQ(doc.manager->canUndo(), r.canUndo) << r.what;
+        EXPECT_EQ(doc.manager->canRedo(), r.canRedo) << r.what;
+        EXPECT_EQ(events->count, r.events) << r.what;
+        EXPECT_EQ(doc.applied, r.applied) << r.what;
     }
-}
-
-TEST(undoManager, stepLimit) {
-    const auto three = [](fixture& f) {
-        f.doc.insert(0, "a");
-        f.doc.insert(1, "b");
-        f.doc.insert(2, "c");
-    };
-    const auto undoAll = [](fixture& f) {
-        for (int i = 0; i < 5; ++i)
-            f.m().undo();
-    };
-    check({
-        {"max 2 and three commits: the oldest is gone",
-         [&](fixture& f) {
-             f.m().setMaxNumberOfUndoSteps(2);
-             three(f);
-             undoAll(f);
-         },
-         "a", false, true, 3},
-        {"setting the limit trims at once",
-         [&](fixture& f) {
-             three(f);
-             f.m().setMaxNumberOfUndoSteps(1);
-             undoAll(f);
-         },
-         "ab", false, true, 3},
-        {"0 with a redo history leaves the undo history",
-         [&](fixture& f) {
-             three(f);
-             f.m().undo();
-             f.m().setMaxNumberOfUndoSteps(0);
-             undoAll(f);
-         },
-         "", false, true, 3},
-        {"0 empties the undo history once nothing can be redone",
-         [&](fixture& f) {
-             three(f);
-             f.m().setMaxNumberOfUndoSteps(0);
-         },
-         "abc", false, false, 3},
-    });
     auto manager = vx::undoManager::create();
     EXPECT_EQ(manager->maxNumberOfUndoSteps(), 4294967295u);
     manager->setMaxNumberOfUndoSteps(7);
     EXPECT_EQ(manager->maxNumberOfUndoSteps(), 7u);
 }
 
-// An apply that throws leaves the manager mid-undo; clear makes it usable again.
-class throwing : public vx::iModification {
+// A change that registers nothing when it is applied, or throws.
+class foreign : public vx::iModification {
 public:
-    void apply() override { throw std::runtime_error("apply failed"); }
+    explicit foreign(int* applied) : mApplied(applied) {}
+    void apply() override {
+        if (!mApplied)
+            throw std::runtime_error("apply failed");
+        ++*mApplied;
+    }
     bool merge(const vx::sharedPtr<vx::iModification>&) override { return false; }
+
+private:
+    int* mApplied;
 };
 
-TEST(undoManager, failures) {
+TEST(undoManager, changesOfTheirOwn) {
+    // An undo whose changes register nothing files no redo step.
+    auto manager = vx::undoManager::create();
+    int applied = 0;
+    manager->registerModification(vx::sharedPtr<vx::iModification>(new foreign(&applied)));
+    manager->undo();
+    EXPECT_EQ(applied, 1);
+    EXPECT_FALSE(manager->canUndo() || manager->canRedo());
+
+    // An apply that throws leaves the manager mid-undo; clear makes it usable again.
     document doc;
-    doc.manager->registerModification(vx::sharedPtr<vx::iModification>(new throwing));
+    doc.manager->registerModification(vx::sharedPtr<vx::iModification>(new foreign(nullptr)));
     EXPECT_THROW(doc.manager->undo(), std::runtime_error);
     doc.insert(0, "a"); // still counted as part of the undo: the redo history is kept
     EXPECT_FALSE(doc.manager->canUndo());
@@ -410,29 +189,18 @@ TEST(undoManager, failures) {
     EXPECT_TRUE(doc.manager->canRedo());
 
     // A null change is caught by the shared pointer's check once a later one is offered to it.
-    auto manager = vx::undoManager::create();
+    manager = vx::undoManager::create();
     manager->startTransaction();
     manager->registerModification(vx::sharedPtr<vx::iModification>());
     const std::wstring text = vxtest::failedAssertion(
-        [&] { manager->registerModification(vx::sharedPtr<vx::iModification>(new throwing)); });
+        [&] { manager->registerModification(vx::sharedPtr<vx::iModification>(new foreign(nullptr))); });
     EXPECT_NE(text.find(L"m_p != nullptr"), std::wstring::npos) << vxtest::show(text);
 }
 
 TEST(undoManager, traces) {
     vxtest::logHome home(vxtest::logConfig("enabled=\"true\" level=\"trace\"", "", "format=\"%m\""));
     document doc;
-    doc.manager->commitTransaction();
-    doc.manager->rollbackTransaction();
-    doc.insert(0, "a");
-    doc.manager->startTransaction();
-    doc.manager->startTransaction();
-    doc.manager->commitTransaction();
-    doc.manager->rollbackTransaction();
-    doc.manager->startTransaction();
-    doc.manager->startTransaction();
-    doc.manager->rollbackTransaction();
-    doc.manager->commitTransaction();
-    doc.manager->undo();
+    play(doc, "C R i0a S S C R S S R C u");
     const std::vector<std::string> expected = {
         "Current transaction not available for commit.",
         "Current transaction not available for rollback.",

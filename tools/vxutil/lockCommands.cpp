@@ -7,8 +7,11 @@
 
 #include <cstdlib>
 #include <string>
+#include <vector>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <process.h>
+#else
 #include <sys/wait.h>
 #endif
 
@@ -17,29 +20,40 @@ namespace {
 using vxutil::arguments;
 using vxutil::usageError;
 
-// Runs the command through the system's shell, each argument quoted, and answers its exit status.
+// Runs the command and answers its exit status; 127 when it cannot be started.
 int runCommand(const arguments& command) {
 #ifdef _WIN32
-    // cmd.exe takes the whole line in one more pair of quotes.
-    std::wstring line = L"\"";
+    // Started directly, not through cmd.exe; the runtime joins the arguments with blanks, so each
+    // is quoted as programs split their command line (backslashes doubled before a quote).
+    // Only what needs quotes gets them: cmd.exe, for one, reads its own switches unquoted.
+    std::vector<std::wstring> quoted;
     for (const vx::string& a : command) {
-        std::wstring quoted = L"\"";
+        if (!a.empty() && a.find_first_of(L" \t\"") == std::wstring::npos) {
+            quoted.push_back(a);
+            continue;
+        }
+        std::wstring q = L"\"";
         std::size_t backslashes = 0;
         for (const wchar_t c : a) {
             if (c == L'\\') {
                 ++backslashes;
                 continue;
             }
-            quoted.append(c == L'"' ? 2 * backslashes + 1 : backslashes, L'\\');
+            q.append(c == L'"' ? 2 * backslashes + 1 : backslashes, L'\\');
             backslashes = 0;
-            quoted += c;
+            q += c;
         }
-        quoted.append(2 * backslashes, L'\\');
-        line += quoted + L"\" ";
+        q.append(2 * backslashes, L'\\');
+        quoted.push_back(q + L"\"");
     }
-    line += L"\"";
-    return _wsystem(line.c_str());
+    std::vector<const wchar_t*> argv;
+    for (const auto& q : quoted)
+        argv.push_back(q.c_str());
+    argv.push_back(nullptr);
+    const intptr_t status = _wspawnvp(_P_WAIT, command[0].c_str(), argv.data());
+    return status == -1 ? 127 : static_cast<int>(status);
 #else
+    // Through the shell, each argument in single quotes.
     std::string line;
     for (const vx::string& a : command) {
         line += '\'';
@@ -48,7 +62,7 @@ int runCommand(const arguments& command) {
         line += "' ";
     }
     const int status = std::system(line.c_str());
-    return status != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : 126;
+    return status != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : 127;
 #endif
 }
 

@@ -268,8 +268,12 @@ run --status 1 cond parse 'in<Int>("5")'
 
 step "The file-system mutex: a command runs while the lock file stands beside the file; a second one waits, gives up, and leaves it"
 printf 'plan' >"$tourDir/plan.txt"
-run lock "$tourDir/plan.txt" -- "${vxutil[@]}" ls "$tourDir"
-run --status 1 lock "$tourDir/plan.txt" -- "${vxutil[@]}" lock --wait 300 "$tourDir/plan.txt" -- "${vxutil[@]}" lower never
+if ((windows)); then
+    run lock "$tourDir/plan.txt" -- cmd /c dir /b
+else
+    run lock "$tourDir/plan.txt" -- "${vxutil[@]}" ls "$tourDir"
+    run --status 1 lock "$tourDir/plan.txt" -- "${vxutil[@]}" lock --wait 300 "$tourDir/plan.txt" -- "${vxutil[@]}" lower never
+fi
 
 if "${vxutil[@]}" help qr >/dev/null 2>&1; then
     step "QR symbols: on the terminal for a phone to read, and as an 8-bit Windows bitmap"

@@ -3,6 +3,7 @@
 #include "vxEnvironment.h"
 #include "vxException.h"
 #include "vxMutex.h"
+#include "detail/mutexGuard.h"
 #include "platform/fileSystem.h"
 
 #include <chrono>
@@ -15,18 +16,6 @@ constexpr wchar_t kSuffix[] = L"$$lock$$";
 constexpr std::size_t kNameLimit = 256 - 8;
 // How often tryLock looks again while another holder's lock file is there.
 constexpr unsigned int kPollMs = 20;
-
-// Holds the object's own guard for a scope.
-class held {
-public:
-    explicit held(mutex& m) : mMutex(m) { mMutex.lock(); }
-    ~held() { mMutex.release(); }
-    held(const held&) = delete;
-    held& operator=(const held&) = delete;
-
-private:
-    mutex& mMutex;
-};
 
 } // namespace
 
@@ -75,7 +64,7 @@ fsEntryMutex::~fsEntryMutex() {
 }
 
 void fsEntryMutex::setFsEntry(const file& target) {
-    held lock(mp->guard);
+    const detail::mutexGuard lock(mp->guard);
     if (mp->handle != record::none)
         release();
     if (!target.exists())
@@ -84,7 +73,7 @@ void fsEntryMutex::setFsEntry(const file& target) {
 }
 
 void fsEntryMutex::setFsEntry(const directory& target) {
-    held lock(mp->guard);
+    const detail::mutexGuard lock(mp->guard);
     if (mp->handle != record::none)
         release();
     if (!target.exists())
@@ -99,7 +88,7 @@ void fsEntryMutex::setFsEntry(const directory& target) {
 }
 
 bool fsEntryMutex::lock() {
-    held lock(mp->guard);
+    const detail::mutexGuard lock(mp->guard);
     mp->needTarget();
     // Made or not, the lock counts as held: see the header.
     if (platform::createLockFile(mp->lockFile().fullName()) == 0)
@@ -117,7 +106,7 @@ bool fsEntryMutex::tryLock(unsigned int timeoutMs) {
     const auto start = std::chrono::steady_clock::now();
     for (;;) {
         {
-            held lock(mp->guard);
+            const detail::mutexGuard lock(mp->guard);
             mp->needTarget();
             if (mp->handle == record::made)
                 return true;
@@ -142,7 +131,7 @@ bool fsEntryMutex::tryLock(unsigned int timeoutMs) {
 }
 
 void fsEntryMutex::release() {
-    held lock(mp->guard);
+    const detail::mutexGuard lock(mp->guard);
     mp->needTarget();
     mp->handle = record::none;
     const file lockFile = mp->lockFile();
@@ -155,12 +144,12 @@ void fsEntryMutex::release() {
 }
 
 string fsEntryMutex::lockFileName() const {
-    held lock(mp->guard);
+    const detail::mutexGuard lock(mp->guard);
     return mp->lockName.empty() ? string() : mp->lockFile().fullName();
 }
 
 bool fsEntryMutex::isHeld() const {
-    held lock(mp->guard);
+    const detail::mutexGuard lock(mp->guard);
     return mp->handle != record::none;
 }
 

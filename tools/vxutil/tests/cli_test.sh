@@ -827,15 +827,21 @@ fi
 # --- lock ---------------------------------------------------------------------------------------
 printf 'doc' >"$scratch/doc.txt"
 mkdir -p "$scratch/folder"
-# The command runs while the lock file is there, its status is passed on, and the file goes.
-t 7 lock "$scratch/doc.txt" -- bash -c 'test -e "$1\$\$lock\$\$" && echo held; exit 7' x "$scratch/doc.txt" '=>' held
-[[ -e $scratch/doc.txt\$\$lock\$\$ ]] && fail "lock file left" lock || pass
-t 0 lock "$scratch/folder" -- bash -c 'ls -A "$1"' x "$scratch/folder" '=>' 'folder$$lock$$'
-# Another holder: the second lock waits, gives up, and leaves the holder's file.
-t 0 lock "$scratch/doc.txt" -- bash -c '"$@" >/dev/null 2>&1; echo $?; test -e "$0\$\$lock\$\$" && echo kept' \
-    "$scratch/doc.txt" "${vxutil[@]}" lock --wait 200 "$scratch/doc.txt" -- echo never '=>' 1 kept
-# Arguments reach the command as they are.
-t 0 lock "$scratch/doc.txt" -- printf '[%s]\n' "it's" 'a "b"' '--x' '=>' "[it's]" '[a "b"]' '[--x]'
+if ((windows)); then
+    # Without a POSIX shell: the command's status is passed on, and the lock file goes.
+    t 7 lock "$scratch/doc.txt" -- cmd /c "exit 7" '=>'
+    [[ -e $scratch/doc.txt\$\$lock\$\$ ]] && fail "lock file left" lock || pass
+else
+    # The command runs while the lock file is there, its status is passed on, and the file goes.
+    t 7 lock "$scratch/doc.txt" -- bash -c 'test -e "$1\$\$lock\$\$" && echo held; exit 7' x "$scratch/doc.txt" '=>' held
+    [[ -e $scratch/doc.txt\$\$lock\$\$ ]] && fail "lock file left" lock || pass
+    t 0 lock "$scratch/folder" -- bash -c 'ls -A "$1"' x "$scratch/folder" '=>' 'folder$$lock$$'
+    # Another holder: the second lock waits, gives up, and leaves the holder's file.
+    t 0 lock "$scratch/doc.txt" -- bash -c '"$@" >/dev/null 2>&1; echo $?; test -e "$0\$\$lock\$\$" && echo kept' \
+        "$scratch/doc.txt" "${vxutil[@]}" lock --wait 200 "$scratch/doc.txt" -- echo never '=>' 1 kept
+    # Arguments reach the command as they are.
+    t 0 lock "$scratch/doc.txt" -- printf '[%s]\n' "it's" 'a "b"' '--x' '=>' "[it's]" '[a "b"]' '[--x]'
+fi
 fails 1 lock "$scratch/missing" -- true
 bad lock "$scratch/doc.txt"
 bad lock "$scratch/doc.txt" --

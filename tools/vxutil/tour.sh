@@ -266,6 +266,21 @@ run cond eval --field 'biggerorequal<int>("3")' count count=4 name=pump
 run cond sql "or(equal<string>(\"O'Brien\"), smallerorequal<double>(\"2.50\"))" name
 run --status 1 cond parse 'in<Int>("5")'
 
+step "The file-system mutex: a command runs while the lock file stands beside the file; a second one waits, gives up, and leaves it"
+printf 'plan' >"$tourDir/plan.txt"
+if ((windows)); then
+    run lock "$tourDir/plan.txt" -- cmd /c dir /b
+else
+    run lock "$tourDir/plan.txt" -- "${vxutil[@]}" ls "$tourDir"
+    run --status 1 lock "$tourDir/plan.txt" -- "${vxutil[@]}" lock --wait 300 "$tourDir/plan.txt" -- "${vxutil[@]}" lower never
+fi
+
+if "${vxutil[@]}" help qr >/dev/null 2>&1; then
+    step "QR symbols: on the terminal for a phone to read, and as an 8-bit Windows bitmap"
+    run qr 'https://example.org/velmora' --ecc M --terminal
+    run qr 'Grüße aus Velmora' --bmp "$tourDir/hello.bmp" --scale 4
+fi
+
 step "Bad usage: one line on standard error and exit status 2"
 run --status 2 split '' abc
 

@@ -48,6 +48,7 @@
 #include "vxFile.h"
 #include "vxDirectory.h"
 #include "vxSearchPath.h"
+#include "vxFsEntryMutex.h"
 #include "vxModule.h"
 
 // Binary data
@@ -72,3 +73,9 @@
 #include "vxSignal.h"
 #include "vxThread.h"
 #include "vxJobsQueue.h"
+#include "vxTransactionManager.h"
+
+// QR output, where the library was built with qrcodegen
+#ifdef VX_HAVE_QRCODE
+#include "vxQrCodeGenerator.h"
+#endif

@@ -1,12 +1,12 @@
 #include "vxBinaryBuffer.h"
 
+#include "detail/writeBeside.h"
 #include "vxCrc32.h"
 #include "vxDirectory.h"
 #include "vxException.h"
 #include "vxFile.h"
 #include "vxGzipFile.h"
 
-#include "platform/fileSystem.h"
 #include "platform/files.h"
 #include "vxUnicode.h"
 #include "platform/text.h"
@@ -282,18 +282,9 @@ bool binaryBuffer::writeToFile(const file& f, bool append) const {
     }
     // Written beside the file and put in its place when complete, so that a failed write leaves
     // the old file as it was. A folder that takes no new file leaves writing in place.
-    string drive, name, extension;
-    directory folder;
-    f.getParts(drive, folder, name, extension);
-    const file temporary = file::generateRandomFile(folder, L"tmp");
-    if (temporary.fullName().empty())
-        return writeBlock(f, platform::fileHandle::openWrite, mData, mLogicalLength);
-    if (!writeBlock(temporary, platform::fileHandle::openWrite, mData, mLogicalLength) ||
-        !platform::replaceFile(temporary.fullName(), f.fullName())) {
-        temporary.remove();
-        return false;
-    }
-    return true;
+    return detail::writeBeside(
+        f, [this](const file& out) { return writeBlock(out, platform::fileHandle::openWrite, mData, mLogicalLength); },
+        true);
 }
 
 // --- base64 ---------------------------------------------------------------------------------------------

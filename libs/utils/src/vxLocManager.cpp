@@ -1,6 +1,7 @@
 #include "vxLocManager.h"
 
 #include "detail/caseFolding.h"
+#include "detail/mutexHold.h"
 
 #include "vxDirectory.h"
 #include "vxFile.h"
@@ -32,22 +33,14 @@ namespace {
 // Between the language folder and the file name.
 constexpr wchar_t kFolderDelimiter = L'\\';
 
-// Holds the manager's lock for one operation. A manager without data is a programming error
-// and throws false, as an access through a null smart pointer does.
-class dataLock {
-public:
-    explicit dataLock(mutex* lock) : mpLock(lock) {
-        if (!mpLock)
-            throw false;
-        mpLock->lock();
-    }
-    ~dataLock() { mpLock->release(); }
-    dataLock(const dataLock&) = delete;
-    dataLock& operator=(const dataLock&) = delete;
-
-private:
-    mutex* mpLock;
-};
+// The manager's lock, held for one operation. A manager without data is a programming error and
+// throws false, as an access through a null smart pointer does.
+template <class Data>
+mutex& lockOf(Data* data) {
+    if (!data)
+        throw false;
+    return data->lock;
+}
 
 bool findOnPath(const searchPath& path, const string& name, file& found) {
     return !name.empty() && path.findFile(name, found, false);
@@ -97,7 +90,7 @@ bool locManager::loadMessage(const iLocStringId& id, locMessage& msg, const wcha
     searchPath path;
     string defaultLanguage, defaultFile;
     {
-        dataLock lock(mpData ? &mpData->lock : nullptr);
+        detail::mutexHold lock(lockOf(mpData));
         path = mpData->defaultSearchPath;
         defaultLanguage = mpData->defaultLanguage;
         defaultFile = mpData->defaultFile;
@@ -129,7 +122,7 @@ bool locManager::loadMessage(const iLocStringId& id, locMessage& msg, const wcha
     if (!hit || !found.exists())
         return false;
 
-    dataLock lock(mpData ? &mpData->lock : nullptr);
+    detail::mutexHold lock(lockOf(mpData));
     const string key = detail::foldedCase(found.fullName());
     std::size_t index = 0;
     while (index < mpData->fileKeys.size() && mpData->fileKeys[index] != key)
@@ -147,7 +140,7 @@ bool locManager::loadMessage(const iLocStringId& id, locMessage& msg, const wcha
 void locManager::setDefaultLanguage(const wchar_t* language) {
     if (!language)
         return;
-    dataLock lock(mpData ? &mpData->lock : nullptr);
+    detail::mutexHold lock(lockOf(mpData));
     const string oldLanguage = mpData->defaultLanguage;
     mpData->defaultLanguage = language;
     if (oldLanguage == mpData->defaultLanguage)
@@ -164,51 +157,51 @@ void locManager::setDefaultLanguage(const wchar_t* language) {
 void locManager::setDefaultLocFile(const wchar_t* file) {
     if (!file)
         return;
-    dataLock lock(mpData ? &mpData->lock : nullptr);
+    detail::mutexHold lock(lockOf(mpData));
     mpData->defaultFile = file;
 }
 
 void locManager::setOverlayId(const wchar_t* id) {
     if (!id)
         return;
-    dataLock lock(mpData ? &mpData->lock : nullptr);
+    detail::mutexHold lock(lockOf(mpData));
     mpData->overlayId = id;
 }
 
 void locManager::setDefaultSearchPath(const searchPath& path) {
-    dataLock lock(mpData ? &mpData->lock : nullptr);
+    detail::mutexHold lock(lockOf(mpData));
     mpData->defaultSearchPath = path;
 }
 
 searchPath& locManager::defaultSearchPath() {
-    dataLock lock(mpData ? &mpData->lock : nullptr);
+    detail::mutexHold lock(lockOf(mpData));
     return mpData->defaultSearchPath;
 }
 
 string locManager::defaultLanguage() const {
-    dataLock lock(mpData ? &mpData->lock : nullptr);
+    detail::mutexHold lock(lockOf(mpData));
     return mpData->defaultLanguage;
 }
 
 string locManager::defaultLocFile() const {
-    dataLock lock(mpData ? &mpData->lock : nullptr);
+    detail::mutexHold lock(lockOf(mpData));
     return mpData->defaultFile;
 }
 
 string locManager::overlayId() const {
-    dataLock lock(mpData ? &mpData->lock : nullptr);
+    detail::mutexHold lock(lockOf(mpData));
     return mpData->overlayId;
 }
 
 void locManager::addLanguageChangedCB(languageChangedCB callback) {
     if (!callback)
         return;
-    dataLock lock(mpData ? &mpData->lock : nullptr);
+    detail::mutexHold lock(lockOf(mpData));
     mpData->callbacks.insert(callback);
 }
 
 void locManager::removeLanguageChangedCB(languageChangedCB callback) {
-    dataLock lock(mpData ? &mpData->lock : nullptr);
+    detail::mutexHold lock(lockOf(mpData));
     mpData->callbacks.erase(callback);
 }
 

@@ -1,6 +1,7 @@
 #include "vxLogger.h"
 
 #include "detail/decimal.h"
+#include "detail/mutexHold.h"
 #include "detail/logState.h"
 #include "platform/files.h"
 #include "vxEnvironment.h"
@@ -40,18 +41,6 @@ std::string utf8(const vx::string& text) {
     vx::unicode::appendUtf8(out, text.c_str(), text.size());
     return out;
 }
-
-// Holds the log-file lock for a scope.
-class fileLockGuard {
-public:
-    explicit fileLockGuard(vx::mutex& lock) : mLock(lock) { mLock.lock(); }
-    ~fileLockGuard() { mLock.release(); }
-    fileLockGuard(const fileLockGuard&) = delete;
-    fileLockGuard& operator=(const fileLockGuard&) = delete;
-
-private:
-    vx::mutex& mLock;
-};
 
 // Makes state.lineFile the file the next line goes to. The open file answers the two questions
 // of every line (is it still there, is it full) with one look; only when it is gone, full, or
@@ -171,7 +160,7 @@ void logger::write(logLevel level, const vx::string& message, const vx::string& 
         vx::string objectText;
         if (object) {
             const vx::string relative = object->relFilePath();
-            fileLockGuard guard(state.fileLock);
+            vx::detail::mutexHold guard(state.fileLock);
             const vx::directory folder = logUtils::outputDir();
             std::size_t start = 0;
             while (start < relative.size() && (relative[start] == L'\\' || relative[start] == L'/'))
@@ -183,7 +172,7 @@ void logger::write(logLevel level, const vx::string& message, const vx::string& 
         // A long crosses a text as 32 bits.
         const vx::string lineText(std::to_wstring(static_cast<std::int32_t>(line)));
 
-        fileLockGuard guard(state.fileLock);
+        vx::detail::mutexHold guard(state.fileLock);
         const std::shared_ptr<logSettings> settings = state.settings;
         openLineFile(state, settings);
         const vx::string text = logUtils::getFormattedLogMessage(

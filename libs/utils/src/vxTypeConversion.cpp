@@ -1,5 +1,6 @@
 #include "vxTypeConversion.h"
 
+#include "detail/mutexHold.h"
 #include "detail/numberText.h"
 #include "platform/numericLocale.h"
 #include "platform/text.h"
@@ -216,17 +217,6 @@ std::uint32_t typeKey(const std::type_info& type) {
     return ~detail::crc32Update(0xFFFFFFFFu, name, std::strlen(name));
 }
 
-class writerLock {
-public:
-    explicit writerLock(mutex& m) : mMutex(m) { mMutex.lock(); }
-    ~writerLock() { mMutex.release(); }
-    writerLock(const writerLock&) = delete;
-    writerLock& operator=(const writerLock&) = delete;
-
-private:
-    mutex& mMutex;
-};
-
 } // namespace
 
 // The converters by the key of their source type. Each entry keeps the two types of its
@@ -372,7 +362,7 @@ void typeConversionManager::remove(typeConverterBase* converter) {
 void typeConversionManager::add(typeConverterBase* const* converters, std::size_t count) {
     if (!converters || count == 0)
         return;
-    writerLock lock(mWriters);
+    detail::mutexHold lock(mWriters);
     const sharedPtr<converterTable> current(mpTable);
     std::vector<typeConverterBase*> added;
     for (std::size_t i = 0; i < count; ++i) {
@@ -394,7 +384,7 @@ void typeConversionManager::remove(typeConverterBase* const* converters, std::si
         return;
     std::vector<sharedPtr<converterTable>> retired;
     {
-        writerLock lock(mWriters);
+        detail::mutexHold lock(mWriters);
         const sharedPtr<converterTable> current(mpTable);
         if (std::none_of(converters, converters + count,
                          [&current](const typeConverterBase* c) { return c && current->contains(c); }))

@@ -14,7 +14,9 @@ windows=0
 [[ ${vxutil[${#vxutil[@]}-1]} == *.exe ]] && windows=1
 drive=C sep=:
 ((windows)) && drive=Z sep=';'
-commands=(base64 bytes cdoc cond crc32 date db field format guid gunzip gzip loc log lower ls match msg path pe replace split time trim upper which xml)
+commands=(base64 bytes cdoc cond crc32 date db field format guid gunzip gzip loc lock log lower ls match msg path pe replace split time trim upper which xml)
+# QR symbols exist where the library was built with qrcodegen (not on Windows).
+"${vxutil[@]}" help qr >/dev/null 2>&1 && commands+=(qr)
 passed=0
 failed=0
 scratch=$(mktemp -d)
@@ -865,6 +867,50 @@ if ((!windows)); then
     bad log show app --pid x
     bad log show app --tail
     bad log show
+fi
+
+# --- lock ---------------------------------------------------------------------------------------
+printf 'doc' >"$scratch/doc.txt"
+mkdir -p "$scratch/folder"
+if ((windows)); then
+    # Without a POSIX shell: the command's status is passed on, and the lock file goes.
+    t 7 lock "$scratch/doc.txt" -- cmd /c "exit 7" '=>'
+    [[ -e $scratch/doc.txt\$\$lock\$\$ ]] && fail "lock file left" lock || pass
+else
+    # The command runs while the lock file is there, its status is passed on, and the file goes.
+    t 7 lock "$scratch/doc.txt" -- bash -c 'test -e "$1\$\$lock\$\$" && echo held; exit 7' x "$scratch/doc.txt" '=>' held
+    [[ -e $scratch/doc.txt\$\$lock\$\$ ]] && fail "lock file left" lock || pass
+    t 0 lock "$scratch/folder" -- bash -c 'ls -A "$1"' x "$scratch/folder" '=>' 'folder$$lock$$'
+    # Another holder: the second lock waits, gives up, and leaves the holder's file.
+    t 0 lock "$scratch/doc.txt" -- bash -c '"$@" >/dev/null 2>&1; echo $?; test -e "$0\$\$lock\$\$" && echo kept' \
+        "$scratch/doc.txt" "${vxutil[@]}" lock --wait 200 "$scratch/doc.txt" -- echo never '=>' 1 kept
+    # Arguments reach the command as they are.
+    t 0 lock "$scratch/doc.txt" -- printf '[%s]\n' "it's" 'a "b"' '--x' '=>' "[it's]" '[a "b"]' '[--x]'
+fi
+fails 1 lock "$scratch/missing" -- true
+bad lock "$scratch/doc.txt"
+bad lock "$scratch/doc.txt" --
+bad lock -- true
+bad lock --wait x "$scratch/doc.txt" -- true
+
+# --- qr -----------------------------------------------------------------------------------------
+if [[ " ${commands[*]} " == *" qr "* ]]; then
+    t 0 qr HELLO --bmp "$scratch/q.bmp" --scale 3 '=>' '21 modules'
+    (($(stat -c %s "$scratch/q.bmp") == 62 + 64 * 63)) && pass || fail "bitmap size" qr --bmp
+    t 0 qr HELLO --ecc H --svg "$scratch/q.svg" '=>' '21 modules'
+    grep -q 'viewBox="0 0 21 21"' "$scratch/q.svg" && pass || fail "svg" qr --svg
+    # The terminal form: 21 modules and a quiet zone of 4 on each side, two rows a line.
+    invoke qr HELLO --terminal
+    ((status == 0 && $(wc -l <"$scratch/out") == 15)) && [[ $(head -n1 "$scratch/out") == "$(printf '█%.0s' {1..29})" ]] \
+        && pass || fail "terminal: $(cat "$scratch/out")" qr --terminal
+    fails 1 qr "$(printf 'x%.0s' {1..3000})" --ecc H --svg "$scratch/long.svg"
+    fails 1 qr HELLO --svg "$scratch/none/q.svg"
+    bad qr HELLO
+    bad qr HELLO --svg a --terminal
+    bad qr HELLO --ecc X --terminal
+    bad qr HELLO --svg a --scale 2
+    bad qr HELLO --bmp a --scale 0
+    bad qr --terminal
 fi
 
 printf '%d passed, %d failed\n' "$passed" "$failed"

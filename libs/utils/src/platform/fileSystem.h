@@ -46,6 +46,11 @@ bool changeMode(const std::wstring& path, int mode);
 // file is empty and readable; without 0x80 in mode it is read-only.
 bool createNewFile(const std::wstring& path, int mode);
 
+// Makes a lock file: as createNewFile, read-only (and hidden on Windows), closed at once. The
+// answer is 0 when the file was made, kLockFileExists when an entry of that name exists, else
+// the system's error number (errno, GetLastError).
+constexpr int kLockFileExists = -1;
+int createLockFile(const std::wstring& path);
 // As _wremove: false for a directory and for a read-only file.
 bool removeFile(const std::wstring& path);
 

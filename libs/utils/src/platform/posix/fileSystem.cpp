@@ -170,6 +170,18 @@ bool createNewFile(const std::wstring& path, int mode) {
     return fd >= 0 && posix::closeDescriptor(fd);
 }
 
+int createLockFile(const std::wstring& path) {
+    std::string native;
+    errno = 0;
+    if (!toNativePath(path, native))
+        return errno ? errno : ENOENT;
+    const int fd = ::open(native.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0444);
+    if (fd < 0)
+        return errno == EEXIST ? kLockFileExists : errno;
+    posix::closeDescriptor(fd);
+    return 0;
+}
+
 bool removeFile(const std::wstring& path) {
     std::string native;
     struct stat info;

@@ -159,6 +159,22 @@ bool createNewFile(const std::wstring& path, int mode) {
     return handle != INVALID_HANDLE_VALUE && ::CloseHandle(handle);
 }
 
+int createLockFile(const std::wstring& path) {
+    std::wstring native;
+    if (!toNativePath(path, native))
+        return ERROR_PATH_NOT_FOUND;
+    // No sharing while it is being made; the file's existence is the lock.
+    const HANDLE handle = ::CreateFileW(native.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                        FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        const DWORD error = ::GetLastError();
+        return error == ERROR_FILE_EXISTS || error == ERROR_ALREADY_EXISTS ? kLockFileExists
+                                                                            : static_cast<int>(error);
+    }
+    ::CloseHandle(handle);
+    return 0;
+}
+
 bool removeFile(const std::wstring& path) {
     std::wstring native;
     DWORD attributes;

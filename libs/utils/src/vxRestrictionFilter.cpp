@@ -1,5 +1,7 @@
 #include "vxRestrictionFilter.h"
 
+#include "detail/mutexHold.h"
+
 #include "vxAssert.h"
 #include "vxXmlDbIStream.h"
 #include "vxXmlDbOStream.h"
@@ -29,17 +31,6 @@ bool sameText(const genericValue& a, const genericValue& b) {
     const vx::string textB = textOf(b, okB);
     return okA == okB && textA == textB;
 }
-
-class writersLock {
-public:
-    explicit writersLock(mutex& m) : mMutex(m) { mMutex.lock(); }
-    ~writersLock() { mMutex.release(); }
-    writersLock(const writersLock&) = delete;
-    writersLock& operator=(const writersLock&) = delete;
-
-private:
-    mutex& mMutex;
-};
 
 } // namespace
 
@@ -97,14 +88,14 @@ sharedPtr<restrictionFilter::valueList> restrictionFilter::values() const {
 }
 
 void restrictionFilter::addFilterObject(const objectInfo& object) {
-    writersLock lock(mWriters);
+    detail::mutexHold lock(mWriters);
     sharedPtr<objectList> copy(new objectList(*objects()));
     copy->push_back(object);
     mpObjects = copy;
 }
 
 void restrictionFilter::removeFilterObject(const objectInfo& object, bool byName) {
-    writersLock lock(mWriters);
+    detail::mutexHold lock(mWriters);
     sharedPtr<objectList> copy(new objectList);
     for (const objectInfo& entry : *objects())
         if (entry.className() != object.className() || (!byName && entry.id() != object.id()))

@@ -90,15 +90,8 @@ bool fileHandle::seek(std::uint64_t offset) {
 }
 
 bool fileHandle::length(std::uint64_t& bytes) const {
-    if (!isOpen()) {
-        errno = EBADF;
-        return false;
-    }
-    struct stat info;
-    if (::fstat(static_cast<int>(mHandle), &info) != 0)
-        return false;
-    bytes = static_cast<std::uint64_t>(info.st_size);
-    return true;
+    bool removed = false;
+    return lengthAndRemoved(bytes, removed);
 }
 
 bool fileHandle::lengthAndRemoved(std::uint64_t& bytes, bool& removed) const {

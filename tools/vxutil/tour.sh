@@ -289,6 +289,7 @@ step "The road of one request, steps 1 to 4: an application saves its document g
 # without examples) the tour writes a small database of its own.
 example="${vxutil[${#vxutil[@]}-1]%/tools/vxutil/*}/examples/documents/documents"
 ((windows)) && example+=.exe
+[[ $example == /* ]] || example="$PWD/$example" # it runs in the tour's folder
 dbFile="$tourDir/drawing.xml"
 if [[ -x $example ]]; then
     printf '$ documents drawing.xml\n'

@@ -55,6 +55,20 @@ std::wstring failedAssertion(F&& f, std::size_t presented = 1) {
     return capture.last();
 }
 
+// What f throws, as a text: the message of an exception E (the library's exceptions), "bool" for a
+// thrown bool, "nothing" when f returns.
+template <class E, class F>
+std::wstring thrownMessage(F&& f) {
+    try {
+        f();
+    } catch (const E& e) {
+        return e.message().string();
+    } catch (bool) {
+        return L"bool";
+    }
+    return L"nothing";
+}
+
 // Expects f to throw the bool false, the failure of the date and time types.
 template <class F>
 void expectThrowsFalse(F&& f, const char* what) {

@@ -15,6 +15,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 using vx::refPtr;
@@ -24,14 +25,7 @@ namespace {
 // What f throws: "<text>" for a vx::exception, "bool" for the assertion form, else "nothing".
 template <class F>
 std::wstring thrown(F&& f) {
-    try {
-        f();
-    } catch (const vx::exception& e) {
-        return e.message().string();
-    } catch (bool) {
-        return L"bool";
-    }
-    return L"nothing";
+    return vxtest::thrownMessage<vx::exception>(std::forward<F>(f));
 }
 
 std::wstring unexpected(const std::wstring& details) { return L"Unexpected error occurred (" + details + L")"; }

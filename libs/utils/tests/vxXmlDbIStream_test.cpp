@@ -15,6 +15,7 @@
 #include <functional>
 #include <string>
 #include <typeinfo>
+#include <utility>
 #include <vector>
 
 using vx::refPtr;
@@ -23,14 +24,7 @@ namespace {
 
 template <class F>
 std::wstring thrown(F&& f) {
-    try {
-        f();
-    } catch (const vx::exception& e) {
-        return e.message().string();
-    } catch (bool) {
-        return L"bool";
-    }
-    return L"nothing";
+    return vxtest::thrownMessage<vx::exception>(std::forward<F>(f));
 }
 
 // A stream with its writer in memory; the element's children are what the writes made.

@@ -30,9 +30,22 @@ fail() {
 }
 
 # Runs vxutil; its output lands in $scratch/out and $scratch/err, its status in $status.
+# Wine, very rarely, fails to start a program at all (status 127, which vxutil never answers
+# here, and no output); such a run is made once more, with standard input from its start when
+# that is a file (a pipe is consumed, so its cases feed files through `fed`).
 invoke() {
     "${vxutil[@]}" "$@" >"$scratch/out" 2>"$scratch/err"
     status=$?
+    if ((windows && status == 127)) && [[ ! -s $scratch/out ]]; then
+        printf 'note: Wine did not start vxutil%s (%s); once more\n' "$(printf ' [%s]' "$@")" \
+            "$(head -c 300 "$scratch/err")"
+        if [[ -f /dev/stdin ]]; then
+            "${vxutil[@]}" "$@" </dev/stdin >"$scratch/out" 2>"$scratch/err"
+        else
+            "${vxutil[@]}" "$@" >"$scratch/out" 2>"$scratch/err"
+        fi
+        status=$?
+    fi
 }
 
 # t STATUS ARG... '=>' LINE...: vxutil ARG... exits with STATUS and prints exactly the LINEs (none
@@ -50,7 +63,8 @@ t() {
     got=$(cat "$scratch/out"; printf x)
     got=${got%x}
     if ((status != expected)); then
-        fail "exit status $status, expected $expected" "${args[@]}"
+        fail "exit status $status, expected $expected; standard error: $(cat "$scratch/err")" \
+            "${args[@]}"
     elif [[ $got != "$want" ]]; then
         fail "output [$got], expected [$want]" "${args[@]}"
     elif [[ -s $scratch/err ]]; then
@@ -566,15 +580,21 @@ buf="$scratch/buf"
 mkdir -p "$buf"
 printf Man >"$buf/man"
 t 0 base64 encode "$buf/man" '=>' TWFu
-t 0 base64 encode '=>' TWFu < <(printf Man)
-t 0 base64 encode '=>' TQ== < <(printf M)
-t 0 base64 encode '=>' TWE= < <(printf Ma)
-t 0 base64 encode '=>' '' </dev/null
-t 0 base64 decode '=>' Man <<<'TWFuCg=='
+# fed INPUT ARG...: t ARG... with the bytes of INPUT (a printf format) on standard input.
+fed() {
+    printf "$1" >"$scratch/in"
+    shift
+    t "$@" <"$scratch/in"
+}
+fed Man 0 base64 encode '=>' TWFu
+fed M 0 base64 encode '=>' TQ==
+fed Ma 0 base64 encode '=>' TWE=
+fed '' 0 base64 encode '=>' ''
+fed 'TWFuCg==\n' 0 base64 decode '=>' Man
 # Decoding ends at the first '=' and at the first character outside the alphabet, a line break too.
-t 0 base64 decode '=>' Man < <(printf 'TWFuCg\nTWFu')
-t 0 base64 decode '=>' Man < <(printf 'TWFuCg==TWFu')
-t 0 base64 decode '=>' Man < <(printf 'TWFuCg TWFu')
+fed 'TWFuCg\nTWFu' 0 base64 decode '=>' Man
+fed 'TWFuCg==TWFu' 0 base64 decode '=>' Man
+fed 'TWFuCg TWFu' 0 base64 decode '=>' Man
 # Every byte value, both ways, and the same text as the system's base64.
 for i in $(seq 0 255); do printf "\\$(printf '%03o' "$i")"; done >"$buf/bytes"
 "${vxutil[@]}" base64 encode "$buf/bytes" >"$buf/bytes.b64"

@@ -3,10 +3,10 @@
 // line.
 //
 // Names follow BM_<operation>_<implementation>; "vx" is the library, "spdlog" the neighbour. Both
-// write into a folder of their own below /tmp, made and removed by the program. The library opens,
-// appends and closes the file for every line, so a line survives a crash of the process; spdlog
-// keeps its file open and flushes after every line, which survives a crash of the process too, but
-// not a line that another process appends at the same moment.
+// write into a folder of their own below /tmp, made and removed by the program. The library keeps
+// its file open, appends each line with one write and looks at the open file once per line (is it
+// full, has it been removed); spdlog keeps its file open and flushes after every line. Both
+// survive a crash of the process.
 #include "vxEnvironment.h"
 #include "vxLogManager.h"
 #include "vxLogger.h"

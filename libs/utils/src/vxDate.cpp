@@ -1,6 +1,7 @@
 #include "vxDate.h"
 
 #include "detail/dayNumber.h"
+#include "detail/decimal.h"
 #include "detail/numberText.h"
 #include "platform/clock.h"
 #include "vxCalendar.h"
@@ -279,8 +280,15 @@ void date::toTm(std::tm* tm) const {
 }
 
 string date::toString() const {
-    return string::sformat(L"%04d/%02d/%02d", static_cast<int>(year()), static_cast<int>(month()),
-                           static_cast<int>(dayOfMonth()));
+    // "%04d/%02d/%02d", written directly: every log line carries one.
+    std::wstring text;
+    text.reserve(10);
+    detail::appendZeroPadded(text, year(), 4);
+    text += L'/';
+    detail::appendZeroPadded(text, month(), 2);
+    text += L'/';
+    detail::appendZeroPadded(text, dayOfMonth(), 2);
+    return string(std::move(text));
 }
 
 // --- durations -----------------------------------------------------------------------------------

@@ -11,6 +11,7 @@
 
 #include <new>
 #include <string>
+#include <vector>
 
 namespace vxlog {
 
@@ -170,7 +171,7 @@ void logger::write(logLevel level, const vx::string& message, const vx::string& 
             objectText = start > 0 ? relative : vx::string(L"\\" + relative);
         }
         // A long crosses a text as 32 bits.
-        const vx::string lineText(std::to_wstring(static_cast<std::int32_t>(line)));
+        const vx::string lineText(vx::detail::decimal(static_cast<std::int32_t>(line)));
 
         vx::detail::mutexHold guard(state.fileLock);
         const std::shared_ptr<logSettings> settings = state.settings;
@@ -220,6 +221,65 @@ vx::string logUtils::scaleString(const vx::string& text, std::uint64_t width, bo
     return keepTail ? vx::string(text.substr(text.size() - keep)) : vx::string(text.substr(0, keep));
 }
 
+namespace {
+
+// The pattern of a format: its brackets hidden behind markers and its fields as "[key]".
+vx::string patternOf(const vx::string& format) {
+    vx::string pattern = format;
+    for (const auto& marker : kMarkers)
+        pattern.replace(marker[0], marker[1]);
+    for (const auto& f : kFields)
+        pattern.replace(f.token, vx::string(L"[") + f.key + L"]");
+    return pattern;
+}
+
+// A pattern cut into its texts and fields, for filling in one pass. The message engine fills the
+// first "[key]" of each field in turn, searching the whole text each time; when the only brackets
+// are the fields' own, the values hold none and nothing escapes one, that is the same as filling
+// each field's first place directly. `direct` says whether the pattern allows it.
+struct patternPlan {
+    bool direct = false;
+    struct piece {
+        std::size_t textBegin, textLength; // the text before the field
+        int field;                         // index into kFields, -1 for the tail
+    };
+    std::vector<piece> pieces;
+    vx::string text; // the pattern as the engine holds it
+};
+
+patternPlan planOf(const vx::string& pattern) {
+    patternPlan plan;
+    plan.text = static_cast<const vx::string&>(vx::locMessage(pattern.c_str()));
+    const vx::string& t = plan.text;
+    bool used[sizeof kFields / sizeof kFields[0]] = {};
+    std::size_t textBegin = 0;
+    for (std::size_t open = t.find(L'['); open != vx::string::npos; open = t.find(L'[', open + 1)) {
+        int field = -1;
+        for (int i = 0; i < static_cast<int>(sizeof kFields / sizeof kFields[0]); ++i)
+            if (open + 2 < t.size() && t[open + 1] == kFields[i].key[0] && t[open + 2] == L']')
+                field = i;
+        if (field < 0 || (open > 0 && t[open - 1] == L'\\'))
+            return plan; // a bracket of another kind, or an escaped one: the engine's own way
+        if (used[field])
+            continue; // a second place of a field stays as it is
+        used[field] = true;
+        plan.pieces.push_back({textBegin, open - textBegin, field});
+        textBegin = open + 3;
+    }
+    plan.pieces.push_back({textBegin, t.size() - textBegin, -1});
+    plan.direct = true;
+    return plan;
+}
+
+// A value the direct filling may take: no bracket that a later search could find, no NUL that the
+// engine would cut at, and no backslash at its end that could escape the field after it.
+bool plainValue(const vx::string& value) {
+    return value.find_first_of(vx::string(L"[\0", 2)) == vx::string::npos &&
+           (value.empty() || value.back() != L'\\');
+}
+
+} // namespace
+
 vx::string logUtils::getFormattedLogMessage(const vx::string& format, const vx::string& timestamp,
                                             const vx::string& processId, const vx::string& threadId,
                                             const vx::string& level, const vx::string& file,
@@ -228,31 +288,51 @@ vx::string logUtils::getFormattedLogMessage(const vx::string& format, const vx::
     // The pattern depends on the format alone, which seldom changes: each thread keeps the last.
     thread_local vx::string lastFormat;
     thread_local vx::string pattern;
+    thread_local patternPlan plan;
     thread_local bool known = false;
     if (!known || lastFormat != format) {
         known = false;
-        pattern = format;
-        for (const auto& marker : kMarkers)
-            pattern.replace(marker[0], marker[1]);
-        for (const auto& f : kFields)
-            pattern.replace(f.token, vx::string(L"[") + f.key + L"]");
+        pattern = patternOf(format);
+        plan = planOf(pattern);
         lastFormat = format;
         known = true;
     }
 
     const vx::string* values[] = {&timestamp, &processId, &threadId, &level, &file,
                                   &line,      &context,   &object,   &message};
-    vx::locMessage rendered(pattern.c_str());
-    for (std::size_t i = 0; i < sizeof kFields / sizeof kFields[0]; ++i) {
-        // A field the format does not hold is left out: the engine would otherwise put it in
-        // place of the first "%x" of the text, which must stay as it is.
-        if (rendered.find(vx::string(L"[") + kFields[i].key + L"]") == vx::string::npos)
-            continue;
-        const vx::string value =
-            kFields[i].width ? scaleString(*values[i], kFields[i].width, kFields[i].keepTail) : *values[i];
-        rendered.insertParameter(value.c_str(), kFields[i].key);
+    const auto scaled = [&](std::size_t i) {
+        return kFields[i].width ? scaleString(*values[i], kFields[i].width, kFields[i].keepTail) : *values[i];
+    };
+    vx::string result;
+    bool filled = false;
+    if (plan.direct) {
+        vx::string fields[sizeof kFields / sizeof kFields[0]];
+        bool plain = true;
+        for (const auto& p : plan.pieces)
+            if (p.field >= 0 && plain) {
+                fields[p.field] = scaled(static_cast<std::size_t>(p.field));
+                plain = plainValue(fields[p.field]);
+            }
+        if (plain) {
+            for (const auto& p : plan.pieces) {
+                result.append(plan.text, p.textBegin, p.textLength);
+                if (p.field >= 0)
+                    result += fields[p.field];
+            }
+            filled = true;
+        }
     }
-    vx::string result(static_cast<const vx::string&>(rendered));
+    if (!filled) {
+        vx::locMessage rendered(pattern.c_str());
+        for (std::size_t i = 0; i < sizeof kFields / sizeof kFields[0]; ++i) {
+            // A field the format does not hold is left out: the engine would otherwise put it in
+            // place of the first "%x" of the text, which must stay as it is.
+            if (rendered.find(vx::string(L"[") + kFields[i].key + L"]") == vx::string::npos)
+                continue;
+            rendered.insertParameter(scaled(i).c_str(), kFields[i].key);
+        }
+        result = static_cast<const vx::string&>(rendered);
+    }
     for (const auto& marker : kMarkers)
         result.replace(marker[1], marker[0]);
     return result;

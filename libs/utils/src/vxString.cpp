@@ -291,8 +291,12 @@ std::wstring localeMultiByteToWide(const char* text) {
         return out;
     const std::size_t length = std::strlen(text);
     out.reserve(length);
-    std::mbstate_t state{};
+    // Every encoding a C locale can have keeps ASCII as it is, so a run of ASCII bytes needs no
+    // conversion call (file and function names, the common case, are nothing else).
     std::size_t i = 0;
+    while (i < length && static_cast<unsigned char>(text[i]) < 0x80)
+        out.push_back(static_cast<wchar_t>(text[i++]));
+    std::mbstate_t state{};
     while (i < length) {
         wchar_t c = 0;
         const std::size_t n = std::mbrtowc(&c, text + i, length - i, &state);

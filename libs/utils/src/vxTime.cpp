@@ -1,5 +1,6 @@
 #include "vxTime.h"
 
+#include "detail/decimal.h"
 #include "detail/numberText.h"
 #include "platform/clock.h"
 
@@ -124,8 +125,17 @@ timeduration time::operator-(const time& other) const {
 }
 
 string time::toString() const {
-    return string::sformat(L"%02d:%02d:%02d:%03d", static_cast<int>(hour()), static_cast<int>(minute()),
-                           static_cast<int>(second()), static_cast<int>(msecond()));
+    // "%02d:%02d:%02d:%03d", written directly: every log line carries one.
+    std::wstring text;
+    text.reserve(12);
+    detail::appendZeroPadded(text, hour(), 2);
+    text += L':';
+    detail::appendZeroPadded(text, minute(), 2);
+    text += L':';
+    detail::appendZeroPadded(text, second(), 2);
+    text += L':';
+    detail::appendZeroPadded(text, msecond(), 3);
+    return string(std::move(text));
 }
 
 // --- durations -----------------------------------------------------------------------------------

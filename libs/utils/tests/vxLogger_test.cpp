@@ -117,9 +117,11 @@ TEST(logger, defaultLineLayout) {
     l->log_debug(L"first <message> [x]", longPath.c_str(), 123, "app::run");
     l->log_trace(L"dropped", "f.cpp", 1, "c");
     l->log_ui(vx::string(L"second \u00e9"), vx::string(L"short.cpp"), -5, vx::string(L"ctx"));
+    // The line number crosses as 32 bits, the least of them too, and is cut to its column.
+    l->log_ui(vx::string(L"third"), vx::string(L"f"), -2147483647L - 1, vx::string(L"c"));
 
     const auto lines = home.lines(1);
-    ASSERT_EQ(lines.size(), 2u);
+    ASSERT_EQ(lines.size(), 3u);
     const std::string pid = std::to_string(vx::getCurrentProcessId());
     const std::string tid = std::to_string(vx::getCurrentThreadId());
     const auto pad = [](std::string text, std::size_t width) { return text + std::string(width - text.size(), ' '); };
@@ -132,6 +134,7 @@ TEST(logger, defaultLineLayout) {
                                        "} - first <message> [x] ");
     EXPECT_EQ(lines[1].substr(28), "[PID " + pad(pid, 6) + "] [TID " + pad(tid, 6) + "] (ui   ) {" +
                                        pad("short.cpp", 38) + ", L -5   , " + pad("ctx", 50) + "} - second \xc3\xa9 ");
+    EXPECT_NE(lines[2].find("{" + pad("f", 38) + ", L -2147, "), std::string::npos) << lines[2];
 }
 
 TEST(logger, customFormatAndNoObject) {

@@ -6,9 +6,33 @@
 
 namespace vx::detail {
 
-template <class Integer, class = std::enable_if_t<std::is_integral_v<Integer>>>
+// The digits are written by hand: std::to_wstring goes through swprintf, which sets up a wide
+// stream for every number (a log line asks for three).
+template <class Integer,
+          class = std::enable_if_t<std::is_integral_v<Integer> && !std::is_same_v<Integer, bool>>>
 std::wstring decimal(Integer value) {
-    return std::to_wstring(value);
+    using magnitudeType = std::make_unsigned_t<Integer>;
+    wchar_t digits[3 * sizeof(Integer) + 2];
+    wchar_t* const end = digits + sizeof digits / sizeof digits[0];
+    wchar_t* first = end;
+    // Negated in the unsigned type, so the most negative value has its magnitude too.
+    magnitudeType magnitude = value < 0 ? static_cast<magnitudeType>(magnitudeType(0) - static_cast<magnitudeType>(value))
+                                        : static_cast<magnitudeType>(value);
+    do {
+        *--first = static_cast<wchar_t>(L'0' + magnitude % 10);
+        magnitude = static_cast<magnitudeType>(magnitude / 10);
+    } while (magnitude != 0);
+    if (value < 0)
+        *--first = L'-';
+    return std::wstring(first, end);
+}
+
+// Appends value as "%0*u" writes it: at least width digits, zeros in front.
+inline void appendZeroPadded(std::wstring& out, unsigned value, std::size_t width) {
+    const std::wstring digits = decimal(value);
+    if (digits.size() < width)
+        out.append(width - digits.size(), L'0');
+    out += digits;
 }
 
 } // namespace vx::detail

@@ -1,14 +1,47 @@
 #include "platform/clock.h"
 
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
 #include <sys/time.h>
 #include <time.h>
 
 namespace vx::platform {
 
+namespace {
+
+// tzset looks at the zone file again on every call (a path lookup and a read, on every log line
+// through the timestamp), so it runs only when TZ has changed since the last time, or when a second
+// has passed: a changed TZ takes effect at the next call, a changed zone file within a second.
+void refreshZone() {
+    static std::mutex lock;
+    static bool known = false;
+    static bool hadZone = false;
+    static std::string lastZone;
+    static timespec lastRead{};
+    timespec nowTs{};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &nowTs);
+    std::lock_guard<std::mutex> hold(lock);
+    // getenv under the lock: the text it points to is copied before another call can change it.
+    const char* zone = std::getenv("TZ");
+    const bool same = known && hadZone == (zone != nullptr) && (!zone || lastZone == zone) &&
+                      nowTs.tv_sec == lastRead.tv_sec;
+    if (same)
+        return;
+    ::tzset();
+    known = true;
+    hadZone = zone != nullptr;
+    lastZone = zone ? zone : "";
+    lastRead = nowTs;
+}
+
+} // namespace
+
 currentTime now() {
     currentTime result;
     currentInstant(result.seconds, result.milliseconds);
-    ::tzset();
+    refreshZone();
     // timezone holds the standard zone in seconds west of UTC once tzset has run.
     result.zoneMinutesWest = static_cast<int>(::timezone / 60);
     std::tm local{};
@@ -27,7 +60,7 @@ void currentInstant(std::int64_t& seconds, unsigned short& milliseconds) {
 void reloadTimeZone() { ::tzset(); }
 
 bool toLocalTime(std::int64_t seconds, std::tm& out) {
-    ::tzset();
+    refreshZone();
     const time_t t = static_cast<time_t>(seconds);
     return ::localtime_r(&t, &out) != nullptr;
 }

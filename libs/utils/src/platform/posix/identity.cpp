@@ -3,8 +3,10 @@
 #include "platform/paths.h"
 #include "platform/posix/posixShared.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <pthread.h>
 #include <pwd.h>
 #include <vector>
 #include <string>
@@ -19,8 +21,25 @@
 
 namespace vx::platform {
 
+namespace {
+
+// The id is asked for on every log line, and getpid is a system call each time: it is kept, and
+// forgotten in the child of a fork, which has an id of its own.
+std::atomic<pid_t> knownProcessId{0};
+
+void forgetProcessId() { knownProcessId.store(0, std::memory_order_relaxed); }
+
+} // namespace
+
 std::uint32_t currentProcessId() {
-    return static_cast<std::uint32_t>(::getpid());
+    pid_t id = knownProcessId.load(std::memory_order_relaxed);
+    if (id == 0) {
+        static const int registered = ::pthread_atfork(nullptr, nullptr, forgetProcessId);
+        (void)registered;
+        id = ::getpid();
+        knownProcessId.store(id, std::memory_order_relaxed);
+    }
+    return static_cast<std::uint32_t>(id);
 }
 
 bool networkCardAddress(std::uint8_t (&address)[6]) {

@@ -14,6 +14,7 @@
 #  include <windows.h>
 #else
 #  include <sys/syscall.h>
+#  include <sys/wait.h>
 #  include <unistd.h>
 #endif
 
@@ -119,6 +120,13 @@ TEST(environment, identityAndSleep) {
 #else
     EXPECT_EQ(vx::getCurrentProcessId(), static_cast<unsigned long>(::getpid()));
     EXPECT_EQ(vx::getCurrentThreadId(), static_cast<unsigned long>(::syscall(SYS_gettid)));
+    // The id is kept after the first call; the child of a fork has its own.
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(vx::getCurrentProcessId() == static_cast<unsigned long>(::getpid()) ? 0 : 1);
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 #endif
     unsigned long other = 0;
     std::thread([&] { other = vx::getCurrentThreadId(); }).join();

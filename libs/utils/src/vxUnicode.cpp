@@ -115,6 +115,29 @@ void appendFromUtf8(std::wstring& out, const char* text, std::size_t length) {
     out.resize(start + static_cast<std::size_t>(writeFromUtf8(first, text, length) - first));
 }
 
+std::uint32_t decodeUtf8At(const char* text, std::size_t length, std::size_t& taken) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+    const unsigned char lead = bytes[0];
+    const leadInfo info = infoOf(lead);
+    taken = 1;
+    if (info.length == 0)
+        return replacementCharacter;
+    std::uint32_t c = lead & (0xFF >> (info.length + 1));
+    for (int k = 1; k < info.length; ++k) {
+        if (taken >= length)
+            return replacementCharacter;
+        const unsigned char b = bytes[taken];
+        const unsigned char low = k == 1 ? info.secondLow : 0x80;
+        const unsigned char high = k == 1 ? info.secondHigh : 0xBF;
+        // A broken sequence is replaced as a whole, and decoding resumes at the byte that broke it.
+        if (b < low || b > high)
+            return replacementCharacter;
+        c = (c << 6) | (b & 0x3F);
+        ++taken;
+    }
+    return c;
+}
+
 wchar_t* writeFromUtf8(wchar_t* to, const char* text, std::size_t length) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(text);
     std::size_t i = 0;
@@ -135,33 +158,8 @@ wchar_t* writeFromUtf8(wchar_t* to, const char* text, std::size_t length) {
         i = run;
         if (i == length)
             break;
-        const unsigned char lead = bytes[i];
-        const leadInfo info = infoOf(lead);
-        if (info.length == 0) {
-            *to++ = replacementCharacter;
-            ++i;
-            continue;
-        }
-        std::uint32_t c = lead & (0xFF >> (info.length + 1));
-        std::size_t taken = 1;
-        bool complete = true;
-        for (int k = 1; k < info.length; ++k) {
-            if (i + taken >= length) {
-                complete = false;
-                break;
-            }
-            const unsigned char b = bytes[i + taken];
-            const unsigned char low = k == 1 ? info.secondLow : 0x80;
-            const unsigned char high = k == 1 ? info.secondHigh : 0xBF;
-            if (b < low || b > high) {
-                complete = false;
-                break;
-            }
-            c = (c << 6) | (b & 0x3F);
-            ++taken;
-        }
-        // A broken sequence is replaced as a whole, and decoding resumes at the byte that broke it.
-        to += putCodePoint(to, complete ? c : replacementCharacter);
+        std::size_t taken = 0;
+        to += putCodePoint(to, decodeUtf8At(text + i, length - i, taken));
         i += taken;
     }
     return to;

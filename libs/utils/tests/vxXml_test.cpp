@@ -120,6 +120,7 @@ TEST(xmlParse, invalidFormats) {
         "<",          "< ",          "<a/b>",        "<a x>",           "<a x=1>",          "<a x=\"1>",
         "<a x=\"1\" ", "<a>",        "<a>text</b>",  "<a>text</a",      "<ab>x</abc>",      "<a><b/>",
         "<a></ab>",   "<r><a>x<",    "<a><b></c></a>",
+        "<a\xE2\x82>x</a\xE2\x82\xAC>", "<\xC3\xA9>x</\xC3>", // decoded, the names differ
     };
     for (const char* text : cases)
         EXPECT_EQ(thrown([&] { fromText(text); }), kInvalid) << text;
@@ -360,6 +361,11 @@ TEST(xmlLoad, encodings) {
         {"<?xml encoding=\"Latin1", L""},                              // no closing quote: still a name
         {"<?xml encoding=\"" + std::string(300, 'x') + "\"?><r>\x80</r>", L"r\"\x20AC\""}, // cut, unknown
         {bin("<?encoding=\"utf-16\"?>\0<\0r\0/\0>\0"), L"r"},
+        // UTF-8 is parsed as bytes: broken sequences decode to U+FFFD where they stand, and an
+        // end tag names its element by the decoded characters
+        {"<a\xFF b\xC3='\xE2\x82'>x\xF0\x9F</a\xFE>", L"a\xFFFD(b\xFFFD=\xFFFD)\"x\xFFFD\""},
+        {"<\xC3\xA9\xE2\x82\xAC>\xE2\x80\x83</\xC3\xA9\xE2\x82\xAC ><x/>", L"\xE9\x20AC\"\x2003\""},
+        {bin("<r>a</r>\0<b/>"), L"r\"a\""},
         {"\xEF\xBB\xBF", nullptr},
         {"", nullptr},
     };

@@ -5,6 +5,7 @@
 #include <vxFile.h>
 #include <vxRegistry.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -57,6 +58,13 @@ int runList(arguments args) {
     std::string ignored;
     if (keys.empty() && values.empty() && !vx::regExport(args[0].c_str(), ignored))
         return failure(args[0], "no such key");
+    // In the order of the names, whatever order the registry keeps them in.
+    const auto byName = [](const vx::string& a, const vx::string& b) {
+        const vx::string la = a.lower(), lb = b.lower();
+        return la != lb ? la < lb : a < b;
+    };
+    std::sort(keys.begin(), keys.end(), byName);
+    std::sort(values.begin(), values.end(), byName);
     for (const vx::string& key : keys)
         printLine(key + L"\\");
     for (const vx::string& value : values)
@@ -124,7 +132,7 @@ const vxutil::registration registered{
      "set     sets a text value, or with --dword a DWORD (decimal or 0x hexadecimal), making the\n"
      "        keys that are missing.\n"
      "list    prints the sub-keys of the key at PATH, each followed by '\\', then the names of its\n"
-     "        values (@ for the default value).\n"
+     "        values (@ for the default value), each in the order of their names.\n"
      "remove  removes the value at PATH, else the key of that name when it has no sub-keys.\n"
      "export  writes the key and everything below it to standard output as a registry file, as\n"
      "        the registry editor exports it (UTF-16LE, \"Windows Registry Editor Version 5.00\").\n"

@@ -930,7 +930,7 @@ t 0 reg get "$key\\App\\Count" '=>' 16
 t 0 reg get "$key\\App\\" '=>' 'the default'
 t 0 reg get "$key\\App\\Empty" '=>' ''
 t 0 reg list "$key" '=>' 'App\'
-t 0 reg list "$key\\App" '=>' Title Count @ Empty
+t 0 reg list "$key\\App" '=>' @ Count Empty Title
 fails 1 reg get "$key\\App\\Missing"
 fails 1 reg get "hkey_current_user\\Software\\vxUtilsCliTest$$\\App\\Title"
 fails 1 reg set "HKCU\\Software\\x" y
@@ -941,7 +941,7 @@ cp "$scratch/out" "$scratch/export.reg"
 ((status == 0)) && [[ $(head -c 2 "$scratch/export.reg" | od -An -tx1) == " ff fe" ]] \
     && pass || fail "export: status $status" reg export
 t 0 reg remove "$key\\App\\Count" '=>'
-t 0 reg list "$key\\App" '=>' Title @ Empty
+t 0 reg list "$key\\App" '=>' @ Empty Title
 fails 1 reg remove "$key"
 t 0 reg remove "$key\\App\\Title" '=>'
 t 0 reg remove "$key\\App\\" '=>'
@@ -949,12 +949,12 @@ t 0 reg remove "$key\\App\\Empty" '=>'
 t 0 reg remove "$key\\App" '=>'
 t 0 reg import "$scratch/export.reg" '=>'
 t 0 reg get "$key\\App\\Count" '=>' 16
-t 0 reg list "$key\\App" '=>' Title Count @ Empty
+t 0 reg list "$key\\App" '=>' @ Count Empty Title
 # A hand-written file in UTF-8: [-KEY] and "NAME"=- remove.
 printf 'Windows Registry Editor Version 5.00\r\n\r\n; by hand\r\n[%s\\App]\r\n"Count"=-\r\n"New"=hex(2):41,00,\\\r\n  00,00\r\n[%s\\Old]\r\n[-%s\\Old]\r\n' \
     "$key" "$key" "$key" >"$scratch/hand.reg"
 t 0 reg import "$scratch/hand.reg" '=>'
-t 0 reg list "$key\\App" '=>' Title @ Empty New
+t 0 reg list "$key\\App" '=>' @ Empty New Title
 t 0 reg get "$key\\App\\New" '=>' A
 t 0 reg list "$key" '=>' 'App\'
 printf 'not a registry file\n' >"$scratch/notreg.reg"

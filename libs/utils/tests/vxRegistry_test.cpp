@@ -228,25 +228,12 @@ const bool gChildWrote = [] {
     std::exit(ok ? 0 : 1);
 }();
 
-int runChild() {
-    vx::file self;
-    vx::getModuleFileName(nullptr, self);
-    vx::nativePathText native;
-    if (!self.nativePath(native))
-        return -1;
-#ifdef _WIN32
-    return _wsystem((L"\"\"" + native + L"\" >NUL\"").c_str());
-#else
-    return std::system(("'" + native + "' >/dev/null").c_str());
-#endif
-}
-
 TEST_F(registryTest, twoProcessesWritingAtOnceLoseNothing) {
     env.set("VX_TEST_REG_CHILD", utf8(at(L"Both")).c_str());
     std::atomic<bool> childDone{false};
     int childResult = -2;
     std::thread child([&] {
-        childResult = runChild();
+        childResult = vxtest::runSelf();
         childDone = true;
     });
     int written = 0;

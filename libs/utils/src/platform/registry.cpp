@@ -2,6 +2,7 @@
 #include "platform/registry.h"
 
 #include "detail/caseFolding.h"
+#include "detail/numberText.h"
 #include "vxUnicode.h"
 
 #include <algorithm>
@@ -74,23 +75,13 @@ bool readQuoted(const std::wstring& line, std::size_t& pos, std::wstring& out) {
     return false;
 }
 
-int hexDigit(wchar_t c) {
-    if (c >= L'0' && c <= L'9')
-        return c - L'0';
-    if (c >= L'a' && c <= L'f')
-        return c - L'a' + 10;
-    if (c >= L'A' && c <= L'F')
-        return c - L'A' + 10;
-    return -1;
-}
-
 // One to eight hexadecimal digits, the whole text.
 bool readHexNumber(const std::wstring& text, std::uint32_t& number) {
     if (text.empty() || text.size() > 8)
         return false;
     number = 0;
     for (const wchar_t c : text) {
-        const int d = hexDigit(c);
+        const int d = detail::hexDigitValue(c);
         if (d < 0)
             return false;
         number = number << 4 | static_cast<std::uint32_t>(d);

@@ -197,7 +197,7 @@ TEST_F(registryTest, storeFilesOnPosix) {
     // A hive file dropped into the folder is read as it is.
     dir.makeFile("HKEY_CURRENT_USER.reg", "\xFF\xFE" + vxtest::utf16le(handWritten()));
     expectHandWritten(at(L"App"));
-    // Writes keep the hive's form: UTF-16LE with a byte-order mark and CRLF.
+    // A write gives the registry editor's form: UTF-16LE with a byte-order mark and CRLF.
     ASSERT_TRUE(vx::regSetValue(at(L"App\\New").c_str(), 3ul));
     const std::string file = dir.read("HKEY_CURRENT_USER.reg");
     EXPECT_NE(file.find(vxtest::utf16le(L"\r\n\"New\"=dword:00000003\r\n")), std::string::npos);

@@ -1,7 +1,7 @@
 #include "vxGuid.h"
 
-#include "detail/numberText.h"
 #include "platform/identity.h"
+#include "platform/text.h"
 
 #include <atomic>
 #include <chrono>
@@ -93,7 +93,7 @@ std::uint64_t nextTicks() {
 bool readHex(const string& text, std::size_t pos, int digits, std::uint32_t& value) {
     value = 0;
     for (int i = 0; i < digits; ++i) {
-        const int v = detail::hexDigitValue(text[pos + i]);
+        const int v = platform::hexDigitValue(text[pos + i]);
         if (v < 0)
             return false;
         value = (value << 4) | static_cast<std::uint32_t>(v);

@@ -11,17 +11,6 @@
 
 namespace vx::detail {
 
-// The value of a hexadecimal digit of either case; -1 for any other character.
-inline int hexDigitValue(wchar_t c) {
-    if (c >= L'0' && c <= L'9')
-        return c - L'0';
-    if (c >= L'a' && c <= L'f')
-        return c - L'a' + 10;
-    if (c >= L'A' && c <= L'F')
-        return c - L'A' + 10;
-    return -1;
-}
-
 template <class A, class B>
 constexpr bool integerLess(A a, B b) {
     if constexpr (std::is_signed<A>::value == std::is_signed<B>::value)

@@ -1,8 +1,7 @@
 // The registry file format and the tree of keys it describes, alike on every system.
 #include "platform/registry.h"
 
-#include "detail/caseFolding.h"
-#include "detail/numberText.h"
+#include "platform/text.h"
 #include "vxUnicode.h"
 
 #include <algorithm>
@@ -81,7 +80,7 @@ bool readHexNumber(const std::wstring& text, std::uint32_t& number) {
         return false;
     number = 0;
     for (const wchar_t c : text) {
-        const int d = detail::hexDigitValue(c);
+        const int d = hexDigitValue(c);
         if (d < 0)
             return false;
         number = number << 4 | static_cast<std::uint32_t>(d);
@@ -287,14 +286,14 @@ std::string registryDwordData(std::uint32_t number) {
 }
 
 const registryValue* registryKey::findValue(const std::wstring& valueName) const {
-    const auto found = values.find(detail::foldedCase(valueName));
+    const auto found = values.find(foldedText(valueName));
     return found == values.end() ? nullptr : &found->second.second;
 }
 
 bool registryKey::setValue(const registryValue& value) {
     if (hasLineBreak(value.name))
         return false;
-    const std::wstring folded = detail::foldedCase(value.name);
+    const std::wstring folded = foldedText(value.name);
     auto found = values.find(folded);
     if (found == values.end())
         found = values.emplace(folded, std::make_pair(++nextOrder, registryValue{value.name, 0, {}, false})).first;
@@ -305,7 +304,7 @@ bool registryKey::setValue(const registryValue& value) {
 }
 
 bool registryKey::removeValue(const std::wstring& valueName) {
-    return values.erase(detail::foldedCase(valueName)) > 0;
+    return values.erase(foldedText(valueName)) > 0;
 }
 
 std::vector<const registryValue*> registryKey::orderedValues() const {
@@ -320,7 +319,7 @@ std::vector<const registryValue*> registryKey::orderedValues() const {
 }
 
 registryKey* registryKey::findKey(const std::wstring& keyName) const {
-    const auto found = keys.find(detail::foldedCase(keyName));
+    const auto found = keys.find(foldedText(keyName));
     return found == keys.end() ? nullptr : found->second.get();
 }
 
@@ -407,7 +406,7 @@ registryKey* registryTree::create(const std::vector<std::wstring>& path) {
     for (const std::wstring& name : path) {
         if (name.empty() || name.size() > kRegistryKeyNameMax || hasLineBreak(name))
             return nullptr;
-        auto& slot = key->keys[detail::foldedCase(name)];
+        auto& slot = key->keys[foldedText(name)];
         if (!slot) {
             slot = std::make_unique<registryKey>();
             slot->name = name;
@@ -421,7 +420,7 @@ bool registryTree::removeTree(const std::vector<std::wstring>& path) {
     if (path.empty())
         return false;
     registryKey* parent = find(std::vector<std::wstring>(path.begin(), path.end() - 1));
-    return parent && parent->keys.erase(detail::foldedCase(path.back())) > 0;
+    return parent && parent->keys.erase(foldedText(path.back())) > 0;
 }
 
 std::string formatRegistryFile(const std::wstring& hive, const std::vector<std::wstring>& path,

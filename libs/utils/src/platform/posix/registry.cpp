@@ -7,7 +7,7 @@
 // at once lose nothing and a crash never leaves half a file.
 #include "platform/registry.h"
 
-#include "detail/caseFolding.h"
+#include "platform/text.h"
 #include "platform/posix/posixShared.h"
 
 #include <algorithm>
@@ -231,7 +231,7 @@ bool registryRemove(const std::wstring& hive, const std::vector<std::wstring>& p
             return true;
         // A key goes only when it has no sub-keys, as the registry deletes keys.
         const registryKey* sub = key->findKey(name);
-        return sub && sub->keys.empty() && key->keys.erase(detail::foldedCase(name)) > 0;
+        return sub && sub->keys.empty() && key->keys.erase(foldedText(name)) > 0;
     });
 }
 

@@ -1,7 +1,7 @@
 // The registry of Windows, through the Reg...W calls.
 #include "platform/registry.h"
 
-#include "detail/caseFolding.h"
+#include "platform/text.h"
 #include "platform/win32/win32Shared.h"
 
 #include <algorithm>
@@ -140,7 +140,7 @@ bool readTree(HKEY handle, registryKey& key, std::size_t depth) {
         child->name = name;
         readTree(sub, *child, depth + 1);
         ::RegCloseKey(sub);
-        key.keys[detail::foldedCase(name)] = std::move(child);
+        key.keys[foldedText(name)] = std::move(child);
     }
     return true;
 }

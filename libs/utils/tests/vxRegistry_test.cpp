@@ -203,6 +203,15 @@ TEST_F(registryTest, storeFilesOnPosix) {
     EXPECT_NE(file.find(vxtest::utf16le(L"\r\n\"New\"=dword:00000003\r\n")), std::string::npos);
     EXPECT_EQ(file.substr(0, 2), "\xFF\xFE");
     EXPECT_FALSE(dir.has("HKEY_CURRENT_USER.reg.new"));
+    EXPECT_EQ(file.find(vxtest::utf16le(L"\"Bad\"")), std::string::npos) << "a line not understood goes";
+    // The registry's limits, and names no registry file can hold.
+    std::wstring deep = kBase;
+    for (int i = 0; i < 512; ++i)
+        deep += L"\\k";
+    for (const std::wstring& path : {at(std::wstring(256, L'n') + L"\\v"), deep + L"\\v", at(L"Line\nBreak\\v"),
+                                     at(L"K\\Line\rBreak")})
+        EXPECT_FALSE(vx::regSetValue(path.c_str(), L"x")) << utf8(path.substr(0, 80));
+    EXPECT_TRUE(vx::regSetValue(at(std::wstring(255, L'n') + L"\\v").c_str(), L"x"));
     // A file that is no registry file reads as empty and is never replaced.
     dir.makeFile("HKEY_LOCAL_MACHINE.reg", "my notes");
     EXPECT_FALSE(vx::regSetValue(L"HKEY_LOCAL_MACHINE\\K\\V", L"v"));

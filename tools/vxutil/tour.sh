@@ -275,6 +275,26 @@ else
     run --status 1 lock "$tourDir/plan.txt" -- "${vxutil[@]}" lock --wait 300 "$tourDir/plan.txt" -- "${vxutil[@]}" lower never
 fi
 
+step "The registry: values by one path, a file per hive here (on Windows the system's registry), exported as the registry editor does"
+# A store of the tour's own; under Wine a key of the prefix's registry, removed again.
+export VX_REGISTRY_DIR="$tourDir/registry"
+tourKey='HKEY_CURRENT_USER\Software\Velmora\Tour'
+run reg set "$tourKey\\Plan" 'site.dxf'
+run reg set --dword "$tourKey\\Windows\\Count" 5
+run reg get "$tourKey\\windows\\COUNT"
+run reg list "$tourKey"
+run --status 1 reg get "hkey_current_user\\Software\\Velmora\\Tour\\Plan"
+printf '$ vxutil reg export HKEY_CURRENT_USER Software\\Velmora > velmora.reg\n'
+"${vxutil[@]}" reg export HKEY_CURRENT_USER 'Software\Velmora' >"$tourDir/velmora.reg"
+expect $? 0
+printf '(%d bytes of UTF-16LE)\n' "$(wc -c <"$tourDir/velmora.reg")"
+run reg remove "$tourKey\\Windows\\Count"
+run reg remove "$tourKey\\Windows"
+run reg import "$tourDir/velmora.reg"
+run reg get "$tourKey\\Windows\\Count"
+printf 'REGEDIT4\r\n[-HKEY_CURRENT_USER\\Software\\Velmora]\r\n' >"$tourDir/clean.reg"
+run reg import "$tourDir/clean.reg"
+
 if "${vxutil[@]}" help qr >/dev/null 2>&1; then
     step "QR symbols: on the terminal for a phone to read, and as an 8-bit Windows bitmap"
     run qr 'https://example.org/velmora' --ecc M --terminal

@@ -1,6 +1,7 @@
 #include "vxGuid.h"
 
 #include "platform/identity.h"
+#include "platform/text.h"
 
 #include <atomic>
 #include <chrono>
@@ -88,21 +89,11 @@ std::uint64_t nextTicks() {
     return next;
 }
 
-int hexValue(wchar_t c) {
-    if (c >= L'0' && c <= L'9')
-        return c - L'0';
-    if (c >= L'a' && c <= L'f')
-        return c - L'a' + 10;
-    if (c >= L'A' && c <= L'F')
-        return c - L'A' + 10;
-    return -1;
-}
-
 // Reads digits hex digits at text[pos]; false if one of them is not a hex digit.
 bool readHex(const string& text, std::size_t pos, int digits, std::uint32_t& value) {
     value = 0;
     for (int i = 0; i < digits; ++i) {
-        const int v = hexValue(text[pos + i]);
+        const int v = platform::hexDigitValue(text[pos + i]);
         if (v < 0)
             return false;
         value = (value << 4) | static_cast<std::uint32_t>(v);

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <vxAssert.h>
+#include <vxFile.h>
+#include <vxModule.h>
 #include <vxString.h>
 
 #include <gtest/gtest.h>
@@ -22,6 +24,23 @@
 #include <vector>
 
 namespace vxtest {
+
+// Runs this test program again, with the environment of the caller and its standard output
+// discarded, and answers its status as std::system gives it: 0 when it exited with 0 (-1 when
+// the program's own path is not known). The child sees a variable the caller set and does its
+// part before any test runs.
+inline int runSelf() {
+    vx::file self;
+    vx::getModuleFileName(nullptr, self);
+    vx::nativePathText native;
+    if (!self.nativePath(native))
+        return -1;
+#ifdef _WIN32
+    return _wsystem((L"\"\"" + native + L"\" >NUL\"").c_str());
+#else
+    return std::system(("'" + native + "' >/dev/null").c_str());
+#endif
+}
 
 // Captures every assertion message while it lives, instead of writing it to standard error.
 class assertionCapture {

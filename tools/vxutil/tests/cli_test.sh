@@ -14,7 +14,7 @@ windows=0
 [[ ${vxutil[${#vxutil[@]}-1]} == *.exe ]] && windows=1
 drive=C sep=:
 ((windows)) && drive=Z sep=';'
-commands=(base64 bytes cdoc cond crc32 date db field format guid gunzip gzip loc lock log lower ls match msg path pe replace split time trim upper which xml)
+commands=(base64 bytes cdoc cond crc32 date db field format guid gunzip gzip loc lock log lower ls match msg path pe reg replace split time trim upper which xml)
 # QR symbols exist where the library was built with qrcodegen (not on Windows).
 "${vxutil[@]}" help qr >/dev/null 2>&1 && commands+=(qr)
 passed=0
@@ -915,6 +915,66 @@ bad lock "$scratch/doc.txt"
 bad lock "$scratch/doc.txt" --
 bad lock -- true
 bad lock --wait x "$scratch/doc.txt" -- true
+
+# --- reg ----------------------------------------------------------------------------------------
+# A store of its own here; under Wine the prefix's registry, below a key of this run that goes
+# at the end.
+export VX_REGISTRY_DIR="$scratch/registry"
+key="HKEY_CURRENT_USER\\Software\\vxUtilsCliTest$$"
+t 0 reg set "$key\\App\\Title" 'a "b" \ c' '=>'
+t 0 reg set --dword "$key\\App\\Count" 0x10 '=>'
+t 0 reg set "$key\\App\\" 'the default' '=>'
+t 0 reg set "$key\\App\\Empty" '' '=>'
+t 0 reg get "$key\\app\\TITLE" '=>' 'a "b" \ c'
+t 0 reg get "$key\\App\\Count" '=>' 16
+t 0 reg get "$key\\App\\" '=>' 'the default'
+t 0 reg get "$key\\App\\Empty" '=>' ''
+t 0 reg list "$key" '=>' 'App\'
+t 0 reg list "$key\\App" '=>' @ Count Empty Title
+fails 1 reg get "$key\\App\\Missing"
+fails 1 reg get "hkey_current_user\\Software\\vxUtilsCliTest$$\\App\\Title"
+fails 1 reg set "HKCU\\Software\\x" y
+fails 1 reg list "$key\\Missing"
+# Export, then import into an empty key: the same values come back.
+invoke reg export HKEY_CURRENT_USER "Software\\vxUtilsCliTest$$"
+cp "$scratch/out" "$scratch/export.reg"
+((status == 0)) && [[ $(head -c 2 "$scratch/export.reg" | od -An -tx1) == " ff fe" ]] \
+    && pass || fail "export: status $status" reg export
+t 0 reg remove "$key\\App\\Count" '=>'
+t 0 reg list "$key\\App" '=>' @ Empty Title
+fails 1 reg remove "$key"
+t 0 reg remove "$key\\App\\Title" '=>'
+t 0 reg remove "$key\\App\\" '=>'
+t 0 reg remove "$key\\App\\Empty" '=>'
+t 0 reg remove "$key\\App" '=>'
+t 0 reg import "$scratch/export.reg" '=>'
+t 0 reg get "$key\\App\\Count" '=>' 16
+t 0 reg list "$key\\App" '=>' @ Count Empty Title
+# A hand-written file in UTF-8: [-KEY] and "NAME"=- remove.
+printf 'Windows Registry Editor Version 5.00\r\n\r\n; by hand\r\n[%s\\App]\r\n"Count"=-\r\n"New"=hex(2):41,00,\\\r\n  00,00\r\n[%s\\Old]\r\n[-%s\\Old]\r\n' \
+    "$key" "$key" "$key" >"$scratch/hand.reg"
+t 0 reg import "$scratch/hand.reg" '=>'
+t 0 reg list "$key\\App" '=>' @ Empty New Title
+t 0 reg get "$key\\App\\New" '=>' A
+t 0 reg list "$key" '=>' 'App\'
+printf 'not a registry file\n' >"$scratch/notreg.reg"
+fails 1 reg import "$scratch/notreg.reg"
+fails 1 reg import "$scratch/missing.reg"
+fails 1 reg export HKEY_CURRENT_USER "Software\\vxUtilsCliTest$$\\Missing"
+if ((!windows)); then
+    [[ -f $scratch/registry/HKEY_CURRENT_USER.reg ]] && pass || fail "no hive file" reg
+fi
+printf 'REGEDIT4\n[-%s]\n' "$key" >"$scratch/clean.reg"
+t 0 reg import "$scratch/clean.reg" '=>'
+fails 1 reg list "$key"
+bad reg
+bad reg nope
+bad reg get
+bad reg set "$key\\x"
+bad reg set --dword "$key\\x" -1
+bad reg get --dword "$key\\x"
+bad reg export
+unset VX_REGISTRY_DIR
 
 # --- qr -----------------------------------------------------------------------------------------
 if [[ " ${commands[*]} " == *" qr "* ]]; then

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 
 namespace vx::detail {
 
@@ -23,10 +24,6 @@ inline bool equalIgnoringCase(const std::wstring& a, const std::wstring& b) {
 }
 
 // The folded form of a text, as a key under which its spellings in any case meet.
-inline std::wstring foldedCase(std::wstring text) {
-    for (wchar_t& c : text)
-        c = platform::foldCase(c);
-    return text;
-}
+inline std::wstring foldedCase(std::wstring text) { return platform::foldedText(std::move(text)); }
 
 } // namespace vx::detail

@@ -23,4 +23,22 @@ inline wchar_t foldCase(wchar_t c) {
     return foldNonAsciiCase(c);
 }
 
+// The folded form of a text, as a key under which its spellings in any case meet.
+inline std::wstring foldedText(std::wstring text) {
+    for (wchar_t& c : text)
+        c = foldCase(c);
+    return text;
+}
+
+// The value of a hexadecimal digit of either case; -1 for any other character.
+inline int hexDigitValue(wchar_t c) {
+    if (c >= L'0' && c <= L'9')
+        return c - L'0';
+    if (c >= L'a' && c <= L'f')
+        return c - L'a' + 10;
+    if (c >= L'A' && c <= L'F')
+        return c - L'A' + 10;
+    return -1;
+}
+
 } // namespace vx::platform

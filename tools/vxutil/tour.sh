@@ -275,6 +275,22 @@ else
     run --status 1 lock "$tourDir/plan.txt" -- "${vxutil[@]}" lock --wait 300 "$tourDir/plan.txt" -- "${vxutil[@]}" lower never
 fi
 
+step "Named pipes: a server prints each message a client sends, and a client finds no server once it has gone"
+tourPipe="vxTour$$"
+printf '$ vxutil pipe serve --count 2 %s &\n' "$tourPipe"
+"${vxutil[@]}" pipe serve --count 2 "$tourPipe" </dev/null 2>&1 &
+tourServer=$!
+# The first message goes once the server has made its pipe.
+for ((i = 0; i < 600; ++i)); do
+    "${vxutil[@]}" pipe send "$tourPipe" 'status?' 2>/dev/null && break
+    sleep 0.05
+done
+show pipe send "$tourPipe" 'status?'
+run pipe send "$tourPipe" 'Grüße: line one'$'\n''line two'
+wait "$tourServer"
+expect $? 0
+run --status 1 pipe send "$tourPipe" 'anyone?'
+
 if "${vxutil[@]}" help qr >/dev/null 2>&1; then
     step "QR symbols: on the terminal for a phone to read, and as an 8-bit Windows bitmap"
     run qr 'https://example.org/velmora' --ecc M --terminal

@@ -156,7 +156,11 @@ TEST(namedPipe, whoMayOpen) {
     second.setPipeName(name, L".");
     EXPECT_FALSE(second.initialize(true, nullptr, nullptr, 0)) << "one server per name";
     EXPECT_TRUE(client.initialize(false, nullptr, nullptr, 0));
+    namedPipe third;
+    third.setPipeName(name, L".");
+    EXPECT_FALSE(third.initialize(false, nullptr, nullptr, 0)) << "one client per pipe";
     server.deinit();
+    client.deinit();
     EXPECT_FALSE(server.isInitialized());
     EXPECT_TRUE(second.initialize(true, nullptr, nullptr, 0)) << "the name is free again";
 #ifndef _WIN32
@@ -164,6 +168,25 @@ TEST(namedPipe, whoMayOpen) {
     EXPECT_FALSE(other.initialize(true, nullptr, nullptr, 0)) << "only the local host is served";
 #endif
 }
+
+#ifndef _WIN32
+// The two FIFOs of a pipe, named without regard to case, live in $XDG_RUNTIME_DIR while the
+// server does.
+TEST(namedPipe, fifoNames) {
+    vxtest::tempDir dir;
+    vxtest::scopedEnvironment env("XDG_RUNTIME_DIR", dir.path());
+    namedPipe server, client;
+    server.setPipeName(L"App\\Chan \u00fc", L".");
+    client.setPipeName(L"APP\\chan \u00dc", L".");
+    ASSERT_TRUE(server.initialize(true, nullptr, nullptr, 0));
+    EXPECT_TRUE(dir.has("vxpipe-APP%5CCHAN%20%C3%9C_IN"));
+    EXPECT_TRUE(dir.has("vxpipe-APP%5CCHAN%20%C3%9C_OUT"));
+    EXPECT_TRUE(client.initialize(false, nullptr, nullptr, 0));
+    server.deinit();
+    EXPECT_FALSE(dir.has("vxpipe-APP%5CCHAN%20%C3%9C_IN"));
+    EXPECT_FALSE(dir.has("vxpipe-APP%5CCHAN%20%C3%9C_OUT"));
+}
+#endif
 
 TEST(namedPipe, sendNeedsAPeer) {
     namedPipe server;

@@ -75,12 +75,16 @@ public:
     // thread for each message and looks at the pipe every sleepMs. False without a pipe to read
     // or when the thread cannot start.
     bool startListener(callbackFunction callback, void* context, int sleepMs);
-    // Stops the listener and waits for its end. From within the callback it only asks it to stop.
+    // Stops the listener and waits for its end. From within the callback it only asks it to stop:
+    // the listener ends once the callback returns.
     void stopListener();
     // stopListener, then closes both pipes.
     void deinit();
 
 private:
+    // Gives up the listener's handle and record; the thread itself runs on to its end.
+    void releaseListener();
+
     namedPipeData* mpData;
 };
 

@@ -321,8 +321,19 @@ void namedPipe::stopReading() {
     mpData->stopRequested.store(true);
 }
 
+void namedPipe::releaseListener() {
+    namedPipeData& d = *mpData;
+    if (!d.listenerThread)
+        return;
+    platform::closeThread(d.listenerThread);
+    d.listenerThread = nullptr;
+    d.listenerThreadId = 0;
+    d.listener.reset();
+}
+
 bool namedPipe::startListener(callbackFunction callback, void* context, int sleepMs) {
     stopListener();
+    releaseListener();
     namedPipeData& d = *mpData;
     if (!d.readHandle || !callback)
         return false;
@@ -350,16 +361,17 @@ void namedPipe::stopListener() {
     if (!d.listenerThread)
         return;
     d.listener->stop.store(true);
-    if (tCurrentListener != d.listener.get())
-        platform::waitThreadReturned(d.listenerThread, platform::kWaitForever);
-    platform::closeThread(d.listenerThread);
-    d.listenerThread = nullptr;
-    d.listenerThreadId = 0;
-    d.listener.reset();
+    // From its own callback: it ends once the callback returns, and is waited for later.
+    if (tCurrentListener == d.listener.get())
+        return;
+    platform::waitThreadReturned(d.listenerThread, platform::kWaitForever);
+    releaseListener();
 }
 
 void namedPipe::deinit() {
     stopListener();
+    // Still there only when called from the callback: the thread, told to stop, ends by itself.
+    releaseListener();
     namedPipeData& d = *mpData;
     platform::closePipe(d.writeHandle);
     platform::closePipe(d.readHandle);

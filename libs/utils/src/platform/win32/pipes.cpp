@@ -14,6 +14,9 @@ namespace {
 
 constexpr DWORD kBufferSize = 131072;
 constexpr DWORD kDefaultTimeoutMs = 120000;
+// The most one write offers: a pipe that does not wait may take a write whole or not at all
+// (Wine does so), and a larger piece would then never go.
+constexpr std::uint32_t kWritePiece = 16384;
 
 pipeEnd* wrap(HANDLE handle) {
     if (handle == INVALID_HANDLE_VALUE || handle == nullptr)
@@ -74,6 +77,7 @@ pipeTransfer writePipe(pipeEnd* end, const void* data, std::uint32_t size, std::
     if (!end)
         return pipeTransfer::closed;
     DWORD written = 0;
+    size = size < kWritePiece ? size : kWritePiece;
     // A failure means no reader: ERROR_NO_DATA (it has gone), ERROR_PIPE_LISTENING (none yet).
     if (!::WriteFile(end->handle, data, size, &written, nullptr))
         return pipeTransfer::closed;

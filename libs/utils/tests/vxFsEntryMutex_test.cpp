@@ -1,3 +1,4 @@
+#include "testChild.h"
 #include "testSupport.h"
 #include "vxEnvironment.h"
 #include "vxException.h"
@@ -182,22 +183,6 @@ const bool gChildHeldTheLock = [] {
     std::exit(0);
 }();
 
-// Runs this program's child test, with the environment of the caller, and answers its exit code.
-int runChild() {
-    vx::file self;
-    vx::getModuleFileName(nullptr, self);
-    vx::nativePathText native;
-    if (!self.nativePath(native))
-        return -1;
-#ifdef _WIN32
-    const std::wstring command = L"\"\"" + native + L"\" >NUL\"";
-    return _wsystem(command.c_str());
-#else
-    const std::string command = "'" + native + "' >/dev/null";
-    return std::system(command.c_str());
-#endif
-}
-
 TEST(fsEntryMutex, acrossProcesses) {
     tempDir dir;
     dir.makeFile("doc.txt");
@@ -206,7 +191,7 @@ TEST(fsEntryMutex, acrossProcesses) {
     env.set("VX_TEST_LOCK_READY", (dir / "ready").c_str());
     env.set("VX_TEST_LOCK_HOLD_MS", "1500");
     int childResult = -2;
-    std::thread child([&] { childResult = runChild(); });
+    std::thread child([&] { childResult = vxtest::runThisProgram(); });
     // Wait until the child holds the lock.
     for (int i = 0; i < 3000 && !dir.has("ready"); ++i)
         vx::sleep(10);

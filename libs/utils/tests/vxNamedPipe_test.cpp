@@ -1,8 +1,7 @@
+#include "testChild.h"
 #include "testSupport.h"
 
 #include <vxEnvironment.h>
-#include <vxFile.h>
-#include <vxModule.h>
 #include <vxNamedPipe.h>
 
 #include <cstring>
@@ -97,18 +96,7 @@ int runChild(const char* mode, const vx::string& name) {
     vxtest::scopedEnvironment env;
     env.set("VX_TEST_PIPE_CHILD", mode);
     env.set("VX_TEST_PIPE_NAME", name.getMBCS());
-    vx::file self;
-    vx::getModuleFileName(nullptr, self);
-    vx::nativePathText native;
-    if (!self.nativePath(native))
-        return -1;
-#ifdef _WIN32
-    const std::wstring command = L"\"\"" + native + L"\" >NUL\"";
-    return _wsystem(command.c_str());
-#else
-    const std::string command = "'" + native + "' >/dev/null";
-    return std::system(command.c_str());
-#endif
+    return vxtest::runThisProgram();
 }
 
 // A server and a client of one name in this process.

@@ -64,8 +64,8 @@ public:
     // Takes the next message into buffer, whose capacity size gives. kReadDone: size is the
     // message's length. kReadBufferTooSmall: size is the length needed, and the message waits
     // for the next call. kReadTimedOut: no whole message came within timeoutMs, stopReading was
-    // called, or the writer went away (a message it left cut short is dropped). Part of a message
-    // that did come is kept for the next call. Empty messages are skipped.
+    // called, or (at once) the writer has gone; a message it left cut short is dropped. Part of a
+    // message that did come is kept for the next call. Empty messages are skipped.
     int read(void* buffer, unsigned int& size, unsigned int timeoutMs);
     // Ends a read running on another thread at its next look (within 100 milliseconds). A read
     // that begins afterwards is not ended by it.

@@ -257,7 +257,8 @@ int namedPipe::read(void* buffer, unsigned int& size, unsigned int timeoutMs) {
             std::uint32_t got = 0;
             const platform::pipeTransfer t =
                 platform::readPipe(d.readHandle, d.header + d.headerCount, 4 - d.headerCount, got);
-            if (t == platform::pipeTransfer::closed && d.headerCount > 0) {
+            if (t == platform::pipeTransfer::closed) {
+                // The writer has gone: nothing more can come, and a cut header is dropped.
                 d.headerCount = 0;
                 return kReadTimedOut;
             }

@@ -12,7 +12,7 @@
 // a second client out as a pipe of one instance does.
 #include "platform/pipes.h"
 #include "platform/text.h"
-#include "posixShared.h"
+#include "platform/posix/posixShared.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,6 +1,6 @@
 // Named pipes on Windows: the system's own, in byte mode and without waiting.
 #include "platform/pipes.h"
-#include "win32Shared.h"
+#include "platform/win32/win32Shared.h"
 
 #include <new>
 

@@ -64,9 +64,10 @@ void sleepUnlessStopped(unsigned int milliseconds, const std::atomic<bool>& stop
 
 enum class fill { complete, none, stopped, closed };
 
-// Reads exactly size bytes. When nothing has come at the start it answers none at once; once bytes
-// came it waits for the rest while the writer is there and stop is not set.
-fill readWhole(const listenerRecord& r, char* into, std::uint32_t size) {
+// Reads exactly size bytes. With nothing there at the start, a header answers none at once;
+// otherwise the rest is waited for while the writer is there and stop is not set (the payload
+// follows its header in a write of its own, and may come later).
+fill readWhole(const listenerRecord& r, char* into, std::uint32_t size, bool isHeader) {
     std::uint32_t done = 0;
     while (done < size) {
         if (r.stop.load())
@@ -77,12 +78,12 @@ fill readWhole(const listenerRecord& r, char* into, std::uint32_t size) {
             done += got;
             break;
         case platform::pipeTransfer::nothing:
-            if (done == 0)
+            if (isHeader && done == 0)
                 return fill::none;
             platform::sleepMilliseconds(1);
             break;
         case platform::pipeTransfer::closed:
-            return done == 0 ? fill::none : fill::closed;
+            return isHeader && done == 0 ? fill::none : fill::closed;
         }
     }
     return fill::complete;
@@ -94,7 +95,7 @@ int listen(const listenerRecord& r) {
         if (r.stop.load())
             return kListenerStopped;
         char header[4];
-        const fill headerRead = readWhole(r, header, 4);
+        const fill headerRead = readWhole(r, header, 4, true);
         if (headerRead == fill::stopped)
             return kListenerStopped;
         if (headerRead == fill::closed)
@@ -110,7 +111,7 @@ int listen(const listenerRecord& r) {
                 } catch (const std::bad_alloc&) {
                     return namedPipe::kListenerFailed;
                 }
-                const fill bodyRead = readWhole(r, body.data(), length);
+                const fill bodyRead = readWhole(r, body.data(), length, false);
                 if (bodyRead == fill::stopped)
                     return kListenerStopped;
                 if (bodyRead != fill::complete)

@@ -31,9 +31,6 @@ public:
     static constexpr int kReadBufferTooSmall = 2;
     // The longest message the listener takes.
     static constexpr unsigned int kMaxMessageSize = 64u * 1024u * 1024u;
-    // The exit codes of the listener thread: running, ended by the pipe (see above).
-    static constexpr int kListenerRunning = 259;
-    static constexpr int kListenerFailed = 2;
 
     // Named "" on the local host ".".
     namedPipe();

@@ -20,8 +20,6 @@ constexpr int namedPipe::kReadDone;
 constexpr int namedPipe::kReadTimedOut;
 constexpr int namedPipe::kReadBufferTooSmall;
 constexpr unsigned int namedPipe::kMaxMessageSize;
-constexpr int namedPipe::kListenerRunning;
-constexpr int namedPipe::kListenerFailed;
 
 namespace {
 
@@ -35,8 +33,9 @@ constexpr unsigned int kStopCheckMs = 10;
 constexpr auto kSendStall = std::chrono::milliseconds(5000);
 // The most read takes from the pipe in one go.
 constexpr std::uint32_t kChunk = 65536;
-// The exit code of a listener that was asked to stop.
+// The exit codes of a listener that was asked to stop, and of one the pipe ended.
 constexpr int kListenerStopped = 3;
+constexpr int kListenerFailed = 2;
 
 // What a listener thread owns: the pipe it reads, its callback and its stop flag. Shared with
 // the pipe object, so that whichever ends last frees it.
@@ -99,23 +98,23 @@ int listen(const listenerRecord& r) {
         if (headerRead == fill::stopped)
             return kListenerStopped;
         if (headerRead == fill::closed)
-            return namedPipe::kListenerFailed;
+            return kListenerFailed;
         if (headerRead == fill::complete) {
             std::uint32_t length;
             std::memcpy(&length, header, 4);
             if (length > namedPipe::kMaxMessageSize)
-                return namedPipe::kListenerFailed;
+                return kListenerFailed;
             if (length > 0) {
                 try {
                     body.resize(length);
                 } catch (const std::bad_alloc&) {
-                    return namedPipe::kListenerFailed;
+                    return kListenerFailed;
                 }
                 const fill bodyRead = readWhole(r, body.data(), length, false);
                 if (bodyRead == fill::stopped)
                     return kListenerStopped;
                 if (bodyRead != fill::complete)
-                    return namedPipe::kListenerFailed;
+                    return kListenerFailed;
                 r.callback(body.data(), length, r.context);
             }
         }

@@ -294,6 +294,21 @@ run reg import "$tourDir/velmora.reg"
 run reg get "$tourKey\\Windows\\Count"
 printf 'REGEDIT4\r\n[-HKEY_CURRENT_USER\\Software\\Velmora]\r\n' >"$tourDir/clean.reg"
 run reg import "$tourDir/clean.reg"
+step "Named pipes: a server prints each message a client sends, and a client finds no server once it has gone"
+tourPipe="vxTour$$"
+printf '$ vxutil pipe serve --count 2 %s &\n' "$tourPipe"
+"${vxutil[@]}" pipe serve --count 2 "$tourPipe" </dev/null 2>&1 &
+tourServer=$!
+# The first message goes once the server has made its pipe.
+for ((i = 0; i < 600; ++i)); do
+    "${vxutil[@]}" pipe send "$tourPipe" 'status?' 2>/dev/null && break
+    sleep 0.05
+done
+show pipe send "$tourPipe" 'status?'
+run pipe send "$tourPipe" 'Grüße: line one'$'\n''line two'
+wait "$tourServer"
+expect $? 0
+run --status 1 pipe send "$tourPipe" 'anyone?'
 
 if "${vxutil[@]}" help qr >/dev/null 2>&1; then
     step "QR symbols: on the terminal for a phone to read, and as an 8-bit Windows bitmap"

@@ -77,6 +77,7 @@
 
 // System services
 #include "vxRegistry.h"
+#include "vxNamedPipe.h"
 
 // QR output, where the library was built with qrcodegen
 #ifdef VX_HAVE_QRCODE

@@ -14,7 +14,7 @@ windows=0
 [[ ${vxutil[${#vxutil[@]}-1]} == *.exe ]] && windows=1
 drive=C sep=:
 ((windows)) && drive=Z sep=';'
-commands=(base64 bytes cdoc cond crc32 date db field format guid gunzip gzip loc lock log lower ls match msg path pe reg replace split time trim upper which xml)
+commands=(base64 bytes cdoc cond crc32 date db field format guid gunzip gzip loc lock log lower ls match msg path pe pipe reg replace split time trim upper which xml)
 # QR symbols exist where the library was built with qrcodegen (not on Windows).
 "${vxutil[@]}" help qr >/dev/null 2>&1 && commands+=(qr)
 passed=0
@@ -975,6 +975,32 @@ bad reg set --dword "$key\\x" -1
 bad reg get --dword "$key\\x"
 bad reg export
 unset VX_REGISTRY_DIR
+# --- pipe ---------------------------------------------------------------------------------------
+# A server in the background takes three messages; a message goes once the server is there.
+pipeName="vxCli$$"
+"${vxutil[@]}" pipe serve --count 3 "$pipeName" </dev/null >"$scratch/served" 2>"$scratch/serveErr" &
+server=$!
+for ((i = 0; i < 600; ++i)); do
+    "${vxutil[@]}" pipe send "$pipeName" first >/dev/null 2>&1 && break
+    sleep 0.05
+done
+t 0 pipe send "$pipeName" 'a "b" ü' '=>'
+t 0 pipe send "$pipeName" $'tab\there' '=>'
+wait "$server"
+serverStatus=$?
+served=$(tr -d '\r' <"$scratch/served")
+[[ $serverStatus == 0 && $served == $'first\na "b" ü\ntab\\x09here' && ! -s $scratch/serveErr ]] && pass ||
+    fail "status $serverStatus, output [$served], errors [$(cat "$scratch/serveErr")]" pipe serve
+fails 1 pipe send "$pipeName" late
+# Without --count the server ends with its standard input.
+t 0 pipe serve "$pipeName" </dev/null '=>'
+bad pipe
+bad pipe listen x
+bad pipe send x
+bad pipe send
+bad pipe serve
+bad pipe serve --count 0 x
+bad pipe serve --count x x
 
 # --- qr -----------------------------------------------------------------------------------------
 if [[ " ${commands[*]} " == *" qr "* ]]; then

@@ -150,11 +150,6 @@ void encodeBase64(const unsigned char* src, std::size_t n, char* dst) {
     }
 }
 
-std::uint32_t base64Group(const char* s) {
-    return kBase64Place0[static_cast<unsigned char>(s[0])] | kBase64Place1[static_cast<unsigned char>(s[1])] |
-           kBase64Place2[static_cast<unsigned char>(s[2])] | kBase64Place3[static_cast<unsigned char>(s[3])];
-}
-
 void putGroup(char* to, std::uint32_t group) {
     to[0] = static_cast<char>(group >> 16);
     to[1] = static_cast<char>(group >> 8);
@@ -200,9 +195,10 @@ void storeBigEndian64(char* to, std::uint64_t v) {
 // at and beyond its place are read.
 std::size_t decodeBase64(const char* src, std::size_t n, char* dst) {
     std::size_t i = 0, out = 0;
-    // Whole groups of the alphabet, two at a time, stored as one eight-byte word whose last two
-    // bytes the next step overwrites (within the room, since eight characters remain). A group
-    // that holds a stop goes to the exact walk below, which begins at that group.
+    // Whole groups of the alphabet, four and then two at a time, each pair stored as one
+    // eight-byte word whose last two bytes the next store overwrites (within the room, since
+    // eight characters remain). Groups that hold a stop go to the exact walk below, which begins
+    // at the first of them.
     for (; n - i >= 16; i += 16, out += 12) {
         const std::uint64_t a = loadLittleEndian64(src + i), b = loadLittleEndian64(src + i + 8);
         const std::uint32_t g0 = base64Group(a), g1 = base64Group(a >> 32), g2 = base64Group(b), g3 = base64Group(b >> 32);
@@ -212,11 +208,11 @@ std::size_t decodeBase64(const char* src, std::size_t n, char* dst) {
         storeBigEndian64(dst + out + 6, static_cast<std::uint64_t>(g2) << 40 | static_cast<std::uint64_t>(g3) << 16);
     }
     for (; n - i >= 8; i += 8, out += 6) {
-        const std::uint32_t first = base64Group(src + i), second = base64Group(src + i + 4);
-        if ((first | second) & kBase64Stop)
+        const std::uint64_t a = loadLittleEndian64(src + i);
+        const std::uint32_t g0 = base64Group(a), g1 = base64Group(a >> 32);
+        if ((g0 | g1) & kBase64Stop)
             break;
-        const std::uint64_t six = static_cast<std::uint64_t>(first) << 40 | static_cast<std::uint64_t>(second) << 16;
-        storeBigEndian64(dst + out, six);
+        storeBigEndian64(dst + out, static_cast<std::uint64_t>(g0) << 40 | static_cast<std::uint64_t>(g1) << 16);
     }
     std::uint32_t group = 0;
     int count = 0;

@@ -7,11 +7,12 @@ SHELL := /bin/bash
 # Debian packages the library and the tool need: all the demo installs (qrcodegen: the QR images).
 DEMO_PACKAGES := cmake ninja-build g++ pkg-config zlib1g-dev libqrcodegencpp-dev
 # Those the tests (locales: the test that reads a user's decimal comma builds a German locale;
-# SQLite: the conditions' SQL is checked against it; spdlog: the logging benchmark's neighbour)
-# and the benchmarks' neighbours need in addition (zbar and rsvg: the QR tests read the images back).
+# SQLite: the conditions' SQL is checked against it; spdlog: the logging benchmark's neighbour;
+# OpenSSL: base64's neighbour) and the benchmarks' neighbours need in addition (zbar and rsvg: the
+# QR tests read the images back).
 PACKAGES := $(DEMO_PACKAGES) locales googletest libgtest-dev libgmock-dev libbenchmark-dev \
             libhowardhinnant-date-dev libpugixml-dev libtinyxml2-dev libexpat1-dev libsqlite3-dev \
-            libspdlog-dev libboost-serialization-dev python3 zbar-tools librsvg2-bin
+            libspdlog-dev libboost-serialization-dev libssl-dev python3 zbar-tools librsvg2-bin
 # The fuzz targets need clang with libFuzzer in addition.
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 FUZZ_SECONDS ?= 30

@@ -78,6 +78,167 @@ constexpr std::array<signed char, 256> makeBase64Values() {
 
 constexpr std::array<signed char, 256> kBase64Values = makeBase64Values();
 
+// The two characters of each 12-bit value, so that three bytes take two lookups. Two chars rather
+// than a 16-bit number: copied as they stand, they come out in order on any byte order.
+struct base64Pair {
+    char c[2];
+};
+
+constexpr std::array<base64Pair, 4096> makeBase64Pairs() {
+    std::array<base64Pair, 4096> pairs{};
+    for (int i = 0; i < 4096; ++i)
+        pairs[i] = {{kBase64Alphabet[i >> 6], kBase64Alphabet[i & 0x3F]}};
+    return pairs;
+}
+
+constexpr std::array<base64Pair, 4096> kBase64Pairs = makeBase64Pairs();
+
+// For each place in a group of four characters, the character's six bits already in their place
+// of the 24-bit group, so that a group is four lookups or-ed together. Anything outside the
+// alphabet (the '=' included) sets the top byte, which no valid group has: one test per group.
+constexpr std::uint32_t kBase64Stop = 0xFF000000u;
+
+constexpr std::array<std::uint32_t, 256> makeBase64Places(int shift) {
+    std::array<std::uint32_t, 256> places{};
+    for (int c = 0; c < 256; ++c)
+        places[c] = kBase64Values[c] < 0 ? kBase64Stop : static_cast<std::uint32_t>(kBase64Values[c]) << shift;
+    return places;
+}
+
+constexpr std::array<std::uint32_t, 256> kBase64Place0 = makeBase64Places(18), kBase64Place1 = makeBase64Places(12),
+                                         kBase64Place2 = makeBase64Places(6), kBase64Place3 = makeBase64Places(0);
+
+std::size_t base64TextLength(std::size_t n) {
+    return (n + 2) / 3 * 4;
+}
+
+void putPair(char* to, std::uint32_t twelveBits) {
+    std::memcpy(to, kBase64Pairs[twelveBits].c, 2);
+}
+
+// Writes the base64 text of the n bytes at src to dst, which has room for base64TextLength(n).
+void encodeBase64(const unsigned char* src, std::size_t n, char* dst) {
+    std::size_t i = 0;
+    // Six bytes a step, read as one big-endian word: two bytes more are read than taken, so the
+    // fast steps stop eight bytes before the end.
+    for (; n - i >= 8; i += 6, dst += 8) {
+        const unsigned char* s = src + i;
+        const std::uint64_t w = static_cast<std::uint64_t>(s[0]) << 56 | static_cast<std::uint64_t>(s[1]) << 48 |
+                                static_cast<std::uint64_t>(s[2]) << 40 | static_cast<std::uint64_t>(s[3]) << 32 |
+                                static_cast<std::uint64_t>(s[4]) << 24 | static_cast<std::uint64_t>(s[5]) << 16 |
+                                static_cast<std::uint64_t>(s[6]) << 8 | s[7];
+        putPair(dst, static_cast<std::uint32_t>(w >> 52));
+        putPair(dst + 2, static_cast<std::uint32_t>(w >> 40) & 0xFFF);
+        putPair(dst + 4, static_cast<std::uint32_t>(w >> 28) & 0xFFF);
+        putPair(dst + 6, static_cast<std::uint32_t>(w >> 16) & 0xFFF);
+    }
+    for (; n - i >= 3; i += 3, dst += 4) {
+        const std::uint32_t group = static_cast<std::uint32_t>(src[i]) << 16 | static_cast<std::uint32_t>(src[i + 1]) << 8 |
+                                    src[i + 2];
+        putPair(dst, group >> 12);
+        putPair(dst + 2, group & 0xFFF);
+    }
+    if (i < n) {
+        // One or two bytes left: padded with zero bytes, two or three characters, '=' to four.
+        const std::size_t left = n - i;
+        const std::uint32_t group = static_cast<std::uint32_t>(src[i]) << 16 |
+                                    (left == 2 ? static_cast<std::uint32_t>(src[i + 1]) << 8 : 0u);
+        dst[0] = kBase64Alphabet[group >> 18];
+        dst[1] = kBase64Alphabet[(group >> 12) & 0x3F];
+        dst[2] = left == 2 ? kBase64Alphabet[(group >> 6) & 0x3F] : '=';
+        dst[3] = '=';
+    }
+}
+
+void putGroup(char* to, std::uint32_t group) {
+    to[0] = static_cast<char>(group >> 16);
+    to[1] = static_cast<char>(group >> 8);
+    to[2] = static_cast<char>(group);
+}
+
+// The group of the four characters in the low 32 bits of w, the first in the lowest byte.
+std::uint32_t base64Group(std::uint64_t w) {
+    return kBase64Place0[w & 0xFF] | kBase64Place1[(w >> 8) & 0xFF] | kBase64Place2[(w >> 16) & 0xFF] |
+           kBase64Place3[(w >> 24) & 0xFF];
+}
+
+// Eight characters as one word, the first in the lowest byte: one load instead of eight.
+std::uint64_t loadLittleEndian64(const char* from) {
+    std::uint64_t w = 0;
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    std::memcpy(&w, from, 8);
+#elif defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    std::memcpy(&w, from, 8);
+    w = __builtin_bswap64(w);
+#else
+    for (int b = 7; b >= 0; --b)
+        w = w << 8 | static_cast<unsigned char>(from[b]);
+#endif
+    return w;
+}
+
+// The eight bytes of v, most significant first, in one store where the compiler can swap.
+void storeBigEndian64(char* to, std::uint64_t v) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    v = __builtin_bswap64(v);
+    std::memcpy(to, &v, 8);
+#elif defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    std::memcpy(to, &v, 8);
+#else
+    for (int b = 0; b < 8; ++b)
+        to[b] = static_cast<char>(v >> (56 - 8 * b));
+#endif
+}
+
+// Decodes the base64 text of the n characters at src into dst, which has room for n / 4 * 3 + 2
+// bytes, and returns the bytes written. dst may be src: every byte is written after the characters
+// at and beyond its place are read.
+std::size_t decodeBase64(const char* src, std::size_t n, char* dst) {
+    std::size_t i = 0, out = 0;
+    // Whole groups of the alphabet, four and then two at a time, each pair stored as one
+    // eight-byte word whose last two bytes the next store overwrites (within the room, since
+    // eight characters remain). Groups that hold a stop go to the exact walk below, which begins
+    // at the first of them.
+    for (; n - i >= 16; i += 16, out += 12) {
+        const std::uint64_t a = loadLittleEndian64(src + i), b = loadLittleEndian64(src + i + 8);
+        const std::uint32_t g0 = base64Group(a), g1 = base64Group(a >> 32), g2 = base64Group(b), g3 = base64Group(b >> 32);
+        if ((g0 | g1 | g2 | g3) & kBase64Stop)
+            break;
+        storeBigEndian64(dst + out, static_cast<std::uint64_t>(g0) << 40 | static_cast<std::uint64_t>(g1) << 16);
+        storeBigEndian64(dst + out + 6, static_cast<std::uint64_t>(g2) << 40 | static_cast<std::uint64_t>(g3) << 16);
+    }
+    for (; n - i >= 8; i += 8, out += 6) {
+        const std::uint64_t a = loadLittleEndian64(src + i);
+        const std::uint32_t g0 = base64Group(a), g1 = base64Group(a >> 32);
+        if ((g0 | g1) & kBase64Stop)
+            break;
+        storeBigEndian64(dst + out, static_cast<std::uint64_t>(g0) << 40 | static_cast<std::uint64_t>(g1) << 16);
+    }
+    std::uint32_t group = 0;
+    int count = 0;
+    for (; i < n; ++i) {
+        // '=' and anything outside the alphabet end the text, silently.
+        const int value = kBase64Values[static_cast<unsigned char>(src[i])];
+        if (value < 0)
+            break;
+        group = group << 6 | static_cast<std::uint32_t>(value);
+        if (++count == 4) {
+            putGroup(dst + out, group);
+            out += 3;
+            group = 0;
+            count = 0;
+        }
+    }
+    // k characters left (2 or 3) give k - 1 bytes; a single one gives nothing.
+    if (count >= 2) {
+        group <<= 6 * (4 - count);
+        dst[out++] = static_cast<char>(group >> 16);
+        if (count == 3)
+            dst[out++] = static_cast<char>(group >> 8);
+    }
+    return out;
+}
+
 // --- scrambling --------------------------------------------------------------------------------
 
 // xorshift32: a cheap stream of bytes that follows from its seed alone.
@@ -292,89 +453,57 @@ bool binaryBuffer::writeToFile(const file& f, bool append) const {
 void base64_encode(const unsigned char* src, unsigned int n, std::string& out) {
     if (src == nullptr)
         return;
-    out.reserve(out.size() + static_cast<std::size_t>(n * 1.4));
-    unsigned int i = 0;
-    for (; n - i >= 3; i += 3) {
-        const std::uint32_t group = static_cast<std::uint32_t>(src[i]) << 16 | static_cast<std::uint32_t>(src[i + 1]) << 8 |
-                                    src[i + 2];
-        out += kBase64Alphabet[group >> 18];
-        out += kBase64Alphabet[(group >> 12) & 0x3F];
-        out += kBase64Alphabet[(group >> 6) & 0x3F];
-        out += kBase64Alphabet[group & 0x3F];
-    }
-    if (i < n) {
-        // One or two bytes left: padded with zero bytes, two or three characters, '=' to four.
-        const unsigned left = n - i;
-        const std::uint32_t group = static_cast<std::uint32_t>(src[i]) << 16 |
-                                    (left == 2 ? static_cast<std::uint32_t>(src[i + 1]) << 8 : 0u);
-        out += kBase64Alphabet[group >> 18];
-        out += kBase64Alphabet[(group >> 12) & 0x3F];
-        out += left == 2 ? kBase64Alphabet[(group >> 6) & 0x3F] : '=';
-        out += '=';
-    }
+    const std::size_t start = out.size(), length = base64TextLength(n);
+    out.reserve(start + std::max(static_cast<std::size_t>(n * 1.4), length));
+    out.resize(start + length);
+    encodeBase64(src, n, &out[start]);
 }
 
 void base64_decode(const std::string& src, std::string& out) {
-    out.reserve(out.size() + static_cast<std::size_t>(src.size() / 1.3));
-    std::uint32_t group = 0;
-    int count = 0;
-    for (const char c : src) {
-        // '=' and anything outside the alphabet end the text, silently.
-        const int value = kBase64Values[static_cast<unsigned char>(c)];
-        if (value < 0)
-            break;
-        group = group << 6 | static_cast<std::uint32_t>(value);
-        if (++count == 4) {
-            out += static_cast<char>(group >> 16);
-            out += static_cast<char>(group >> 8);
-            out += static_cast<char>(group);
-            group = 0;
-            count = 0;
-        }
-    }
-    // k characters left (2 or 3) give k - 1 bytes; a single one gives nothing.
-    if (count >= 2) {
-        group <<= 6 * (4 - count);
-        out += static_cast<char>(group >> 16);
-        if (count == 3)
-            out += static_cast<char>(group >> 8);
-    }
+    const std::size_t start = out.size();
+    out.reserve(start + std::max(static_cast<std::size_t>(src.size() / 1.3), src.size() / 4 * 3 + 2));
+    out.resize(start + src.size() / 4 * 3 + 2);
+    out.resize(start + decodeBase64(src.data(), src.size(), &out[start]));
 }
 
 bool binaryBuffer::base64Encode() {
-    try {
-        std::string text;
-        base64_encode(reinterpret_cast<const unsigned char*>(mData), static_cast<unsigned int>(mLogicalLength), text);
-        // Room first: once the content is cleared nothing may fail.
-        reAllocate(text.size());
-        clear();
-        write(text.data(), text.size());
+    const std::size_t length = base64TextLength(static_cast<unsigned int>(mLogicalLength));
+    if (length == 0) {
+        mLogicalLength = 0;
         return true;
-    } catch (const outOfMemoryException&) {
-    } catch (const std::bad_alloc&) {
     }
-    return false;
+    // The text is longer than the bytes, so it is made aside. A block that is short is replaced
+    // by the text's own, which has exactly the room the text needs; otherwise the text is copied in.
+    char* text = static_cast<char*>(std::malloc(length));
+    if (text == nullptr)
+        return false;
+    encodeBase64(reinterpret_cast<const unsigned char*>(mData), static_cast<unsigned int>(mLogicalLength), text);
+    if (length > mPhysicalLength) {
+        std::free(mData);
+        mData = text;
+        mPhysicalLength = length;
+    } else {
+        std::memcpy(mData, text, length);
+        std::free(text);
+    }
+    mLogicalLength = length;
+    return true;
 }
 
 bool binaryBuffer::base64Decode() {
-    const std::uint64_t before = mLogicalLength;
     try {
         if (mLogicalLength == 0 || mData[mLogicalLength - 1] != 0) {
             const char terminator = 0;
             write(&terminator, 1);
         }
-        const std::size_t textLength = std::strlen(mData);
-        std::string decoded;
-        base64_decode(std::string(mData, textLength), decoded);
-        // Never longer than the text, so there is room.
-        clear();
-        write(decoded.data(), decoded.size());
-        return true;
     } catch (const outOfMemoryException&) {
+        return false;
     } catch (const std::bad_alloc&) {
+        return false;
     }
-    mLogicalLength = before < mLogicalLength ? before : mLogicalLength;
-    return false;
+    // In place: the bytes are never longer than their text.
+    mLogicalLength = decodeBase64(mData, std::strlen(mData), mData);
+    return true;
 }
 
 // --- gzip -----------------------------------------------------------------------------------------------
@@ -492,14 +621,12 @@ void binaryBuffer::xxorDontUseAnyLonger(const string& key) {
 void binaryBufferUtil::readFile(const file& target, const string& text, bool skipEmpty) {
     if (skipEmpty && text.empty())
         return;
-    std::string narrow;
-    narrow.reserve(text.size());
-    for (const wchar_t c : text)
-        narrow += static_cast<char>(static_cast<std::uint32_t>(c) & 0xFF);
-    std::string bytes;
-    base64_decode(narrow, bytes);
-    binaryBuffer buffer(bytes.size());
-    buffer.write(bytes.data(), bytes.size());
+    // Narrowed into the buffer and decoded there, in place.
+    binaryBuffer buffer(text.size());
+    char* bytes = buffer.data();
+    for (std::size_t i = 0; i < text.size(); ++i)
+        bytes[i] = static_cast<char>(static_cast<std::uint32_t>(text[i]) & 0xFF);
+    buffer.setLogicalLength(decodeBase64(bytes, text.size(), bytes));
     buffer.writeToFile(target, false);
 }
 
@@ -507,9 +634,11 @@ void binaryBufferUtil::writeFile(const file& source, string& text) {
     binaryBuffer buffer;
     if (!buffer.readFromFile(source) || !buffer.base64Encode())
         return;
-    text.reserve(text.size() + static_cast<std::size_t>(buffer.logicalLength()));
-    for (std::uint64_t i = 0; i < buffer.logicalLength(); ++i)
-        text += static_cast<wchar_t>(static_cast<unsigned char>(buffer.data()[i]));
+    const std::size_t start = text.size(), length = static_cast<std::size_t>(buffer.logicalLength());
+    text.resize(start + length);
+    const char* chars = buffer.data();
+    for (std::size_t i = 0; i < length; ++i)
+        text[start + i] = static_cast<wchar_t>(static_cast<unsigned char>(chars[i]));
 }
 
 // --- CRC-32 ------------------------------------------------------------------------------------------------

@@ -66,6 +66,25 @@ std::string referenceBase64(const std::string& bytes) {
     return text;
 }
 
+// Decoding as the rules state it: the values of the characters up to the first one outside the
+// alphabet, then each group of k of them (k from 2 to 4) gives k - 1 bytes.
+std::string referenceDecode(const std::string& text) {
+    const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::vector<std::uint32_t> values;
+    for (std::size_t i = 0; i < text.size() && alphabet.find(text[i]) != std::string::npos; ++i)
+        values.push_back(static_cast<std::uint32_t>(alphabet.find(text[i])));
+    std::string bytes;
+    for (std::size_t at = 0; at + 1 < values.size(); at += 4) {
+        const std::size_t k = std::min<std::size_t>(4, values.size() - at);
+        std::uint32_t group = 0;
+        for (std::size_t j = 0; j < 4; ++j)
+            group = group << 6 | (j < k ? values[at + j] : 0u);
+        for (std::size_t b = 0; b + 1 < k; ++b)
+            bytes += static_cast<char>(group >> (16 - 8 * b));
+    }
+    return bytes;
+}
+
 #ifndef _WIN32
 // The descriptors the process has open.
 std::size_t openDescriptors() {
@@ -321,6 +340,57 @@ TEST(base64, bufferDecodingEndsAtTheFirstNullAndGrowsForIt) {
     EXPECT_TRUE(empty.base64Encode() && empty.logicalLength() == 0u);
 }
 
+// Every length from 0 to 300 and a few large ones, so that each way through the fast steps and
+// the final group is taken; then texts with a stop, or a null, at every place of 72 characters.
+TEST(base64, agreesWithThePlainDefinitionAtEveryLengthAndEveryStop) {
+    std::vector<std::size_t> sizes;
+    for (std::size_t n = 0; n <= 300; ++n)
+        sizes.push_back(n);
+    for (std::size_t n : {4095, 65537, 1 << 20})
+        sizes.push_back(n);
+    for (const std::size_t n : sizes) {
+        const std::string bytes = randomBytes(n, static_cast<unsigned>(n));
+        std::string text, back;
+        vx::base64_encode(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<unsigned>(n), text);
+        vx::base64_decode(text, back);
+        ASSERT_EQ(back, bytes) << n;
+        if (n <= 300) {
+            ASSERT_EQ(text, referenceBase64(bytes)) << n;
+        }
+    }
+    const std::string whole = [] {
+        std::string text;
+        const std::string bytes = randomBytes(54, 3);
+        vx::base64_encode(reinterpret_cast<const unsigned char*>(bytes.data()), 54, text);
+        return text;
+    }();
+    for (const char stop : {'=', '\n', ' ', '*', '-', '\xC3', '\0'}) {
+        for (std::size_t at = 0; at < whole.size(); ++at) {
+            std::string text = whole;
+            text[at] = stop;
+            std::string out = "head:";
+            vx::base64_decode(text, out);
+            ASSERT_EQ(out, "head:" + referenceDecode(text)) << at << " " << int(stop);
+            binaryBuffer b = bufferOf(text); // decoded in place
+            ASSERT_TRUE(b.base64Decode());
+            ASSERT_EQ(bytesOf(b), referenceDecode(text)) << at << " " << int(stop);
+        }
+    }
+}
+
+TEST(base64, bufferEncodingKeepsAWiderRoomAndGrowsAShortOneToTheText) {
+    const struct { std::string bytes; std::uint64_t roomBefore, roomAfter; } cases[] = {
+        {"Man", 3, 4}, {"Man", 64, 64}, {"M", 4, 4}, {std::string(300, 'x'), 300, 400}, {"", 0, 0}, {"", 16, 16},
+    };
+    for (const auto& c : cases) {
+        binaryBuffer b(c.roomBefore);
+        b.write(c.bytes.data(), c.bytes.size());
+        ASSERT_TRUE(b.base64Encode());
+        EXPECT_EQ(bytesOf(b), referenceBase64(c.bytes)) << c.bytes;
+        EXPECT_EQ(b.physicalLength(), c.roomAfter) << c.bytes;
+    }
+}
+
 // --- CRC-32 -------------------------------------------------------------------------------------------
 
 TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
@@ -465,6 +535,12 @@ TEST_F(bufferTest, base64FilesAsText) {
     EXPECT_EQ(read("out"), "Man");
     vx::binaryBufferUtil::readFile(at("out"), L"", false);
     EXPECT_EQ(read("out"), "");
+    const std::string bytes = randomBytes(1000, 9); // long enough for the fast steps, both ways
+    write("in", bytes);
+    text.clear();
+    vx::binaryBufferUtil::writeFile(at("in"), text);
+    vx::binaryBufferUtil::readFile(at("out"), text, true);
+    EXPECT_EQ(read("out"), bytes);
 }
 
 // --- gzip -------------------------------------------------------------------------------------------------

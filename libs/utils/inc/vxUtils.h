@@ -75,6 +75,9 @@
 #include "vxJobsQueue.h"
 #include "vxTransactionManager.h"
 
+// System services
+#include "vxProcess.h"
+
 // QR output, where the library was built with qrcodegen
 #ifdef VX_HAVE_QRCODE
 #include "vxQrCodeGenerator.h"

@@ -275,6 +275,15 @@ else
     run --status 1 lock "$tourDir/plan.txt" -- "${vxutil[@]}" lock --wait 300 "$tourDir/plan.txt" -- "${vxutil[@]}" lower never
 fi
 
+step "Processes: is a program of that name running, and under which id"
+if ((windows)); then
+    run ps vxutil.exe
+    run --status 1 ps --elsewhere vxutil.exe
+else
+    run ps --elsewhere bash
+    run --status 1 ps noSuchProgram
+fi
+
 if "${vxutil[@]}" help qr >/dev/null 2>&1; then
     step "QR symbols: on the terminal for a phone to read, and as an 8-bit Windows bitmap"
     run qr 'https://example.org/velmora' --ecc M --terminal

@@ -49,6 +49,10 @@ VX_API bool startProcess(const string& executable, const string& arguments, cons
 VX_API bool startProcess(const string& executable, const string& arguments, int flags, unsigned long* processId,
                          void** processHandle, void** threadHandle, const directory& workingDirectory);
 
+// The argument as a command line holds it so that the program receives it unchanged: as it is, or
+// in quotes where it is empty or holds a blank or a quote, with backslashes doubled before a quote.
+VX_API string quoteArgument(const string& argument);
+
 // The id of a running process whose executable's file name is name (case ignored, no folder),
 // 0 when there is none. The second form leaves the calling process out.
 VX_API unsigned long processIsRunning(const string& name);

@@ -163,6 +163,10 @@ bool startProcess(const string& executable, const string& arguments, int flags, 
     return start(executable, arguments, nullptr, flags, processId, processHandle, threadHandle, workingDirectory);
 }
 
+string quoteArgument(const string& argument) {
+    return platform::quoteArgument(argument);
+}
+
 unsigned long processIsRunning(const string& name) {
     return findProcess(name, 0);
 }

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <list>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -46,9 +47,14 @@ struct childRun {
     }
     // The lines of the report that begin with key, without it; waits for the report to appear.
     std::vector<std::string> report(const std::string& key) const {
-        eventually([&] { return folder.has("report"); }, 20000);
+        // Complete once its last line is there (the file may be held a moment after it appears).
+        std::string text;
+        const bool written = eventually(
+            [&] { return (text = folder.read("report")).size() >= 4 && text.compare(text.size() - 4, 4, "end\n") == 0; },
+            20000);
+        EXPECT_TRUE(written) << "no report from the child: " << text;
         std::vector<std::string> values;
-        std::istringstream in(folder.read("report"));
+        std::istringstream in(text);
         for (std::string line; std::getline(in, line);)
             if (line.compare(0, key.size(), key) == 0)
                 values.push_back(line.substr(key.size()));
@@ -87,14 +93,36 @@ TEST(startProcess, argumentsAreSplitAsTheWindowsRuntimeSplitsThem) {
         {L"C:\\Program\" \"Files\\x", {"C:\\Program Files\\x"}},
         {L"gr\u00f6\u00dfe \u20ac", {"gr\xc3\xb6\xc3\x9f" "e", "\xe2\x82\xac"}}, // UTF-8 in the report
     };
+    // All at once: each child writes its own report.
+    std::list<childRun> runs;
+    for (const auto& c : cases)
+        ASSERT_TRUE(runs.emplace_back().start("0", "0", c.arguments, 0)) << vxtest::show(c.arguments);
+    auto run = runs.begin();
     for (const auto& c : cases) {
-        childRun run;
-        ASSERT_TRUE(run.start("0", "0", c.arguments, vx::kStartWaitForEnd)) << vxtest::show(c.arguments);
-        std::vector<std::string> received = run.report("arg:");
+        std::vector<std::string> received = (run++)->report("arg:");
         ASSERT_GE(received.size(), 3u) << vxtest::show(c.arguments);
         received.erase(received.begin(), received.begin() + 3);
         EXPECT_EQ(received, c.received) << vxtest::show(c.arguments);
     }
+}
+
+TEST(startProcess, quotedArgumentsArriveUnchanged) {
+    const std::vector<std::wstring> values = {L"plain", L"", L"a b", L"a\"b", L"a\\", L"a\\\"b", L"tab\there",
+                                              L"C:\\dir with space\\", L"\\\\server\\\"share\"\\"};
+    vx::string arguments;
+    std::vector<std::string> expected;
+    for (const std::wstring& value : values) {
+        arguments += vx::quoteArgument(value) + L" ";
+        expected.push_back(vx::string(value).getMBCS());
+    }
+    EXPECT_EQ(vx::quoteArgument(L"plain"), L"plain");
+    EXPECT_EQ(vx::quoteArgument(L"a\\ b\\"), L"\"a\\ b\\\\\"");
+    childRun run;
+    ASSERT_TRUE(run.start("0", "0", arguments, 0));
+    std::vector<std::string> received = run.report("arg:");
+    ASSERT_GE(received.size(), 3u);
+    received.erase(received.begin(), received.begin() + 3);
+    EXPECT_EQ(received, expected);
 }
 
 // --- environment, working directory and priority ---------------------------------------------------
@@ -139,9 +167,12 @@ TEST(startProcess, thePriorityBitsSetTheChildsLevel) {
         {0x80, 0, 0x20, false},           {0x100, 5, 0x4000, false},      {0x200 | 0x400, 10, 0x4000, false},
         {0x400, 19, 0x40, false},
     };
+    std::list<childRun> runs;
+    for (const auto& c : cases)
+        ASSERT_TRUE(runs.emplace_back().start("0", "0", L"", c.flags)) << c.flags;
+    auto next = runs.begin();
     for (const auto& c : cases) {
-        childRun run;
-        ASSERT_TRUE(run.start("0", "0", L"", vx::kStartWaitForEnd | c.flags)) << c.flags;
+        const childRun& run = *next++;
 #ifdef _WIN32
         char expected[32];
         std::snprintf(expected, sizeof expected, "%lx", c.priorityClass);

@@ -1,9 +1,9 @@
 // The child of the process tests: vxProcessChild REPORT CODE SLEEP [ARGUMENT...]
 //
-// Writes to the file REPORT (a native path), in UTF-8, one line per fact: each of its arguments as it received
-// them ("arg:"), its current directory in Windows form ("cwd:"), two environment variables
+// Writes to the file REPORT (a native path), in UTF-8, one line per fact: each of its arguments as it
+// received them ("arg:"), its current directory in Windows form ("cwd:"), two environment variables
 // ("env:"), its scheduling level ("nice:" on POSIX systems, "class:" with the priority class in
-// hexadecimal on Windows). Then it sleeps SLEEP milliseconds and ends with the exit code CODE.
+// hexadecimal on Windows) and "end". Then it sleeps SLEEP milliseconds and ends with the exit code CODE.
 #include <vxDirectory.h>
 #include <vxEnvironment.h>
 
@@ -46,6 +46,7 @@ int main(int argc, char** argv) {
 #else
     report += "nice:" + std::to_string(getpriority(PRIO_PROCESS, 0)) + "\n";
 #endif
+    report += "end\n";
     {
         // Written beside and renamed, so that a reader never sees half a report.
         const std::filesystem::path target(static_cast<const std::wstring&>(arguments[0]));

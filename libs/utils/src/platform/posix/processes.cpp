@@ -117,7 +117,8 @@ bool isPathName(const std::wstring& name) {
 }
 
 // NAME=VALUE entries: the caller's environment with the request's variables set on top.
-bool environmentBlock(const spawnRequest& request, std::vector<std::string>& block) {
+std::vector<std::string> environmentBlock(const spawnRequest& request) {
+    std::vector<std::string> block;
     std::vector<std::pair<std::wstring, std::wstring>> variables;
     environmentVariables(variables);
     for (const auto& added : request.environment) {
@@ -132,11 +133,12 @@ bool environmentBlock(const spawnRequest& request, std::vector<std::string>& blo
         std::string name, value;
         if (variable.first.empty() || variable.first.find(L'=') != std::wstring::npos)
             continue;
+        // A variable no environment can hold (a null character) is left out, as on Windows.
         if (!posix::wideToNative(variable.first, name) || !posix::wideToNative(variable.second, value))
-            return false;
+            continue;
         block.push_back(name + "=" + value);
     }
-    return true;
+    return block;
 }
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
@@ -207,8 +209,8 @@ bool spawnProcess(const spawnRequest& request, unsigned long& id, void*& process
     if (searchPath ? !posix::wideToNative(request.executable, path) : !toNativePath(request.executable, path))
         return false;
     std::vector<std::string> environment;
-    if (request.withEnvironment && !environmentBlock(request, environment))
-        return false;
+    if (request.withEnvironment)
+        environment = environmentBlock(request);
     std::string directory;
     if (!request.workingDirectory.empty() && !toNativePath(request.workingDirectory, directory))
         return false;

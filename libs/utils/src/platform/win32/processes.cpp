@@ -88,11 +88,16 @@ struct windowSearch {
     bool reached;
 };
 
-BOOL CALLBACK findMainWindow(HWND window, LPARAM parameter) {
-    auto* search = reinterpret_cast<windowSearch*>(parameter);
+// A window without a parent, of the process searched for.
+bool isTopWindowOf(HWND window, DWORD process) {
     DWORD owner = 0;
     GetWindowThreadProcessId(window, &owner);
-    if (owner != search->process || GetParent(window) != nullptr)
+    return owner == process && GetParent(window) == nullptr;
+}
+
+BOOL CALLBACK findMainWindow(HWND window, LPARAM parameter) {
+    auto* search = reinterpret_cast<windowSearch*>(parameter);
+    if (!isTopWindowOf(window, search->process))
         return TRUE;
     search->found = GetLastActivePopup(window);
     return FALSE;
@@ -100,9 +105,7 @@ BOOL CALLBACK findMainWindow(HWND window, LPARAM parameter) {
 
 BOOL CALLBACK bringWindowToFront(HWND window, LPARAM parameter) {
     auto* search = reinterpret_cast<windowSearch*>(parameter);
-    DWORD owner = 0;
-    GetWindowThreadProcessId(window, &owner);
-    if (owner != search->process || GetParent(window) != nullptr)
+    if (!isTopWindowOf(window, search->process))
         return TRUE;
     wchar_t title[1023];
     if (GetWindowTextW(window, title, 1023) <= 0)

@@ -20,7 +20,7 @@ constexpr long kStillActive = 0x103;
 // The bits of the flags of startProcess. Waiting:
 constexpr int kStartWaitForEnd = 0x02;       // returns once the process has ended
 constexpr int kStartWaitForInputIdle = 0x04; // without 0x02: until its window waits for input
-constexpr int kStartDispatchMessages = 0x08;   // with 0x02: dispatches the caller's window messages
+constexpr int kStartDispatchMessages = 0x08; // with 0x02: dispatches the caller's window messages
 // Priority, the first bit set from the top of the list wins; without one the process takes the
 // caller's level.
 constexpr int kStartRealtimePriority = 0x10;
@@ -68,7 +68,8 @@ VX_API void* mainHWND();
 // Ends the process at once. False when there is none of that id or it may not be ended.
 VX_API bool terminateProcess(unsigned long id);
 
-// The exit code of the process behind a handle of startProcess, kStillActive (the system's STILL_ACTIVE) while it runs.
+// The exit code of the process behind a handle of startProcess; kStillActive (the system's
+// STILL_ACTIVE) while it runs.
 // False, with code untouched, for a null code and a handle that is no process handle.
 VX_API bool getExitCodeProcess(void* handle, long* code);
 

@@ -8,6 +8,7 @@
 #include "vxFile.h"
 #include "vxLogManager.h"
 
+#include <utility>
 #include <vector>
 
 namespace vx {
@@ -25,20 +26,15 @@ void trace(const string& text, long line) {
 
 platform::processPriority priorityOf(int flags) {
     using platform::processPriority;
-    if (flags & kStartRealtimePriority)
-        return processPriority::realtime;
-    if (flags & kStartHighPriority)
-        return processPriority::high;
-    if (flags & kStartAboveNormalPriority)
-        return processPriority::aboveNormal;
-    if (flags & kStartNormalPriority)
-        return processPriority::normal;
-    if (flags & kStartBelowNormalPriority)
-        return processPriority::belowNormal;
-    if (flags & kStartLowestPriority)
-        return processPriority::lowest;
-    if (flags & kStartIdlePriority)
-        return processPriority::idle;
+    // In the order in which the bits are tested: the first one set wins.
+    static const std::pair<int, processPriority> levels[] = {
+        {kStartRealtimePriority, processPriority::realtime}, {kStartHighPriority, processPriority::high},
+        {kStartAboveNormalPriority, processPriority::aboveNormal}, {kStartNormalPriority, processPriority::normal},
+        {kStartBelowNormalPriority, processPriority::belowNormal}, {kStartLowestPriority, processPriority::lowest},
+        {kStartIdlePriority, processPriority::idle}};
+    for (const auto& level : levels)
+        if (flags & level.first)
+            return level.second;
     return processPriority::inherit;
 }
 

@@ -277,7 +277,8 @@ bool zombieLeft(unsigned long id) {
 
 TEST(processReaping, endedChildrenAreReapedWhateverBecameOfTheirHandles) {
     vxtest::tempDir folder;
-    const vx::string arguments = L"\"" + folder.windowsForm("r") + L"\" 0 ";
+    const std::string report = folder / "r";
+    const vx::string arguments = L"\"" + vx::string(report.begin(), report.end()) + L"\" 0 ";
     // No handle asked for: reaped by the next call of the service once it has ended.
     unsigned long unheld = 0;
     ASSERT_TRUE(vx::startProcess(kChild, arguments + L"0", 0, &unheld, nullptr, nullptr, vx::directory()));

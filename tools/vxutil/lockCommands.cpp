@@ -4,6 +4,7 @@
 #include <vxDirectory.h>
 #include <vxFile.h>
 #include <vxFsEntryMutex.h>
+#include <vxProcess.h>
 
 #include <cstdlib>
 #include <string>
@@ -27,25 +28,8 @@ int runCommand(const arguments& command) {
     // is quoted as programs split their command line (backslashes doubled before a quote).
     // Only what needs quotes gets them: cmd.exe, for one, reads its own switches unquoted.
     std::vector<std::wstring> quoted;
-    for (const vx::string& a : command) {
-        if (!a.empty() && a.find_first_of(L" \t\"") == std::wstring::npos) {
-            quoted.push_back(a);
-            continue;
-        }
-        std::wstring q = L"\"";
-        std::size_t backslashes = 0;
-        for (const wchar_t c : a) {
-            if (c == L'\\') {
-                ++backslashes;
-                continue;
-            }
-            q.append(c == L'"' ? 2 * backslashes + 1 : backslashes, L'\\');
-            backslashes = 0;
-            q += c;
-        }
-        q.append(2 * backslashes, L'\\');
-        quoted.push_back(q + L"\"");
-    }
+    for (const vx::string& a : command)
+        quoted.push_back(vx::quoteArgument(a));
     std::vector<const wchar_t*> argv;
     for (const auto& q : quoted)
         argv.push_back(q.c_str());

@@ -309,6 +309,14 @@ run pipe send "$tourPipe" 'Grüße: line one'$'\n''line two'
 wait "$tourServer"
 expect $? 0
 run --status 1 pipe send "$tourPipe" 'anyone?'
+step "Processes: is a program of that name running, and under which id"
+if ((windows)); then
+    run ps vxutil.exe
+    run --status 1 ps --elsewhere vxutil.exe
+else
+    run ps --elsewhere bash
+    run --status 1 ps noSuchProgram
+fi
 
 if "${vxutil[@]}" help qr >/dev/null 2>&1; then
     step "QR symbols: on the terminal for a phone to read, and as an 8-bit Windows bitmap"

@@ -78,6 +78,7 @@
 // System services
 #include "vxRegistry.h"
 #include "vxNamedPipe.h"
+#include "vxProcess.h"
 
 // QR output, where the library was built with qrcodegen
 #ifdef VX_HAVE_QRCODE

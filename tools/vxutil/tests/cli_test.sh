@@ -14,7 +14,7 @@ windows=0
 [[ ${vxutil[${#vxutil[@]}-1]} == *.exe ]] && windows=1
 drive=C sep=:
 ((windows)) && drive=Z sep=';'
-commands=(base64 bytes cdoc cond crc32 date db field format guid gunzip gzip loc lock log lower ls match msg path pe pipe reg replace split time trim upper which xml)
+commands=(base64 bytes cdoc cond crc32 date db field format guid gunzip gzip loc lock log lower ls match msg path pe pipe ps reg replace split time trim upper which xml)
 # QR symbols exist where the library was built with qrcodegen (not on Windows).
 "${vxutil[@]}" help qr >/dev/null 2>&1 && commands+=(qr)
 passed=0
@@ -1001,6 +1001,28 @@ bad pipe send
 bad pipe serve
 bad pipe serve --count 0 x
 bad pipe serve --count x x
+# --- ps -----------------------------------------------------------------------------------------
+if ((windows)); then
+    # This vxutil is a process of its name; left out, no other is.
+    has "" ps vxutil.exe
+    has "" ps VXUTIL.EXE
+    fails 1 ps --elsewhere vxutil.exe
+else
+    # A program of a name of its own, running for the test.
+    cp "$(command -v sleep)" "$scratch/vxPsProbe"
+    "$scratch/vxPsProbe" 30 &
+    probe=$!
+    t 0 ps vxPsProbe '=>' "$probe"
+    t 0 ps --elsewhere VXPSPROBE '=>' "$probe"
+    kill "$probe"
+    wait "$probe" 2>/dev/null
+    fails 1 ps vxPsProbe
+fi
+fails 1 ps noSuchProgramAnywhere
+fails 1 ps ''
+bad ps
+bad ps a b
+bad ps --all a
 
 # --- qr -----------------------------------------------------------------------------------------
 if [[ " ${commands[*]} " == *" qr "* ]]; then

@@ -1,8 +1,7 @@
 // XML documents: any bytes load from memory (every encoding the detection can choose) without a
 // crash, a hang or a leak, and whatever tree results is copied, written in both encodings and
-// loaded again. UTF-8 is parsed as bytes and every other encoding as wide text: a document that
-// is valid UTF-8 (and declares no encoding) loads to the same tree, or fails the same way, when
-// it is given as UTF-16 instead.
+// loaded again. A document that is valid UTF-8 (and declares no encoding) loads to the same tree,
+// or fails the same way, when it is given as UTF-16 instead.
 //
 // Input: the bytes of the document. An odd first byte keeps whitespace in texts.
 #include <vxBinaryBuffer.h>

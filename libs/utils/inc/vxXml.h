@@ -100,8 +100,6 @@ protected:
     // the '<' of an end tag met before any element (the name stays empty), or null when the
     // text ends inside a comment or before an element.
     const wchar_t* parseText(const wchar_t* text, bool keepWhitespace);
-    // The same over UTF-8 text that ends with a NUL byte, without a wide copy of it.
-    void parseUtf8Text(const char* text, bool keepWhitespace);
 
 private:
     struct parser;

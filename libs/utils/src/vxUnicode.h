@@ -27,10 +27,6 @@ wchar_t* writeFromUtf8(wchar_t* out, const char* text, std::size_t length);
 // The code point of the UTF-8 sequence at text, of which length (at least 1) bytes may be read,
 // as writeFromUtf8 decodes it: U+FFFD for a broken sequence. taken is the bytes it spans.
 std::uint32_t decodeUtf8At(const char* text, std::size_t length, std::size_t& taken);
-// The first wide unit of a code point: its high surrogate where wide text is UTF-16.
-inline wchar_t firstUnitOf(std::uint32_t c) {
-    return static_cast<wchar_t>(sizeof(wchar_t) == 2 && c > 0xFFFF ? 0xD800 + ((c - 0x10000) >> 10) : c);
-}
 // The bytes of the UTF-8 form of text, and that form written at out, which has room for them;
 // answers the position behind the bytes written.
 std::size_t utf8Length(const wchar_t* text, std::size_t length);

@@ -47,6 +47,12 @@ inline bool isSpace(wchar_t c) {
     return std::iswspace(static_cast<std::wint_t>(c)) != 0;
 }
 
+inline const wchar_t* skipSpace(const wchar_t* p) {
+    while (isSpace(*p))
+        ++p;
+    return p;
+}
+
 // --- entities ------------------------------------------------------------------------------------
 
 // Replaces every occurrence of pattern at or behind from, left to right; replaced text is not
@@ -816,57 +822,6 @@ void xmlNode::getText(string& out, const string& indent) const {
 
 // --- the parser -------------------------------------------------------------------------------------
 
-// How the parser reads its text. Wide text is read as it stands. UTF-8 is read as bytes, and a
-// name or a text is decoded only when it is taken: every character the parser looks for is ASCII,
-// which UTF-8 keeps as it is and never hides inside a longer sequence, and a broken sequence ends
-// where the decoder of the whole text ends it, so both readings give the same tree. The byte
-// reading spares the wide copy of the whole document and the scans over it.
-struct wideReading {
-    using unit = wchar_t;
-    static const unit* find(const unit* p, unit c) { return std::wcschr(p, c); }
-    static const unit* findText(const unit* p, const wchar_t* text, const char*) { return std::wcsstr(p, text); }
-    static bool sameUnits(const unit* a, const unit* b, std::size_t n) { return std::wcsncmp(a, b, n) == 0; }
-    // The first wide unit of the character at p, which is not the terminator, and the units it spans.
-    static wchar_t charAt(const unit* p, std::size_t& units) {
-        units = 1;
-        return *p;
-    }
-    static void take(string& target, const unit* from, const unit* to) { target.assign(from, to); }
-    static bool mayHoldEntity(const unit*, const unit*) { return true; }
-};
-
-struct utf8Reading {
-    using unit = char;
-    static const unit* find(const unit* p, unit c) { return std::strchr(p, c); }
-    static const unit* findText(const unit* p, const wchar_t*, const char* text) { return std::strstr(p, text); }
-    static bool sameUnits(const unit* a, const unit* b, std::size_t n) { return std::strncmp(a, b, n) == 0; }
-    static wchar_t charAt(const unit* p, std::size_t& units) {
-        if (static_cast<unsigned char>(*p) < 0x80) {
-            units = 1;
-            return static_cast<wchar_t>(*p);
-        }
-        // A sequence is never longer than four bytes, and a NUL breaks it, so four may be offered.
-        return unicode::firstUnitOf(unicode::decodeUtf8At(p, 4, units));
-    }
-    static void take(string& target, const unit* from, const unit* to) {
-        target.clear();
-        unicode::appendFromUtf8(target, from, static_cast<std::size_t>(to - from));
-    }
-    static bool mayHoldEntity(const unit* from, const unit* to) {
-        return std::memchr(from, '&', static_cast<std::size_t>(to - from)) != nullptr;
-    }
-};
-
-template <class Reading>
-const typename Reading::unit* skipSpaceIn(const typename Reading::unit* p) {
-    for (;;) {
-        std::size_t units = 0;
-        if (*p == 0 || !isSpace(Reading::charAt(p, units)))
-            return p;
-        p += units;
-    }
-}
-
 // One parse: its options and the children collected so far. Each element's new children lie at
 // the end of one shared list while it is parsed, so nothing is allocated per element for them.
 struct xmlNode::parser {
@@ -887,48 +842,25 @@ struct xmlNode::parser {
 
     // Sets target to the text between from and to: trimmed of spaces and tabs unless whitespace
     // is kept, entities resolved.
-    template <class Reading>
-    void setText(string& target, const typename Reading::unit* from, const typename Reading::unit* to) const {
+    void setText(string& target, const wchar_t* from, const wchar_t* to) const {
         if (!keepWhitespace) {
-            while (from < to && (*from == ' ' || *from == '\t'))
+            while (from < to && (*from == L' ' || *from == L'\t'))
                 ++from;
-            while (to > from && (to[-1] == ' ' || to[-1] == '\t'))
+            while (to > from && (to[-1] == L' ' || to[-1] == L'\t'))
                 --to;
         }
-        Reading::take(target, from, to);
-        if (Reading::mayHoldEntity(from, to))
-            decodeEntities(target);
+        target.assign(from, to);
+        decodeEntities(target);
     }
 
     // p is behind the '/' of an end tag: the tag must name the element (over the name's length)
-    // and end in '>'. Answers the position behind it. The element's name stands at
-    // [nameFrom, nameTo) in the text, and decoded in name.
-    template <class Reading>
-    static const typename Reading::unit* endTag(const typename Reading::unit* p, const string& name,
-                                                const typename Reading::unit* nameFrom,
-                                                const typename Reading::unit* nameTo) {
-        p = skipSpaceIn<Reading>(p);
-        const auto units = static_cast<std::size_t>(nameTo - nameFrom);
-        if (Reading::sameUnits(p, nameFrom, units)) {
-            p += units;
-        } else {
-            // The same characters may stand in other bytes (two broken sequences both decode to
-            // U+FFFD): the text is compared decoded, over the name's length, as wcsncmp would.
-            for (std::size_t matched = 0; matched < name.size();) {
-                std::size_t taken = 0;
-                if (*p == 0)
-                    invalidFormat();
-                string decoded;
-                Reading::charAt(p, taken);
-                Reading::take(decoded, p, p + taken);
-                for (const wchar_t c : decoded)
-                    if (matched >= name.size() || c != name[matched++])
-                        invalidFormat();
-                p += taken;
-            }
-        }
-        p = skipSpaceIn<Reading>(p);
-        if (*p != '>')
+    // and end in '>'. Answers the position behind it.
+    static const wchar_t* endTag(const wchar_t* p, const string& name) {
+        p = skipSpace(p);
+        if (std::wcsncmp(p, name.c_str(), name.size()) != 0)
+            invalidFormat();
+        p = skipSpace(p + name.size());
+        if (*p != L'>')
             invalidFormat();
         return p + 1;
     }
@@ -948,69 +880,59 @@ struct xmlNode::parser {
         collected.resize(first);
     }
 
-    template <class Reading>
-    void readAttributes(const typename Reading::unit*& q);
-    template <class Reading>
-    const typename Reading::unit* parse(xmlNode& node, const typename Reading::unit* text, int depth);
+    void readAttributes(const wchar_t*& q);
+    const wchar_t* parse(xmlNode& node, const wchar_t* text, int depth);
 };
 
 // Reads attributes from q up to the "/>", the ">" or the end of the text, where q is left.
-template <class Reading>
-void xmlNode::parser::readAttributes(const typename Reading::unit*& q) {
-    using unit = typename Reading::unit;
+void xmlNode::parser::readAttributes(const wchar_t*& q) {
     for (;;) {
-        if (*q == 0)
+        if (*q == L'\0')
             break;
-        q = skipSpaceIn<Reading>(q);
-        if (*q == '>' || (*q == '/' && q[1] == '>'))
+        q = skipSpace(q);
+        if (*q == L'>' || (*q == L'/' && q[1] == L'>'))
             break;
-        const unit* const attributeName = q;
-        for (std::size_t units = 0; *q != 0 && *q != '=' && !isSpace(Reading::charAt(q, units));)
-            q += units;
-        const unit* const attributeNameEnd = q;
-        const unit* const equals = Reading::find(q, '=');
+        const wchar_t* const attributeName = q;
+        while (*q != L'\0' && *q != L'=' && !isSpace(*q))
+            ++q;
+        const wchar_t* const attributeNameEnd = q;
+        const wchar_t* const equals = std::wcschr(q, L'=');
         if (!equals)
             invalidFormat();
-        q = skipSpaceIn<Reading>(equals + 1);
-        const unit quote = *q;
-        if (quote != '"' && quote != '\'')
+        q = skipSpace(equals + 1);
+        const wchar_t quote = *q;
+        if (quote != L'"' && quote != L'\'')
             invalidFormat();
-        const unit* const valueEnd = Reading::find(q + 1, quote);
+        const wchar_t* const valueEnd = std::wcschr(q + 1, quote);
         if (!valueEnd)
             invalidFormat();
-        string value;
-        Reading::take(value, q + 1, valueEnd);
-        if (Reading::mayHoldEntity(q + 1, valueEnd))
-            decodeEntities(value);
-        string name;
-        Reading::take(name, attributeName, attributeNameEnd);
-        attributes.emplace_back(std::move(name), std::move(value));
+        string value(q + 1, valueEnd);
+        decodeEntities(value);
+        attributes.emplace_back(string(attributeName, attributeNameEnd), std::move(value));
         q = valueEnd + 1;
     }
 }
 
-template <class Reading>
-const typename Reading::unit* xmlNode::parser::parse(xmlNode& node, const typename Reading::unit* text, int depth) {
-    using unit = typename Reading::unit;
+const wchar_t* xmlNode::parser::parse(xmlNode& node, const wchar_t* text, int depth) {
     // The element start: comments, processing instructions and declarations are passed over.
-    const unit* p = text;
+    const wchar_t* p = text;
     for (;;) {
-        p = Reading::find(p, '<');
+        p = std::wcschr(p, L'<');
         if (!p)
             return nullptr;
-        const unit* end;
-        if (p[1] == '!' && p[2] == '-' && p[3] == '-') {
-            end = Reading::findText(p + 4, L"-->", "-->");
+        const wchar_t* end;
+        if (p[1] == L'!' && p[2] == L'-' && p[3] == L'-') {
+            end = std::wcsstr(p + 4, L"-->");
             if (!end)
                 return nullptr;
             p = end + 3;
-        } else if (p[1] == '?') {
-            end = Reading::findText(p + 2, L"?>", "?>");
+        } else if (p[1] == L'?') {
+            end = std::wcsstr(p + 2, L"?>");
             if (!end)
                 return nullptr;
             p = end + 2;
-        } else if (p[1] == '!') {
-            end = Reading::find(p + 2, '>');
+        } else if (p[1] == L'!') {
+            end = std::wcschr(p + 2, L'>');
             if (!end)
                 return nullptr;
             p = end + 1;
@@ -1018,69 +940,68 @@ const typename Reading::unit* xmlNode::parser::parse(xmlNode& node, const typena
             break;
         }
     }
-    const unit* q = skipSpaceIn<Reading>(p + 1);
-    if (*q == 0)
+    const wchar_t* q = skipSpace(p + 1);
+    if (*q == L'\0')
         invalidFormat();
-    if (*q == '/')
+    if (*q == L'/')
         return p; // an end tag: no element here
 
     // The name runs to whitespace, '>', the end, or a "/>".
-    const unit* const nameStart = q;
-    for (std::size_t units = 0;; q += units) {
-        const unit c = *q;
-        if (c == 0 || c == '>' || isSpace(Reading::charAt(q, units)))
+    const wchar_t* const nameStart = q;
+    for (;; ++q) {
+        const wchar_t c = *q;
+        if (c == L'\0' || c == L'>' || isSpace(c))
             break;
-        if (c == '/') {
-            if (q[1] == '>')
+        if (c == L'/') {
+            if (q[1] == L'>')
                 break;
             invalidFormat();
         }
     }
-    const unit* const nameEnd = q;
-    Reading::take(node.mName, nameStart, nameEnd);
+    node.mName.assign(nameStart, q);
 
     // Attributes. Anything between a name and the next '=' is passed over. Those read before a
     // failure stay with the node.
     try {
-        readAttributes<Reading>(q);
+        readAttributes(q);
     } catch (...) {
         takeAttributes(node);
         throw;
     }
     takeAttributes(node);
     const std::size_t first = collected.size();
-    if (*q != '>')
+    if (*q != L'>')
         return q; // "/>" or the end of the text: the element is complete
 
     // Content: a text-only element, or text in front of child elements.
-    const unit* const content = q + 1;
-    const unit* lastOpen = Reading::find(content, '<');
+    const wchar_t* const content = q + 1;
+    const wchar_t* lastOpen = std::wcschr(content, L'<');
     if (!lastOpen)
         invalidFormat();
-    if (lastOpen[1] == '/') {
-        const unit* const behind = endTag<Reading>(lastOpen + 2, node.mName, nameStart, nameEnd);
-        setText<Reading>(node.mText, content, lastOpen);
+    if (lastOpen[1] == L'/') {
+        const wchar_t* const behind = endTag(lastOpen + 2, node.mName);
+        setText(node.mText, content, lastOpen);
         return behind;
     }
-    const unit* position = skipSpaceIn<Reading>(content);
+    const wchar_t* position = skipSpace(content);
     if (position < lastOpen)
-        setText<Reading>(node.mText, position, lastOpen);
+        setText(node.mText, position, lastOpen);
 
     // Children, up to the end tag; text between and behind them is passed over.
-    while (lastOpen[1] != 0) {
-        const unit* const open = Reading::find(position, '<');
+    while (lastOpen[1] != L'\0') {
+        const wchar_t* const open = std::wcschr(position, L'<');
         if (!open)
             invalidFormat();
         lastOpen = open;
-        const unit* const afterOpen = skipSpaceIn<Reading>(open + 1);
-        if (*afterOpen == '/') {
-            position = endTag<Reading>(afterOpen + 1, node.mName, nameStart, nameEnd);
+        const wchar_t* const afterOpen = skipSpace(open + 1);
+        if (*afterOpen == L'/') {
+            position = endTag(afterOpen + 1, node.mName);
             break;
         }
         if (depth >= kMaxDepth)
             invalidFormat();
         refPtr<xmlNode> child(new xmlNode());
-        const unit* const behind = parse<Reading>(*child, open, depth + 1);
+        const wchar_t* const behind = parse(*child, open, depth + 1);
         if (!behind) {
             collected.resize(first);
             return nullptr;
@@ -1100,16 +1021,7 @@ const wchar_t* xmlNode::parseText(const wchar_t* text, bool keepWhitespace) {
         throw unexpectedErrorException(kNullText);
     parser state{keepWhitespace, {}, {}};
     try {
-        return state.parse<wideReading>(*this, text, 1);
-    } catch (const std::bad_alloc&) {
-        throw outOfMemoryException();
-    }
-}
-
-void xmlNode::parseUtf8Text(const char* text, bool keepWhitespace) {
-    parser state{keepWhitespace, {}, {}};
-    try {
-        state.parse<utf8Reading>(*this, text, 1);
+        return state.parse(*this, text, 1);
     } catch (const std::bad_alloc&) {
         throw outOfMemoryException();
     }
@@ -1130,12 +1042,11 @@ void xmlDocument::load(const char* data, std::uint64_t size, bool keepWhitespace
         throw outOfMemoryException();
     const auto* bytes = reinterpret_cast<const unsigned char*>(data);
     const auto n = static_cast<std::size_t>(size);
-    // UTF-8, the usual case, is parsed as it stands, behind a NUL that ends it.
-    std::unique_ptr<char[]> utf8Text;
+    // UTF-8, the usual case, is decoded into a block that is not first filled with zeros.
+    std::unique_ptr<wchar_t[]> utf8Text;
     const auto fromUtf8 = [&utf8Text](const char* from, std::size_t length) {
-        utf8Text.reset(new char[length + 1]);
-        std::memcpy(utf8Text.get(), from, length);
-        utf8Text[length] = '\0';
+        utf8Text.reset(new wchar_t[length + 1]);
+        *unicode::writeFromUtf8(utf8Text.get(), from, length) = L'\0';
     };
     std::wstring text;
     try {
@@ -1163,10 +1074,7 @@ void xmlDocument::load(const char* data, std::uint64_t size, bool keepWhitespace
     } catch (const std::bad_alloc&) {
         throw outOfMemoryException();
     }
-    if (utf8Text)
-        parseUtf8Text(utf8Text.get(), keepWhitespace);
-    else
-        parseText(text.c_str(), keepWhitespace);
+    parseText(utf8Text ? utf8Text.get() : text.c_str(), keepWhitespace);
 }
 
 void xmlDocument::load(const file& f, bool keepWhitespace) {

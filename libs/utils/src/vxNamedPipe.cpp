@@ -209,6 +209,7 @@ bool namedPipe::initialize(bool server, callbackFunction callback, void* context
         d.readHandle = platform::createPipe(getRealPipeName(true), true);
         if (d.readHandle)
             d.writeHandle = platform::createPipe(getRealPipeName(false), false);
+        platform::pairServerEnds(d.readHandle, d.writeHandle);
     } else {
         d.readHandle = platform::openPipe(getRealPipeName(false), true);
         if (d.readHandle)

@@ -20,6 +20,10 @@ pipeEnd* createPipe(const std::wstring& fullName, bool inbound);
 pipeEnd* openPipe(const std::wstring& fullName, bool forReading);
 // Null is ignored. A server's end takes its pipe away with it.
 void closePipe(pipeEnd* end);
+// Makes the two ends of one server a pair: when the end that reads finds its client gone, both
+// are made ready for the next client (a FIFO takes a new writer by itself). The ends must be
+// closed together.
+void pairServerEnds(pipeEnd* reading, pipeEnd* writing);
 
 enum class pipeTransfer {
     moved,   // count bytes (at least one) were read or written

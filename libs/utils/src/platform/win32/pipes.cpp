@@ -8,6 +8,8 @@ namespace vx::platform {
 
 struct pipeEnd {
     HANDLE handle;
+    bool server;
+    pipeEnd* partner; // the server's other end, or null
 };
 
 namespace {
@@ -18,13 +20,22 @@ constexpr DWORD kDefaultTimeoutMs = 120000;
 // (Wine does so), and a larger piece would then never go.
 constexpr std::uint32_t kWritePiece = 16384;
 
-pipeEnd* wrap(HANDLE handle) {
+pipeEnd* wrap(HANDLE handle, bool server) {
     if (handle == INVALID_HANDLE_VALUE || handle == nullptr)
         return nullptr;
-    auto* end = new (std::nothrow) pipeEnd{handle};
+    auto* end = new (std::nothrow) pipeEnd{handle, server, nullptr};
     if (!end)
         ::CloseHandle(handle);
     return end;
+}
+
+// A server's end whose client has gone stays broken until it is disconnected; then it listens
+// for the next client (without waiting, as the pipe does not wait).
+void listenAgain(pipeEnd* end) {
+    if (!end || !end->server)
+        return;
+    ::DisconnectNamedPipe(end->handle);
+    ::ConnectNamedPipe(end->handle, nullptr);
 }
 
 } // namespace
@@ -32,7 +43,8 @@ pipeEnd* wrap(HANDLE handle) {
 pipeEnd* createPipe(const std::wstring& fullName, bool inbound) {
     return wrap(::CreateNamedPipeW(fullName.c_str(), inbound ? PIPE_ACCESS_INBOUND : PIPE_ACCESS_OUTBOUND,
                                    PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_NOWAIT, 1, kBufferSize, kBufferSize,
-                                   kDefaultTimeoutMs, nullptr));
+                                   kDefaultTimeoutMs, nullptr),
+                true);
 }
 
 pipeEnd* openPipe(const std::wstring& fullName, bool forReading) {
@@ -47,7 +59,14 @@ pipeEnd* openPipe(const std::wstring& fullName, bool forReading) {
         ::CloseHandle(handle);
         return nullptr;
     }
-    return wrap(handle);
+    return wrap(handle, false);
+}
+
+void pairServerEnds(pipeEnd* reading, pipeEnd* writing) {
+    if (!reading || !writing)
+        return;
+    reading->partner = writing;
+    writing->partner = reading;
 }
 
 void closePipe(pipeEnd* end) {
@@ -65,8 +84,14 @@ pipeTransfer readPipe(pipeEnd* end, void* buffer, std::uint32_t size, std::uint3
     if (!::ReadFile(end->handle, buffer, size, &got, nullptr)) {
         // Nothing has arrived, or no client has come yet; a peer that has gone breaks the pipe.
         const DWORD error = ::GetLastError();
-        return error == ERROR_NO_DATA || error == ERROR_PIPE_LISTENING ? pipeTransfer::nothing
-                                                                       : pipeTransfer::closed;
+        if (error == ERROR_NO_DATA || error == ERROR_PIPE_LISTENING)
+            return pipeTransfer::nothing;
+        // The client has gone: the server's two ends wait for the next one.
+        if (error == ERROR_BROKEN_PIPE && end->server) {
+            listenAgain(end);
+            listenAgain(end->partner);
+        }
+        return pipeTransfer::closed;
     }
     count = got;
     return got > 0 ? pipeTransfer::moved : pipeTransfer::nothing;

@@ -8,12 +8,30 @@
 #include <cstdio>
 #include <string>
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 namespace {
 
 using vxutil::arguments;
 using vxutil::usageError;
 
 std::atomic<unsigned long long> gReceived{0};
+
+// The bytes as UTF-8, whatever the C runtime's locale: the runtime of Windows has no UTF-8
+// locale, and elsewhere the tool asks for one (main).
+vx::string fromUtf8(const std::string& bytes) {
+#ifdef _WIN32
+    const int units = ::MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0);
+    std::wstring wide(static_cast<std::size_t>(units > 0 ? units : 0), L'\0');
+    if (units > 0)
+        ::MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), &wide[0], units);
+    return vx::string(wide);
+#else
+    return vx::string::fromMBCtoWC(bytes.c_str());
+#endif
+}
 
 // Each message is a line: its bytes read as UTF-8, control characters shown as \xHH, so that a
 // message can neither end a line nor move the cursor.
@@ -23,7 +41,7 @@ void printMessage(char* data, unsigned int size, void*) {
         unsigned int end = start;
         while (end < size && data[end] != '\0')
             ++end;
-        line += vx::string::fromMBCtoWC(std::string(data + start, end - start).c_str());
+        line += fromUtf8(std::string(data + start, end - start));
         if (end < size)
             line += L'\0';
         start = end + 1;

@@ -312,7 +312,7 @@ run --status 1 pipe send "$tourPipe" 'anyone?'
 step "Processes: is a program of that name running, and under which id"
 if ((windows)); then
     run ps vxutil.exe
-    run --status 1 ps --elsewhere vxutil.exe
+    run --status 1 ps noSuchProgram.exe
 else
     run ps --elsewhere bash
     run --status 1 ps noSuchProgram

@@ -26,9 +26,10 @@ bool hasValue(const vx::string& path) {
         return false;
     std::vector<vx::string> names;
     vx::regGetValues(path.substr(0, slash).c_str(), names);
-    const vx::string wanted = vx::string(path.substr(slash + 1)).lower();
+    // Names compare as the registry compares them: by the library's case folding.
+    const vx::string wanted = path.substr(slash + 1);
     for (const vx::string& name : names)
-        if (name.lower() == wanted)
+        if (name.isEqualTo(wanted, false))
             return true;
     return false;
 }

@@ -13,6 +13,8 @@
 #include "vxXmlDbIStream.h"
 #include "vxXmlDbOStream.h"
 
+#include "peakMemory.h"
+
 #include <benchmark/benchmark.h>
 #include <boost/archive/xml_iarchive.hpp>
 #include <boost/archive/xml_oarchive.hpp>
@@ -25,9 +27,6 @@
 #include <memory>
 #include <sstream>
 #include <string>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -219,38 +218,9 @@ std::size_t boostRead(const std::string& text) {
 
 // --- measuring ----------------------------------------------------------------------------------------
 
-// The growth of the peak resident memory, in MB, while a child process runs work once after
-// prepare.
-double peakGrowth(const std::function<void()>& prepare, const std::function<void()>& work) {
-    int channel[2];
-    if (::pipe(channel) != 0)
-        return -1;
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::close(channel[0]);
-        prepare();
-        rusage before{};
-        ::getrusage(RUSAGE_SELF, &before);
-        work();
-        rusage after{};
-        ::getrusage(RUSAGE_SELF, &after);
-        const double grown = static_cast<double>(after.ru_maxrss - before.ru_maxrss) / 1024.0;
-        [[maybe_unused]] const ssize_t n = ::write(channel[1], &grown, sizeof grown);
-        ::_exit(0);
-    }
-    ::close(channel[1]);
-    double grown = -1;
-    if (::read(channel[0], &grown, sizeof grown) != static_cast<ssize_t>(sizeof grown))
-        grown = -1;
-    ::close(channel[0]);
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-    return grown;
-}
-
 void BM_write_vx(benchmark::State& state) {
     const auto graph = vxGraph();
-    state.counters["peakMB"] = peakGrowth([] {}, [&] {
+    state.counters["peakMB"] = vxbench::peakGrowth([] {}, [&] {
         vx::binaryBuffer out;
         vxWrite(graph, out);
     });
@@ -267,7 +237,7 @@ void BM_write_vx(benchmark::State& state) {
 void BM_write_boost(benchmark::State& state) {
     bgraph graph;
     boostGraph(graph);
-    state.counters["peakMB"] = peakGrowth([] {}, [&] { benchmark::DoNotOptimize(boostWrite(graph)); });
+    state.counters["peakMB"] = vxbench::peakGrowth([] {}, [&] { benchmark::DoNotOptimize(boostWrite(graph)); });
     std::size_t bytes = 0;
     for (auto _ : state)
         bytes = boostWrite(graph).size();
@@ -278,7 +248,7 @@ void BM_write_boost(benchmark::State& state) {
 void BM_read_vx(benchmark::State& state) {
     vx::binaryBuffer text;
     vxWrite(vxGraph(), text);
-    state.counters["peakMB"] = peakGrowth([] {}, [&] { benchmark::DoNotOptimize(vxRead(text)); });
+    state.counters["peakMB"] = vxbench::peakGrowth([] {}, [&] { benchmark::DoNotOptimize(vxRead(text)); });
     for (auto _ : state) {
         if (vxRead(text) != static_cast<std::size_t>(kObjects))
             state.SkipWithError("objects lost");
@@ -293,7 +263,7 @@ void BM_read_boost(benchmark::State& state) {
         boostGraph(graph);
         text = boostWrite(graph);
     }
-    state.counters["peakMB"] = peakGrowth([] {}, [&] { benchmark::DoNotOptimize(boostRead(text)); });
+    state.counters["peakMB"] = vxbench::peakGrowth([] {}, [&] { benchmark::DoNotOptimize(boostRead(text)); });
     for (auto _ : state) {
         if (boostRead(text) != static_cast<std::size_t>(kObjects))
             state.SkipWithError("objects lost");

@@ -28,9 +28,11 @@
 // Any file loads in bounded time and memory: an included file is known by its identity on disk
 // (links and ".." reach no file twice), includes nest at most kMaxIncludeDepth deep, and the
 // replace commands may not make the texts longer than kGrowthFactor times the file's characters
-// plus kGrowthAllowance. A file whose commands would cross that limit, or whose load runs out of
-// memory, fails to load as a file that cannot be read does (its lookups answer false), and
-// loadError() names the file and the line.
+// plus kGrowthAllowance, and a text joined from continued lines may not pass kMaxMessageLength
+// characters. A file that would cross one of these limits, or whose load runs out of memory,
+// fails to load as a file that cannot be read does (its lookups answer false), and loadError()
+// names the file and the line. The file is read in blocks and taken apart line by line as it
+// comes, so reading it costs a block and a line beside the texts it holds.
 //
 // getMessage reloads the object although it is const: one locFile must not be used from two
 // threads at once. The localisation manager calls it only under its lock.
@@ -56,6 +58,7 @@ public:
     static constexpr std::size_t kMaxIncludeDepth = 64;
     static constexpr std::size_t kGrowthFactor = 4;
     static constexpr std::size_t kGrowthAllowance = 1u << 20;
+    static constexpr std::size_t kMaxMessageLength = 1u << 20;
 
     locFile();
     // The file of that name (normalised as a file name is).
@@ -99,7 +102,7 @@ private:
     bool reload() const;
     bool load(includeScan& scan, bool followIncludes) const;
     bool loadContent(includeScan& scan, bool followIncludes) const;
-    void scanIncludes(const std::vector<string>& lines, includeScan& scan) const;
+    void followInclude(const string& line, std::shared_ptr<includeLink>& link, includeScan& scan) const;
     bool applyCommands(std::map<string, string>& messages, std::size_t budget) const;
     bool lookup(string key, locMessage& msg) const;
     void collectKeys(std::set<string>& out) const;

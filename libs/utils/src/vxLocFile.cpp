@@ -64,72 +64,138 @@ void trimLine(string& text) {
     trimTrailingBlanks(text);
 }
 
-// The whole file as bytes; false when it cannot be opened. A read error ends the file as its end
-// does.
-bool readBytes(const string& path, std::string& bytes) {
-    platform::fileHandle handle;
-    if (path.empty() || !handle.open(path, platform::fileHandle::openRead))
-        return false;
-    char block[65536];
-    for (;;) {
-        std::size_t got = 0;
-        if (!handle.read(block, sizeof block, got) || got == 0)
-            break;
-        bytes.append(block, got);
-        if (got < sizeof block)
-            break;
-    }
-    return true;
-}
+// The lines of a file as the line reader of the C runtime in text mode gives them, read block by
+// block: a UTF-16LE or UTF-8 byte-order mark decides the encoding, and without one the bytes
+// are text of the active code page; CR LF becomes LF. Each block is converted up to its last
+// whole character, so the text is the same as that of the whole file converted at once, while
+// only a block of bytes and a little more than a line of text are held. A read error ends the
+// file as its end does.
+class lineReader {
+public:
+    bool open(const string& path) { return !path.empty() && mHandle.open(path, platform::fileHandle::openRead); }
 
-// Text as the reader in text mode gives it: a UTF-16LE or UTF-8 byte-order mark decides the
-// encoding, and without one the bytes are text of the active code page. CR LF becomes LF.
-std::wstring decode(const std::string& bytes) {
-    const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
-    std::wstring text;
-    if (bytes.size() >= 2 && data[0] == 0xFF && data[1] == 0xFE)
-        unicode::appendFromUtf16Le(text, data + 2, bytes.size() - 2);
-    else if (bytes.size() >= 3 && data[0] == 0xEF && data[1] == 0xBB && data[2] == 0xBF)
-        unicode::appendFromUtf8(text, bytes.data() + 3, bytes.size() - 3);
-    else
-        text = platform::activeCodePageToWide(bytes.data(), bytes.size());
-    std::wstring::size_type out = 0;
-    for (std::wstring::size_type in = 0; in < text.size(); ++in) {
-        if (text[in] == L'\r' && in + 1 < text.size() && text[in + 1] == L'\n')
-            continue;
-        text[out++] = text[in];
-    }
-    text.resize(out);
-    return text;
-}
-
-// The lines as the line reader gives them, each prepared: at most 1023 characters up to and
-// including a line feed, cut at a null character; then trimmed (trimLine), tabs made blanks.
-// Empty lines are left out. The backslash that continues a value is left to the entry pass.
-// numbers receives the line of the file each comes from, counted from 1.
-std::vector<string> preparedLines(const std::wstring& text, std::vector<std::size_t>& numbers) {
-    std::vector<string> lines;
-    std::size_t pos = 0, number = 1;
-    while (pos < text.size()) {
-        const auto begin = text.begin() + static_cast<std::ptrdiff_t>(pos);
-        const auto limit = text.begin() + static_cast<std::ptrdiff_t>(std::min(text.size(), pos + kLineChunk));
-        auto end = std::find(begin, limit, L'\n');
-        if (end != limit)
-            ++end;
-        string line(std::wstring(begin, std::find(begin, end, L'\0')));
-        const std::size_t here = number;
-        if (*(end - 1) == L'\n')
-            ++number;
-        pos = static_cast<std::size_t>(end - text.begin());
-        trimLine(line);
-        line.replace(L'\t', L' ');
-        if (!line.empty()) {
-            lines.push_back(std::move(line));
-            numbers.push_back(here);
+    // The next line, prepared: at most 1023 characters up to and including a line feed, cut at
+    // a null character; then trimmed (trimLine), tabs made blanks. Empty lines are left out.
+    // The backslash that continues a value is left to the caller. number is the line of the
+    // file it comes from, counted from 1.
+    bool next(string& line, std::size_t& number) {
+        for (;;) {
+            fill();
+            if (mPos == mText.size())
+                return false;
+            const auto begin = mText.begin() + static_cast<std::ptrdiff_t>(mPos);
+            const auto limit = mText.begin() + static_cast<std::ptrdiff_t>(std::min(mText.size(), mPos + kLineChunk));
+            auto end = std::find(begin, limit, L'\n');
+            if (end != limit)
+                ++end;
+            line.assign(begin, std::find(begin, end, L'\0'));
+            number = mNumber;
+            if (*(end - 1) == L'\n')
+                ++mNumber;
+            mPos = static_cast<std::size_t>(end - mText.begin());
+            trimLine(line);
+            line.replace(L'\t', L' ');
+            if (!line.empty())
+                return true;
         }
     }
-    return lines;
-}
+
+    // The characters of the text read so far, after CR LF became LF.
+    std::size_t characters() const { return mCharacters; }
+
+private:
+    enum encoding { codePage, utf8, utf16Le };
+    static constexpr std::size_t kBlock = 65536;
+
+    // Makes a whole line piece (and the character behind it) available, or reaches the end.
+    void fill() {
+        while (!mEnded && mText.size() - mPos <= kLineChunk) {
+            mText.erase(0, mPos);
+            mPos = 0;
+            const std::size_t kept = mBytes.size();
+            mBytes.resize(kept + kBlock);
+            std::size_t got = 0;
+            if (!mHandle.read(&mBytes[kept], kBlock, got))
+                got = 0;
+            mBytes.resize(kept + got);
+            mEnded = got < kBlock;
+            if (mFirst) {
+                mFirst = false;
+                skipByteOrderMark();
+            }
+            convert();
+        }
+    }
+
+    void skipByteOrderMark() {
+        const auto* data = reinterpret_cast<const unsigned char*>(mBytes.data());
+        if (mBytes.size() >= 2 && data[0] == 0xFF && data[1] == 0xFE) {
+            mEncoding = utf16Le;
+            mBytes.erase(0, 2);
+        } else if (mBytes.size() >= 3 && data[0] == 0xEF && data[1] == 0xBB && data[2] == 0xBF) {
+            mEncoding = utf8;
+            mBytes.erase(0, 3);
+        }
+    }
+
+    // Converts the bytes up to the last whole character (all of them at the end of the file),
+    // and appends the text with CR LF made LF; a CR at the end waits for what follows it.
+    void convert() {
+        const auto* data = reinterpret_cast<const unsigned char*>(mBytes.data());
+        std::size_t whole = mBytes.size();
+        if (!mEnded)
+            whole = mEncoding == utf16Le ? unicode::utf16LeWholePrefix(data, whole)
+                    : mEncoding == utf8  ? unicode::utf8WholePrefix(mBytes.data(), whole)
+                                         : platform::activeCodePageWholePrefix(mBytes.data(), whole);
+        mWide.clear();
+        if (mEncoding == utf16Le)
+            unicode::appendFromUtf16Le(mWide, data, whole);
+        else if (mEncoding == utf8)
+            unicode::appendFromUtf8(mWide, mBytes.data(), whole);
+        else
+            platform::appendFromActiveCodePage(mWide, mBytes.data(), whole);
+        mBytes.erase(0, whole);
+        const std::size_t before = mText.size(), n = mWide.size();
+        std::size_t from = 0;
+        if (mHeldReturn && n > 0) {
+            if (mWide[0] != L'\n')
+                mText.push_back(L'\r');
+            mHeldReturn = false;
+        }
+        while (from < n) {
+            const std::size_t cr = mWide.find(L'\r', from);
+            if (cr == std::wstring::npos) {
+                mText.append(mWide, from, std::wstring::npos);
+                break;
+            }
+            mText.append(mWide, from, cr - from);
+            if (cr + 1 == n) {
+                mHeldReturn = true;
+                break;
+            }
+            if (mWide[cr + 1] != L'\n')
+                mText.push_back(L'\r');
+            from = cr + 1;
+        }
+        if (mEnded && mHeldReturn) {
+            mText.push_back(L'\r');
+            mHeldReturn = false;
+        }
+        mCharacters += mText.size() - before;
+    }
+
+    platform::fileHandle mHandle;
+    std::string mBytes;  // read and not yet converted
+    std::wstring mWide;  // the last block converted
+    std::wstring mText;  // converted; lines are taken from mPos on
+    std::size_t mPos = 0;
+    std::size_t mNumber = 1;
+    std::size_t mCharacters = 0;
+    encoding mEncoding = codePage;
+    bool mFirst = true;
+    bool mEnded = false;
+    bool mHeldReturn = false;
+};
 
 // The value part of a line: quoted, it loses its opening quote and ends at the last quote (the
 // end of the line when there is none); otherwise it ends before the last ';', without trailing
@@ -358,40 +424,32 @@ bool locFile::loadContent(includeScan& scan, bool followIncludes) const {
     // Noted before reading, so that a change made while the file is read shows at the next
     // lookup.
     fileTime(*this, mFileTime);
-    std::string bytes;
-    const bool opened = readBytes(fullName(), bytes);
+    lineReader reader;
+    const bool opened = reader.open(fullName());
     if (opened) {
-        std::vector<std::size_t> numbers;
-        std::vector<string> lines;
-        {
-            const std::wstring text = decode(bytes);
-            bytes = std::string();
-            mCharacters = text.size();
-            lines = preparedLines(text, numbers);
-        }
-
-        // First pass: the commands.
-        for (std::size_t i = 0; i < lines.size(); ++i) {
-            const string& line = lines[i];
-            const std::size_t mark = line.find(kCommandMark);
-            if (mark == string::npos)
-                continue;
-            string command(line.substr(mark + (sizeof kCommandMark / sizeof(wchar_t) - 1)));
-            trimTrailingBlanks(command);
-            if (!command.empty() && command.back() == L')')
-                command.pop_back();
-            mCommands.push_back(std::move(command));
-            mCommandLines.push_back(numbers[i]);
-        }
-
-        // Second pass: the entries.
-        string key, value;
+        // One pass over the lines: the commands are collected (they apply once all entries are
+        // read), the entries stored, the includes followed in their order.
+        string line, key, value;
+        std::size_t number = 0;
         bool pending = false; // a value that goes on in the next line
+        std::shared_ptr<includeLink> link;
         const auto store = [this](const string& k, string v) {
             insertLineFeeds(v);
             mMessages.emplace(k, std::move(v)); // the first definition wins
         };
-        for (string line : lines) {
+        while (reader.next(line, number)) {
+            const std::size_t mark = line.find(kCommandMark);
+            if (mark != string::npos) {
+                string command(line.substr(mark + (sizeof kCommandMark / sizeof(wchar_t) - 1)));
+                trimTrailingBlanks(command);
+                if (!command.empty() && command.back() == L')')
+                    command.pop_back();
+                mCommands.push_back(std::move(command));
+                mCommandLines.push_back(number);
+            }
+            if (followIncludes && line.find(kIncludeMark) != string::npos)
+                followInclude(line, link, scan);
+
             const bool continued = line.back() == L'\\';
             if (continued)
                 line.pop_back();
@@ -408,15 +466,18 @@ bool locFile::loadContent(includeScan& scan, bool followIncludes) const {
                 trimLeadingBlanks(rest);
                 value = valuePart(rest);
             }
+            if (value.size() > kMaxMessageLength) {
+                mLoadError = fullName() + L"(" + std::to_wstring(number) + L"): the text of " + key +
+                             L" would be longer than " + std::to_wstring(kMaxMessageLength) + L" characters";
+                return false;
+            }
             pending = continued;
             if (!pending)
                 store(key, value);
         }
         if (pending)
             store(key, value);
-
-        if (followIncludes)
-            scanIncludes(lines, scan);
+        mCharacters = reader.characters();
     }
 
     if (!applyCommands(mMessages, kGrowthFactor * mCharacters + kGrowthAllowance))
@@ -469,38 +530,36 @@ bool locFile::applyCommands(std::map<string, string>& messages, std::size_t budg
     return true;
 }
 
-void locFile::scanIncludes(const std::vector<string>& lines, includeScan& scan) const {
-    auto link = std::make_shared<includeLink>();
-    link->depth = mIncludedFrom ? mIncludedFrom->depth + 1 : 1;
+// The link of this file in the chain is made at its first include line and shared by all.
+void locFile::followInclude(const string& line, std::shared_ptr<includeLink>& link, includeScan& scan) const {
+    if (!link) {
+        link = std::make_shared<includeLink>();
+        link->depth = mIncludedFrom ? mIncludedFrom->depth + 1 : 1;
+        link->name = detail::foldedCase(fullName());
+        link->known = platform::fileIdentity(fullName(), link->id);
+        link->parent = mIncludedFrom;
+    }
     // Nested too deep: this file's includes are not followed.
     if (link->depth >= kMaxIncludeDepth)
         return;
-    link->name = detail::foldedCase(fullName());
-    link->known = platform::fileIdentity(fullName(), link->id);
-    link->parent = mIncludedFrom;
-    const string folder = path(0);
-    for (const string& line : lines) {
-        if (line.find(kIncludeMark) == string::npos)
-            continue;
-        string name(line.substr(0, line.rfind(L';')));
-        const std::size_t first = name.find_first_of(kIncludeMark);
-        name.erase(0, first == string::npos ? name.size() : std::min(name.size(), first + kIncludeLength));
-        trimLeadingBlanks(name);
-        trimTrailingBlanks(name);
-        if (name.empty())
-            continue;
-        const file candidate(folder, name);
-        if (!candidate.exists() || !candidate.isReadable())
-            continue;
-        // A file met before in this scan (by name, case ignored, or as the same file on disk)
-        // is not included again, so every cycle ends and no file is read twice.
-        if (!scan.meet(candidate.fullName()))
-            continue;
-        locFile include(candidate);
-        include.mIncludedFrom = link;
-        include.load(scan, true);
-        mIncludes.push_back(std::move(include));
-    }
+    string name(line.substr(0, line.rfind(L';')));
+    const std::size_t first = name.find_first_of(kIncludeMark);
+    name.erase(0, first == string::npos ? name.size() : std::min(name.size(), first + kIncludeLength));
+    trimLeadingBlanks(name);
+    trimTrailingBlanks(name);
+    if (name.empty())
+        return;
+    const file candidate(path(0), name);
+    if (!candidate.exists() || !candidate.isReadable())
+        return;
+    // A file met before in this scan (by name, case ignored, or as the same file on disk) is
+    // not included again, so every cycle ends and no file is read twice.
+    if (!scan.meet(candidate.fullName()))
+        return;
+    locFile include(candidate);
+    include.mIncludedFrom = link;
+    include.load(scan, true);
+    mIncludes.push_back(std::move(include));
 }
 
 void locFile::collectKeys(std::set<string>& out) const {
@@ -523,5 +582,6 @@ void locFile::keys(std::vector<string>& out) const {
 constexpr std::size_t locFile::kMaxIncludeDepth;
 constexpr std::size_t locFile::kGrowthFactor;
 constexpr std::size_t locFile::kGrowthAllowance;
+constexpr std::size_t locFile::kMaxMessageLength;
 
 } // namespace vx

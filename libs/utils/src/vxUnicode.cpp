@@ -138,6 +138,16 @@ std::uint32_t decodeUtf8At(const char* text, std::size_t length, std::size_t& ta
     return c;
 }
 
+std::size_t utf8WholePrefix(const char* text, std::size_t length) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+    // A lead byte never continues an earlier sequence, so a cut before one is always safe; only
+    // a lead among the last three bytes can begin a sequence that the end cuts.
+    for (std::size_t k = length < 3 ? length : 3; k > 0; --k)
+        if (static_cast<std::size_t>(infoOf(bytes[length - k]).length) > k)
+            return length - k;
+    return length;
+}
+
 wchar_t* writeFromUtf8(wchar_t* to, const char* text, std::size_t length) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(text);
     std::size_t i = 0;
@@ -219,6 +229,13 @@ void appendFromUtf16Le(std::wstring& out, const unsigned char* bytes, std::size_
     if (length % 2 != 0)
         *to++ = replacementCharacter;
     out.resize(start + static_cast<std::size_t>(to - first));
+}
+
+std::size_t utf16LeWholePrefix(const unsigned char* bytes, std::size_t length) {
+    std::size_t whole = length - length % 2;
+    if (whole >= 2 && isHighSurrogate(static_cast<std::uint32_t>(bytes[whole - 2]) | static_cast<std::uint32_t>(bytes[whole - 1]) << 8))
+        whole -= 2;
+    return whole;
 }
 
 } // namespace vx::unicode

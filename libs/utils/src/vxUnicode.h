@@ -27,6 +27,9 @@ wchar_t* writeFromUtf8(wchar_t* out, const char* text, std::size_t length);
 // The code point of the UTF-8 sequence at text, of which length (at least 1) bytes may be read,
 // as writeFromUtf8 decodes it: U+FFFD for a broken sequence. taken is the bytes it spans.
 std::uint32_t decodeUtf8At(const char* text, std::size_t length, std::size_t& taken);
+// The longest beginning of UTF-8 text that does not end inside a sequence: text decoded in
+// blocks cut there decodes as the whole does, whatever the bytes are.
+std::size_t utf8WholePrefix(const char* text, std::size_t length);
 // The bytes of the UTF-8 form of text, and that form written at out, which has room for them;
 // answers the position behind the bytes written.
 std::size_t utf8Length(const wchar_t* text, std::size_t length);
@@ -40,5 +43,8 @@ char* writeUtf16Le(char* out, const wchar_t* text, std::size_t length);
 // UTF-16 little-endian bytes to wide text: a surrogate pair gives one character, an unpaired
 // surrogate and an odd last byte give U+FFFD each.
 void appendFromUtf16Le(std::wstring& out, const unsigned char* bytes, std::size_t length);
+// The longest beginning of UTF-16LE bytes that ends on a whole unit and not between the two
+// units of a pair, as utf8WholePrefix for UTF-8.
+std::size_t utf16LeWholePrefix(const unsigned char* bytes, std::size_t length);
 
 } // namespace vx::unicode

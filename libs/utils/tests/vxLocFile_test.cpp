@@ -462,3 +462,54 @@ TEST(locFileBounds, aFileReachedAgainThroughALinkIsNotIncludedTwice) {
     EXPECT_EQ(lookUp(c, L"B"), L"b");
 }
 #endif
+
+// The file is read in blocks of 64 KiB: lines whose lengths differ put every kind of character,
+// and a CR of a CR LF, across a block's end somewhere in a file of a few hundred kilobytes.
+TEST(locFileBounds, aFileReadInBlocksGivesTheTextOfTheWhole) {
+    tempDir dir;
+    const int lines = 12000;
+    std::wstring text;
+    const auto value = [](int i) { return L"v" + std::wstring(static_cast<std::size_t>(i % 41), L'.') + L"\u00E9\u20AC\U0001F600"; };
+    for (int i = 0; i < lines; ++i) {
+        text += L"K" + std::to_wstring(i) + L" " + value(i) + (i % 2 ? L"\r\n" : L"\n");
+        if (i == lines / 2)
+            text += L"Long " + std::wstring(3000, L'x') + L"\n"; // pieces of 1023 characters
+    }
+    const std::pair<const char*, std::string> forms[] = {
+        {"utf8.loc", utf8(text)},
+        {"utf8bom.loc", "\xEF\xBB\xBF" + utf8(text)},
+        {"utf16.loc", "\xFF\xFE" + vxtest::utf16le(text)},
+    };
+    for (const auto& [name, bytes] : forms) {
+        const locFile f(dir.write(name, bytes).c_str());
+        int wrong = 0;
+        for (int i = 0; i < lines; ++i)
+            wrong += lookUp(f, (L"K" + std::to_wstring(i)).c_str()) != value(i);
+        EXPECT_EQ(wrong, 0) << name;
+        EXPECT_EQ(lookUp(f, L"Long"), std::wstring(1018, L'x')) << name;
+    }
+}
+
+// A text joined from continued lines may reach the limit, not pass it: the line that passes it
+// is named, and nothing more of the file is read.
+TEST(locFileBounds, aContinuedTextLongerThanTheLimitFailsTheLoad) {
+    tempDir dir;
+    for (const std::size_t last : {std::size_t{576}, std::size_t{577}}) {
+        std::string content = "M ";
+        const std::size_t whole = locFile::kMaxMessageLength / 1000;
+        for (std::size_t i = 0; i < whole; ++i)
+            content += std::string(1000, 'y') + "\\\n";
+        content += std::string(last, 'y') + "\n";
+        const std::wstring name = dir.write("m" + std::to_string(last) + ".loc", content);
+        const locFile f(name.c_str());
+        const auto found = lookUp(f, L"M");
+        if (whole * 1000 + last <= locFile::kMaxMessageLength) {
+            EXPECT_EQ(found, std::wstring(locFile::kMaxMessageLength, L'y'));
+        } else {
+            EXPECT_EQ(found, absent);
+            EXPECT_EQ(std::wstring(f.loadError()), name + L"(" + std::to_wstring(whole + 1) +
+                                                       L"): the text of M would be longer than " +
+                                                       std::to_wstring(locFile::kMaxMessageLength) + L" characters");
+        }
+    }
+}

@@ -11,7 +11,15 @@ namespace vx::platform {
 // on Windows). Units that are not characters, and byte sequences that are not valid, become
 // U+FFFD.
 std::string wideToActiveCodePage(const wchar_t* text, std::size_t length);
-std::wstring activeCodePageToWide(const char* text, std::size_t length);
+void appendFromActiveCodePage(std::wstring& out, const char* text, std::size_t length);
+inline std::wstring activeCodePageToWide(const char* text, std::size_t length) {
+    std::wstring out;
+    appendFromActiveCodePage(out, text, length);
+    return out;
+}
+// The longest beginning of text in the active code page that does not end inside a character,
+// so that text read in blocks converts, block by block, as the whole would.
+std::size_t activeCodePageWholePrefix(const char* text, std::size_t length);
 
 // The one case folding of every case-insensitive comparison of names and keys: the simple
 // upper-case mapping of Unicode (as Windows file systems compare names), the same in every

@@ -13,10 +13,12 @@ std::string wideToActiveCodePage(const wchar_t* text, std::size_t length) {
     return out;
 }
 
-std::wstring activeCodePageToWide(const char* text, std::size_t length) {
-    std::wstring out;
+void appendFromActiveCodePage(std::wstring& out, const char* text, std::size_t length) {
     unicode::appendFromUtf8(out, text, length);
-    return out;
+}
+
+std::size_t activeCodePageWholePrefix(const char* text, std::size_t length) {
+    return unicode::utf8WholePrefix(text, length);
 }
 
 wchar_t foldNonAsciiCase(wchar_t c) {

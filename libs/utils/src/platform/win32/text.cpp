@@ -39,18 +39,17 @@ std::string wideToActiveCodePage(const wchar_t* text, std::size_t length) {
     return out;
 }
 
-std::wstring activeCodePageToWide(const char* text, std::size_t length) {
-    std::wstring out;
+void appendFromActiveCodePage(std::wstring& out, const char* text, std::size_t length) {
     const UINT codePage = GetACP();
     if (codePage == CP_UTF8) {
         unicode::appendFromUtf8(out, text, length);
-        return out;
+        return;
     }
     while (length > 0) {
         // Single- and double-byte code pages: a piece ends before a lead byte that would be cut.
         std::size_t n = length < kPiece ? length : kPiece;
-        if (n < length && IsDBCSLeadByteEx(codePage, static_cast<BYTE>(text[n - 1])))
-            --n;
+        if (n < length)
+            n = activeCodePageWholePrefix(text, n);
         const int size = MultiByteToWideChar(codePage, 0, text, static_cast<int>(n), nullptr, 0);
         if (size > 0) {
             const std::size_t at = out.size();
@@ -60,7 +59,24 @@ std::wstring activeCodePageToWide(const char* text, std::size_t length) {
         text += n;
         length -= n;
     }
-    return out;
+}
+
+std::size_t activeCodePageWholePrefix(const char* text, std::size_t length) {
+    const UINT codePage = GetACP();
+    if (codePage == CP_UTF8)
+        return unicode::utf8WholePrefix(text, length);
+    CPINFO info;
+    if (!GetCPInfo(codePage, &info) || info.MaxCharSize < 2)
+        return length;
+    // A trail byte may look like a lead byte, so the pairs are followed from the start.
+    std::size_t i = 0;
+    while (i < length) {
+        const std::size_t width = IsDBCSLeadByteEx(codePage, static_cast<BYTE>(text[i])) ? 2 : 1;
+        if (i + width > length)
+            break;
+        i += width;
+    }
+    return i;
 }
 
 wchar_t foldNonAsciiCase(wchar_t c) {

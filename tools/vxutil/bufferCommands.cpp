@@ -172,9 +172,10 @@ int runGzipCopy(arguments args, bool compress) {
     const vx::file partial = vx::file::generateRandomFile(folder, L"tmp");
     interrupted = 0;
     const auto previous = std::signal(SIGINT, onInterrupt);
+    std::uint64_t ignored = 0;
     bool done = !partial.fullName().empty() &&
                 (compress ? source.gzCompressTo(partial, &progressBar::step, &bar)
-                          : source.gzUncompressTo(partial, &progressBar::step, &bar));
+                          : source.gzUncompressTo(partial, ignored, &progressBar::step, &bar));
     std::signal(SIGINT, previous);
     if (done && target.fsEntry::exists())
         done = target.remove();
@@ -187,6 +188,10 @@ int runGzipCopy(arguments args, bool compress) {
                           : "cannot be uncompressed (damaged or cut data, or the target cannot be written)");
         return 1;
     }
+    // As gzip -d: what follows the last member is left out, and the user is told.
+    if (ignored > 0)
+        std::fprintf(stderr, "vxutil: %s: decompression OK, %llu bytes after the gzip data ignored\n",
+                     vxutil::quoted(sourceName).c_str(), static_cast<unsigned long long>(ignored));
     printLine(targetName + vx::string::sformat(L"  %lu -> %lu bytes", source.size(), target.size()));
     return 0;
 }
@@ -246,7 +251,9 @@ const vxutil::registration registered{
      "[--force] [--progress] FILE.gz\n\n"
      "Writes the bytes that the gzip file holds to the name without .gz and prints that name\n"
      "with both sizes; FILE.gz stays. Several gzip members in a row are read one after the\n"
-     "other. An existing target is replaced only with --force; the progress bar is that of gzip.\n"
+     "other; bytes after the last member that start no new one are left out, and a notice on\n"
+     "standard error says how many, as gzip -d does. An existing target is replaced only with\n"
+     "--force; the progress bar is that of gzip.\n"
      "Exit status 1 when FILE.gz is missing or not gzip data, the target exists, or the data is\n"
      "damaged or cut short; no partial target is left then.",
      runGunzip},

@@ -134,6 +134,10 @@ public:
     // cut gzip data, a failed write and a cancel give false and leave the partial target; a
     // source that cannot be opened leaves target untouched. False when target is this file.
     bool gzUncompressTo(const file& target, bool (*progress)(double, void*) = nullptr, void* context = nullptr) const;
+    // As above; ignoredBytes receives the number of bytes after the last gzip member that are
+    // not gzip data and were left out (0 when there are none), so that a caller can say so.
+    bool gzUncompressTo(const file& target, std::uint64_t& ignoredBytes, bool (*progress)(double, void*) = nullptr,
+                        void* context = nullptr) const;
 
     // The four numbers of the version resource of an executable. This system's executables
     // have none: the answer is false and the arguments are not written.

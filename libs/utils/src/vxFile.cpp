@@ -375,6 +375,13 @@ bool file::gzCompressTo(const file& target, bool (*progress)(double, void*), voi
 }
 
 bool file::gzUncompressTo(const file& target, bool (*progress)(double, void*), void* context) const {
+    std::uint64_t ignored = 0;
+    return gzUncompressTo(target, ignored, progress, context);
+}
+
+bool file::gzUncompressTo(const file& target, std::uint64_t& ignoredBytes, bool (*progress)(double, void*),
+                          void* context) const {
+    ignoredBytes = 0;
     if (mName.empty() || target.mName.empty() || platform::sameFile(mName.text(), target.mName.text()))
         return false;
     // The source first: a source that cannot be opened must not cost the target its bytes.
@@ -399,6 +406,7 @@ bool file::gzUncompressTo(const file& target, bool (*progress)(double, void*), v
         if (progress && !progress(gzipProgress(written, total), context))
             return false;
     }
+    ignoredBytes = source.ignoredBytes();
     // Data cut short reads as a quiet end; zlib tells it at the close.
     const bool complete = source.close();
     return sink.close() && complete;

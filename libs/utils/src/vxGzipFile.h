@@ -38,6 +38,9 @@ public:
     int read(void* buffer, unsigned size);
     // True when all size bytes were taken.
     bool write(const void* data, unsigned size);
+    // After read has answered 0: the bytes after the last gzip member that were not gzip data
+    // and were left out (read to the end to count them); 0 for data that is not gzip at all.
+    std::uint64_t ignoredBytes();
     // Flushes and closes; false when anything could not be written or closed, and after reading
     // when the gzip data ended in the middle of a stream (zlib's reads end quietly there).
     bool close();

@@ -49,6 +49,7 @@ struct gzipFile::state {
     bool failed = false;       // damaged data or a read or write error
     bool cutShort = false;     // the data ended inside a gzip member
     bool fileEnded = false;    // the file has no more bytes
+    bool leftOut = false;      // a member ended and what followed was not another one
     unsigned char buffer[kChunk];
 
     ~state() {
@@ -210,13 +211,29 @@ int gzipFile::read(void* buffer, unsigned size) {
             if (s->gzipFollows())
                 inflateReset(&s->stream);
             else
-                s->atEnd = true;
+                s->atEnd = s->leftOut = true;
         } else if (result != Z_OK && result != Z_BUF_ERROR) {
             s->failed = true;
             return -1;
         }
     }
     return static_cast<int>(got);
+}
+
+std::uint64_t gzipFile::ignoredBytes() {
+    state* s = mpState.get();
+    if (!s || s->writing || !s->leftOut)
+        return 0;
+    std::uint64_t count = s->stream.avail_in;
+    s->stream.avail_in = 0;
+    while (!s->fileEnded) {
+        std::size_t done = 0;
+        if (!s->readSource(s->buffer, state::kChunk, done))
+            break;
+        s->fileEnded = done < state::kChunk;
+        count += done;
+    }
+    return count;
 }
 
 bool gzipFile::write(const void* data, unsigned size) {

@@ -703,6 +703,23 @@ TEST_F(fileTest, gzipProgressOfAFileWhose32BitSizeIsZeroIsComplete) {
     EXPECT_EQ(log.values, std::vector<double>{100});
 }
 
+// Bytes after the last member are left out and counted, across more than one read of the file.
+TEST_F(fileTest, gzipDataAfterTheLastMemberIsCounted) {
+    const std::string a = randomBytes(5000, 7);
+    write("a", a);
+    ASSERT_TRUE(at(L"a").gzCompressTo(at(L"a.gz")));
+    const std::string packed = read("a.gz");
+    write("tail.gz", packed + std::string(70000, 'x'));
+    write("plain.gz", "no gzip data");
+    const struct { const wchar_t* name; std::uint64_t ignored; } cases[] = {{L"a.gz", 0}, {L"tail.gz", 70000}, {L"plain.gz", 0}};
+    for (const auto& c : cases) {
+        std::uint64_t ignored = 99;
+        EXPECT_TRUE(at(c.name).gzUncompressTo(at(L"out"), ignored)) << c.name;
+        EXPECT_EQ(ignored, c.ignored) << c.name;
+    }
+    EXPECT_EQ(read("out"), "no gzip data");
+}
+
 TEST_F(fileTest, gzipFilesOfTheSystemsToolsReadBothWays) {
     if (!systemHas("gzip") || !systemHas("gunzip"))
         GTEST_SKIP() << "no gzip here";

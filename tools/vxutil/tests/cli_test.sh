@@ -630,6 +630,11 @@ if command -v gzip >/dev/null; then
     has "$buf/two  " gunzip "$buf/two.gz"
     buf_check "both members of a system gzip file" cmp -s "$buf/two" <(cat "$buf/man" "$buf/original")
 fi
+# Data after the last member is left out, and said so on standard error.
+{ cat "$buf/plan.txt.gz"; printf 'not gzip'; } >"$buf/tail.gz"
+invoke gunzip "$buf/tail.gz"
+if ((status == 0)) && [[ $(<"$scratch/err") == *"decompression OK, 8 bytes after the gzip data ignored" ]] &&
+    cmp -s "$buf/tail" "$buf/original"; then pass; else fail "trailing data [$(<"$scratch/err")]" gunzip tail.gz; fi
 # Damaged and foreign data leave no target behind.
 head -c 30000 "$buf/plan.txt.gz" >"$buf/cut.gz"
 fails 1 gunzip "$buf/cut.gz"

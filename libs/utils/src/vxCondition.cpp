@@ -683,8 +683,13 @@ private:
             auto members = std::make_unique<in<T>>();
             for (const vx::string& argument : arguments) {
                 T member{};
-                if (!fromText(member, argument))
+                if (!fromText(member, argument)) {
+                    // A lone member that does not convert is a single operand like any other:
+                    // no condition. With more members there is no object to add them to.
+                    if (arguments.size() == 1)
+                        return true;
                     invalidFormat();
+                }
                 members->insert(member);
             }
             result = std::move(members);

@@ -88,7 +88,8 @@ TEST(ConditionParse, TextsAndTheirOutcome) {
         {L"in<Int>(\"5\")", L"!condition::parse: invalid datatype Int"},
         {L"in<int>(\"1\",\"x\")", kFormat},
         {L"in<int>(\"x\",\"1\")", kFormat},
-        {L"in<int>(\"x\")", kFormat},
+        {L"in<int>(\"x\")", L"null"}, // a single operand that does not convert
+        {L"in<short>(\"40000\")", L"null"},
         // malformed texts
         {L"", kFormat},
         {L" \t\r\n", kFormat},

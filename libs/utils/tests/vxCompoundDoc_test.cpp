@@ -91,6 +91,12 @@ protected:
     static void add(compoundDocWriter& w, const char* name, std::string data) {
         w.write(name, data.data(), data.size());
     }
+    // A document of these blocks, completed by the writer's destructor.
+    void write(const char* name, std::initializer_list<std::pair<const char*, std::string>> blocks) const {
+        compoundDocWriter w(at(name));
+        for (const auto& [block, data] : blocks)
+            add(w, block, data);
+    }
 
     vxtest::tempDir dir;
 };
@@ -231,13 +237,7 @@ TEST_F(compoundDocTest, flushGivesACompleteFileAndLaterWritesExtendIt) {
     EXPECT_EQ(contents("d"), (blocks{{"large", large}, {"one", "1111"}, {"three", ""}, {"two", "22"}}));
 
     // The same bytes as the document written without a flush.
-    {
-        compoundDocWriter once(at("once"));
-        add(once, "one", "1111");
-        add(once, "two", "22");
-        add(once, "large", large);
-        add(once, "three", "");
-    }
+    write("once", {{"one", "1111"}, {"two", "22"}, {"large", large}, {"three", ""}});
     EXPECT_EQ(get("d"), get("once"));
 }
 
@@ -432,12 +432,7 @@ TEST_F(compoundDocTest, thumbnailFormatIsTheLowerCaseExtensionInUtf16) {
 }
 
 TEST_F(compoundDocTest, extractReadsTheKnownBlocks) {
-    {
-        compoundDocWriter w(at("d"));
-        add(w, "thumbnail", "T");
-        add(w, "productioninfo", "P");
-        add(w, "info", "");
-    }
+    write("d", {{"thumbnail", "T"}, {"productioninfo", "P"}, {"info", ""}});
     put("plain", "no document");
     const struct { bool (*extract)(const vx::file&, vx::binaryBuffer&); std::string content; } cases[] = {
         {&compoundDocUtils::extractThumbnail, "T"},
@@ -452,10 +447,7 @@ TEST_F(compoundDocTest, extractReadsTheKnownBlocks) {
         EXPECT_THROW(c.extract(at("plain"), out), vx::invalidFileFormatException);
         EXPECT_THROW(c.extract(at("missing"), out), vx::readFileException);
     }
-    {
-        compoundDocWriter w(at("bare"));
-        add(w, "other", "x");
-    }
+    write("bare", {{"other", "x"}});
     vx::binaryBuffer out;
     out.write("previous", 8);
     EXPECT_FALSE(compoundDocUtils::extractThumbnail(at("bare"), out));
@@ -470,10 +462,7 @@ TEST_F(compoundDocTest, extractReadsTheKnownBlocks) {
 #ifndef _WIN32
 TEST_F(compoundDocTest, readOnlyDirectoryRefusesAndKeepsTheExistingDocument) {
     dir.makeDirs("ro");
-    {
-        compoundDocWriter w(at("ro/d"));
-        add(w, "old", "keep me");
-    }
+    write("ro/d", {{"old", "keep me"}});
     const std::string before = get("ro/d");
     // The file itself may be written: only the directory is read-only.
     ::chmod((dir / "ro/d").c_str(), 0666);

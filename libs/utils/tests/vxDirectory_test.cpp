@@ -297,9 +297,8 @@ TEST(directoryTree, isEmptyRenameAndReadOnlyFiles) {
     tempTree root;
     root.makeFile("hidden/.h");
     root.makeFile("file/f");
-    root.makeDirs("sub/s");
-    root.makeDirs("none");
-    root.makeDirs("system");
+    for (const char* name : {"sub/s", "none", "system"})
+        root.makeDirs(name);
     makeSystemEntry(root, "system/fifo");
     // isEmpty overlooks hidden and system entries.
     for (const auto& [name, empty] : std::vector<std::pair<const char*, bool>>{

@@ -215,13 +215,11 @@ TEST(IntegerToText, DecimalWithWidthOrHexadecimalInFront) {
     std::memset(cells, 0x7F, sizeof cells);
     const int width = 3;
     std::memcpy(cells, &width, sizeof width);
-    EXPECT_TRUE((dtconvert<vx::string, int>(s, 5, convertWidth, cells)));
-    EXPECT_EQ(s, L"005");
+    EXPECT_TRUE((dtconvert<vx::string, int>(s, 5, convertWidth, cells)) && s == L"005") << vxtest::show(s);
     // Hexadecimal goes in front of the old text.
     s = L"xy";
     conversionArguments upper(kHexUpper);
-    EXPECT_TRUE((dtconvert<vx::string, int>(s, 255, convertBase, upper.cursor())));
-    EXPECT_EQ(s, L"FFxy");
+    EXPECT_TRUE((dtconvert<vx::string, int>(s, 255, convertBase, upper.cursor())) && s == L"FFxy") << vxtest::show(s);
 }
 
 // --- bool and text: written as 1 and 0, read as a number or the words true and false ------------------

@@ -224,10 +224,12 @@ TEST_F(compoundDocTest, flushGivesACompleteFileAndLaterWritesExtendIt) {
     w.flush(); // twice in a row writes the same dictionary at the same place
     EXPECT_EQ(contents("d"), (blocks{{"one", "1111"}}));
 
-    // A small block is gathered: the file still holds the flushed document. A large one goes to
-    // the file at once and overwrites the dictionary: until the next flush the file is no document.
+    // A small block is gathered: the file still holds the flushed document. A large one, from
+    // 64 KiB on, goes to the file at once and overwrites the dictionary: until the next flush the
+    // file is no document.
     add(w, "two", "22");
     EXPECT_EQ(contents("d"), (blocks{{"one", "1111"}}));
+    w.flush();
     const std::string large(65536, 'L');
     add(w, "large", large);
     EXPECT_EQ(thrown<vx::invalidFileFormatException>([&] { contents("d"); }).substr(0, 22),

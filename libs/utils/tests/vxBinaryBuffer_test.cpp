@@ -66,34 +66,7 @@ std::string referenceBase64(const std::string& bytes) {
     return text;
 }
 
-// Decoding as the rules state it: the values of the characters up to the first one outside the
-// alphabet, then each group of k of them (k from 2 to 4) gives k - 1 bytes.
-std::string referenceDecode(const std::string& text) {
-    const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::vector<std::uint32_t> values;
-    for (std::size_t i = 0; i < text.size() && alphabet.find(text[i]) != std::string::npos; ++i)
-        values.push_back(static_cast<std::uint32_t>(alphabet.find(text[i])));
-    std::string bytes;
-    for (std::size_t at = 0; at + 1 < values.size(); at += 4) {
-        const std::size_t k = std::min<std::size_t>(4, values.size() - at);
-        std::uint32_t group = 0;
-        for (std::size_t j = 0; j < 4; ++j)
-            group = group << 6 | (j < k ? values[at + j] : 0u);
-        for (std::size_t b = 0; b + 1 < k; ++b)
-            bytes += static_cast<char>(group >> (16 - 8 * b));
-    }
-    return bytes;
-}
-
 #ifndef _WIN32
-// The descriptors the process has open.
-std::size_t openDescriptors() {
-    std::size_t n = 0;
-    for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator("/proc/self/fd"))
-        ++n;
-    return n;
-}
-
 // Runs body in a restricted child process (see vxtest::inRestrictedChild) whose temporary
 // directory is tempDir.
 std::string inChild(const vx::directory& tempDir, rlim_t fileLimit, bool asNobody,
@@ -103,14 +76,10 @@ std::string inChild(const vx::directory& tempDir, rlim_t fileLimit, bool asNobod
         body(errors);
     });
 }
-#else
-// Windows keeps no list of open files to count here: the checks that count descriptors pass.
-std::size_t openDescriptors() {
-    return 0;
-}
 #endif
 
 using vxtest::check;
+using vxtest::openDescriptors;
 
 // Each test works in a fresh temporary directory, whose "tmp" is also the temporary directory of
 // the gzip codecs, so that what they leave behind can be seen.
@@ -135,7 +104,7 @@ protected:
 
 // --- construction, growth and room ------------------------------------------------------------------
 
-TEST(binaryBufferRoom, constructorsSetExactLengths) {
+TEST(binaryBufferRoom, constructorsAndGrowthSetExactLengths) {
     const binaryBuffer none(0), room(16);
     EXPECT_TRUE(none.data() == nullptr && none.physicalLength() == 0u);
     EXPECT_TRUE(room.data() != nullptr && room.logicalLength() == 0u && room.physicalLength() == 16u);
@@ -151,9 +120,8 @@ TEST(binaryBufferRoom, constructorsSetExactLengths) {
     EXPECT_TRUE(copy.physicalLength() == 3u && bytesOf(copy) == "xyz");
     const binaryBuffer emptyRoom(9), emptyCopy(emptyRoom);
     EXPECT_EQ(emptyCopy.data(), nullptr);
-}
 
-TEST(binaryBufferRoom, growthIsExactWithoutSlack) {
+    // Growth is exact, without slack.
     binaryBuffer b(16);
     b.write("12345", 5);
     EXPECT_EQ(b.physicalLength(), 16u);
@@ -199,16 +167,14 @@ TEST(binaryBufferRoom, assignmentGrowsOnlyWhenShortAndMovesTakeTheBlock) {
     binaryBuffer moved(std::move(small));
     EXPECT_TRUE(small.data() == nullptr && small.physicalLength() == 0u);
     EXPECT_EQ(bytesOf(moved), "0123456789");
-}
-
-TEST(binaryBufferRoom, equalityLooksAtTheContentOnly) {
+    // Equality looks at the content only.
     binaryBuffer roomy(64);
     roomy.write("abc", 3);
     EXPECT_TRUE(roomy == bufferOf("abc") && binaryBuffer(5) == binaryBuffer(0));
     EXPECT_FALSE(roomy == bufferOf("abd") || roomy == bufferOf("ab") || roomy == bufferOf(""));
 }
 
-TEST(binaryBufferRoom, writesFromInsideTheBufferSurviveItsGrowth) {
+TEST(binaryBufferRoom, writesFromInsideTheBufferSurviveItsGrowthAndUnlinkLeavesItEmpty) {
     binaryBuffer b = bufferOf("abcdef");
     b.write(b.data(), b.logicalLength());
     EXPECT_EQ(bytesOf(b), "abcdefabcdef");
@@ -218,15 +184,12 @@ TEST(binaryBufferRoom, writesFromInsideTheBufferSurviveItsGrowth) {
     b.write(nullptr, 5);
     b.writeAtStart(nullptr, 5);
     EXPECT_EQ(b.logicalLength(), 16u);
-}
-
-TEST(binaryBufferRoom, unlinkAndLogicalLength) {
-    binaryBuffer b(8);
+    // The logical length may only grow within the room.
+    b.clear();
     b.write("abc", 3);
-    EXPECT_FALSE(b.setLogicalLength(9));
+    EXPECT_FALSE(b.setLogicalLength(b.physicalLength() + 1));
     std::memcpy(b.data() + 3, "de", 2);
     EXPECT_TRUE(b.setLogicalLength(5));
-    EXPECT_EQ(bytesOf(b), "abcde");
     char* block = b.unlinkBuffer();
     EXPECT_EQ(std::string(block, 5), "abcde");
     std::free(block);
@@ -286,9 +249,6 @@ TEST(base64, encodesEveryLengthFromZeroToNineAndEveryByte) {
         std::string out;
         vx::base64_encode(reinterpret_cast<const unsigned char*>(text.data()), static_cast<unsigned>(n), out);
         EXPECT_EQ(out, expected[n]) << n;
-        std::string back;
-        vx::base64_decode(out, back);
-        EXPECT_EQ(back, text.substr(0, n));
     }
     std::string all;
     for (int i = 0; i < 256; ++i)
@@ -358,22 +318,18 @@ TEST(base64, agreesWithThePlainDefinitionAtEveryLengthAndEveryStop) {
             ASSERT_EQ(text, referenceBase64(bytes)) << n;
         }
     }
-    const std::string whole = [] {
-        std::string text;
-        const std::string bytes = randomBytes(54, 3);
-        vx::base64_encode(reinterpret_cast<const unsigned char*>(bytes.data()), 54, text);
-        return text;
-    }();
+    // A stop at character k leaves k whole characters of 6 bits: the first k * 6 / 8 bytes.
+    const std::string bytes = randomBytes(54, 3), whole = referenceBase64(bytes);
     for (const char stop : {'=', '\n', ' ', '*', '-', '\xC3', '\0'}) {
         for (std::size_t at = 0; at < whole.size(); ++at) {
             std::string text = whole;
             text[at] = stop;
             std::string out = "head:";
             vx::base64_decode(text, out);
-            ASSERT_EQ(out, "head:" + referenceDecode(text)) << at << " " << int(stop);
+            ASSERT_EQ(out, "head:" + bytes.substr(0, at * 3 / 4)) << at << " " << int(stop);
             binaryBuffer b = bufferOf(text); // decoded in place
             ASSERT_TRUE(b.base64Decode());
-            ASSERT_EQ(bytesOf(b), referenceDecode(text)) << at << " " << int(stop);
+            ASSERT_EQ(bytesOf(b), bytes.substr(0, at * 3 / 4)) << at << " " << int(stop);
         }
     }
 }
@@ -477,7 +433,7 @@ TEST(binaryBufferText, scramblingIsItsOwnInverseAndKeepsTheLength) {
 
 // --- files ------------------------------------------------------------------------------------------------
 
-TEST_F(bufferTest, readFromFileAppendsAfterOneExactGrowth) {
+TEST_F(bufferTest, readFromFileAppendsAfterOneExactGrowthAndCancelsBetweenBlocks) {
     write("f", "0123456789");
     binaryBuffer b = bufferOf("ab");
     ASSERT_TRUE(b.readFromFile(at("f")));
@@ -486,15 +442,14 @@ TEST_F(bufferTest, readFromFileAppendsAfterOneExactGrowth) {
     EXPECT_FALSE(kept.readFromFile(at("missing")) || kept.readFromFile(file(dir.windowsForm())) ||
                  kept.readFromFile(file()));
     EXPECT_TRUE(bytesOf(kept) == "x" && kept.physicalLength() == 1u);
-}
 
-TEST_F(bufferTest, readFromFileCancelKeepsTheBlocksReadAndClosesTheFile) {
+    // A cancel keeps the blocks read and closes the file.
     write("f", randomBytes(5000, 1));
     const std::size_t descriptors = openDescriptors();
     int calls = 0;
-    binaryBuffer b;
-    EXPECT_FALSE(b.readFromFile(at("f"), [&calls] { return ++calls == 3; }));
-    EXPECT_TRUE(calls == 3 && b.logicalLength() == 2048u && b.physicalLength() == 5000u);
+    binaryBuffer cancelled;
+    EXPECT_FALSE(cancelled.readFromFile(at("f"), [&calls] { return ++calls == 3; }));
+    EXPECT_TRUE(calls == 3 && cancelled.logicalLength() == 2048u && cancelled.physicalLength() == 5000u);
     EXPECT_EQ(openDescriptors(), descriptors);
     // A callback that never cancels is asked once per block.
     calls = 0;
@@ -610,11 +565,7 @@ TEST_F(bufferTest, gzUncompressGrowsTwofoldAndStopsAtTheLimit) {
     }
 }
 
-TEST_F(bufferTest, gzUncompressPassesPlainDataAndRefusesDamagedData) {
-    binaryBuffer plain = bufferOf("not gzip at all");
-    ASSERT_TRUE(plain.gzUncompress());
-    EXPECT_EQ(bytesOf(plain), "not gzip at all");
-
+TEST_F(bufferTest, gzUncompressRefusesDamagedData) {
     binaryBuffer packed = bufferOf(randomBytes(10000, 4));
     ASSERT_TRUE(packed.gzCompress());
     const std::string gzip = bytesOf(packed);

@@ -297,9 +297,8 @@ TEST(directoryTree, isEmptyRenameAndReadOnlyFiles) {
     tempTree root;
     root.makeFile("hidden/.h");
     root.makeFile("file/f");
-    root.makeDirs("sub/s");
-    root.makeDirs("none");
-    root.makeDirs("system");
+    for (const char* name : {"sub/s", "none", "system"})
+        root.makeDirs(name);
     makeSystemEntry(root, "system/fifo");
     // isEmpty overlooks hidden and system entries.
     for (const auto& [name, empty] : std::vector<std::pair<const char*, bool>>{
@@ -608,11 +607,7 @@ TEST(directoryBadInput, pathsLongerThanTheClassicLimitWork) {
 }
 
 TEST(directoryBadInput, deepTreesAreWalkedWholeAndLeaveNoDescriptorOpen) {
-#ifdef _WIN32
-    const auto openDescriptors = [] { return 0; }; // the find handle closes once the names are read
-#else
-    const auto openDescriptors = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
-#endif
+    using vxtest::openDescriptors; // on Windows the find handle closes once the names are read
     tempTree root;
     // Deeper than the number of levels that keep a descriptor, so the deepest are read by path.
     std::string path = "t";

@@ -112,10 +112,11 @@ template <class To>
 bool reads(const wchar_t* text, const To& want, bool ok = true) {
     return gives<To, vx::string>(vx::string(text), want, ok);
 }
-// Whether reading text as a To fails and leaves the target as it was.
+// Whether reading text as a To fails and leaves the target as it was (start, or before<To>()).
 template <class To>
-bool textFails(const wchar_t* text) {
-    return reads<To>(text, before<To>(), false);
+bool textFails(const wchar_t* text, const To& start = before<To>()) {
+    To to = start;
+    return !dtconvert<To, vx::string>(to, vx::string(text)) && to == start;
 }
 // The text of value with flags and argument cells, printed into an empty target.
 template <class From, class... Cells>
@@ -214,13 +215,11 @@ TEST(IntegerToText, DecimalWithWidthOrHexadecimalInFront) {
     std::memset(cells, 0x7F, sizeof cells);
     const int width = 3;
     std::memcpy(cells, &width, sizeof width);
-    EXPECT_TRUE((dtconvert<vx::string, int>(s, 5, convertWidth, cells)));
-    EXPECT_EQ(s, L"005");
+    EXPECT_TRUE((dtconvert<vx::string, int>(s, 5, convertWidth, cells)) && s == L"005") << vxtest::show(s);
     // Hexadecimal goes in front of the old text.
     s = L"xy";
     conversionArguments upper(kHexUpper);
-    EXPECT_TRUE((dtconvert<vx::string, int>(s, 255, convertBase, upper.cursor())));
-    EXPECT_EQ(s, L"FFxy");
+    EXPECT_TRUE((dtconvert<vx::string, int>(s, 255, convertBase, upper.cursor())) && s == L"FFxy") << vxtest::show(s);
 }
 
 // --- bool and text: written as 1 and 0, read as a number or the words true and false ------------------
@@ -417,6 +416,22 @@ TEST(ConversionManager, RegistrationLifecycle) {
     typeConverter<celsius, vx::string> empty(nullptr);
     EXPECT_TRUE(manager.hasConverter(typeid(vx::string), typeid(celsius)));
     EXPECT_EQ(text(), L"<false>");
+    manager.remove(&empty);
+
+    // Batches add and remove together; a converter listed twice is registered once.
+    vx::typeconvert::functionConverter<celsius, vx::string> toText(&celsiusToText);
+    vx::typeconvert::functionConverter<vx::string, celsius> fromText(&celsiusFromText);
+    vx::typeconvert::typeConverterBase* batch[] = {&toText, &fromText, nullptr, &toText};
+    manager.add(batch, 4);
+    EXPECT_TRUE(manager.hasConverter(typeid(vx::string), typeid(celsius)));
+    EXPECT_TRUE(manager.hasConverter(typeid(celsius), typeid(vx::string)));
+    manager.remove(&toText);
+    EXPECT_FALSE(manager.hasConverter(typeid(vx::string), typeid(celsius)));
+    manager.remove(batch, 4);
+    EXPECT_FALSE(manager.hasConverter(typeid(celsius), typeid(vx::string)));
+    manager.add(batch, 0);
+    manager.add(nullptr, 3);
+    EXPECT_FALSE(manager.hasConverter(typeid(celsius), typeid(vx::string)));
 }
 
 TEST(ConversionManager, ReadersConvertWhileWritersRegister) {
@@ -500,9 +515,6 @@ TEST(ValueTypeText, EveryPairRegisteredAndRoundTrips) {
 
 TEST(ValueTypeText, TextThatDoesNotReadLeavesTheTarget) {
     const vx::date d(2000, 1, 1);
-    const vx::time t(1, 2, 3, 4);
-    const vx::version v(9, 9, 9, 9);
-    const vx::rgbColor c(9, 9, 9);
     expectRows({
         reads<vx::date>(L"2024/2/30", vx::date(2024, 2, 29)),
         reads<vx::timestamp>(L"2023-02-03 01:02:03:004", vx::timestamp(vx::date(2023, 2, 3), vx::time(1, 2, 3, 4))),
@@ -511,24 +523,14 @@ TEST(ValueTypeText, TextThatDoesNotReadLeavesTheTarget) {
         textFails<vx::rgbColor>(L"99999999999"),
         textFails<vx::version>(L"1..2"),
         textFails<vx::guid>(L"not a guid"),
-        reads<vx::guid>(L"0", vx::guid()),
+        reads<vx::guid>(L"0", vx::guid()), textFails(L"2024-02-29", d), textFails(L"x", vx::time(1, 2, 3, 4)),
+        textFails(L"a.b", vx::version(9, 9, 9, 9)), textFails(L"", vx::rgbColor(9, 9, 9)),
     });
     vx::file keptFile(L"c:\\kept.txt");
     vx::directory keptDir(L"c:\\kept");
     const vx::string fileName = keptFile.fullName(), dirName = keptDir.fullName();
-    EXPECT_FALSE(dtconvert(keptFile, vx::string()));
-    EXPECT_FALSE(dtconvert(keptDir, vx::string()));
-    EXPECT_EQ(keptFile.fullName(), fileName);
-    EXPECT_EQ(keptDir.fullName(), dirName);
-    vx::date keptDate = d;
-    vx::time keptTime = t;
-    vx::version keptVersion = v;
-    vx::rgbColor keptColor = c;
-    EXPECT_FALSE(dtconvert(keptDate, vx::string(L"2024-02-29")));
-    EXPECT_FALSE(dtconvert(keptTime, vx::string(L"x")));
-    EXPECT_FALSE(dtconvert(keptVersion, vx::string(L"a.b")));
-    EXPECT_FALSE(dtconvert(keptColor, vx::string(L"")));
-    EXPECT_TRUE(keptDate == d && keptTime == t && keptVersion == v && keptColor == c);
+    EXPECT_FALSE(dtconvert(keptFile, vx::string()) || dtconvert(keptDir, vx::string()));
+    EXPECT_TRUE(keptFile.fullName() == fileName && keptDir.fullName() == dirName);
     // Between two value types the way leads through text: a time's text reads as the number of
     // its hour; a guid's text is no date.
     int hour = 0;
@@ -538,24 +540,6 @@ TEST(ValueTypeText, TextThatDoesNotReadLeavesTheTarget) {
     const vx::guid g;
     EXPECT_FALSE(convertRaw(typeid(vx::date), &target, typeid(vx::guid), &g));
     EXPECT_EQ(target, d);
-}
-
-TEST(ConversionManager, BatchesAddAndRemoveTogether) {
-    auto& manager = typeConversionManager::instance();
-    vx::typeconvert::functionConverter<celsius, vx::string> toText(&celsiusToText);
-    vx::typeconvert::functionConverter<vx::string, celsius> fromText(&celsiusFromText);
-    vx::typeconvert::typeConverterBase* batch[] = {&toText, &fromText, nullptr, &toText};
-    EXPECT_FALSE(manager.hasConverter(typeid(vx::string), typeid(celsius)));
-    manager.add(batch, 4);
-    EXPECT_TRUE(manager.hasConverter(typeid(vx::string), typeid(celsius)));
-    EXPECT_TRUE(manager.hasConverter(typeid(celsius), typeid(vx::string)));
-    manager.remove(&toText); // registered once, so one removal takes it out
-    EXPECT_FALSE(manager.hasConverter(typeid(vx::string), typeid(celsius)));
-    manager.remove(batch, 4);
-    EXPECT_FALSE(manager.hasConverter(typeid(celsius), typeid(vx::string)));
-    manager.add(batch, 0);
-    manager.add(nullptr, 3);
-    EXPECT_FALSE(manager.hasConverter(typeid(celsius), typeid(vx::string)));
 }
 
 // A removal waits for the conversions that may use the removed converter, but not for the one
@@ -578,14 +562,11 @@ TEST(ConversionManager, ConverterRemovesItselfWhileConverting) {
 }
 
 TEST(UiNumbers, ExpressionsReadAndFormat) {
-    double value = 7;
-    EXPECT_TRUE(vx::typeconvert::uiStringToDouble(value, L"2*3"));
-    EXPECT_EQ(value, 6);
-    EXPECT_TRUE(vx::typeconvert::uiStringToDouble(value, L"1,5 + 1.5"));
-    EXPECT_EQ(value, 3);
-    EXPECT_FALSE(vx::typeconvert::uiStringToDouble(value, L"1 000"));
-    EXPECT_FALSE(vx::typeconvert::uiStringToDouble(value, L"1/0"));
-    EXPECT_EQ(value, 3);
+    for (const auto& [text, ok, expected] : {std::tuple<const wchar_t*, bool, double>{L"2*3", true, 6},
+                                              {L"1,5 + 1.5", true, 3}, {L"1 000", false, 7}, {L"1/0", false, 7}}) {
+        double value = 7;
+        EXPECT_TRUE(vx::typeconvert::uiStringToDouble(value, text) == ok && value == expected) << text;
+    }
     struct intRow { const wchar_t* text; bool ok; long value; };
     const intRow ints[] = {
         {L"2.5", true, 3},        {L"-2.5", true, -3},         {L"7/2", true, 4},

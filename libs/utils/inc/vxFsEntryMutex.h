@@ -57,7 +57,9 @@ public:
     // The careful lock: true once this object has made the lock file itself (at once when it
     // already holds one it made); false when another holder's lock file was still there after
     // timeoutMs milliseconds (0 tries once, infinite waits without end). It never removes a lock
-    // file it did not make: after false, do not call release(). A lock file that cannot be made
+    // file it did not make: after false the object does not hold the lock (even after a lock()
+    // that counted another's file as held), so its destructor leaves the file alone; do not call
+    // release(), which removes whatever lock file is there. A lock file that cannot be made
     // for another reason (a missing folder, no right to write there) throws
     // unexpectedErrorException "Error creating lockfile <path> (<system error>)!".
     bool tryLock(unsigned int timeoutMs);

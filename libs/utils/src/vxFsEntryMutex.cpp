@@ -123,8 +123,14 @@ bool fsEntryMutex::tryLock(unsigned int timeoutMs) {
         const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(
                                 std::chrono::steady_clock::now() - start)
                                 .count();
-        if (timeoutMs != infinite && waited >= static_cast<long long>(timeoutMs))
+        if (timeoutMs != infinite && waited >= static_cast<long long>(timeoutMs)) {
+            // A lock() before may have counted another holder's file as held: this answer says
+            // the object does not hold it, so neither release nor the destructor may remove it.
+            const detail::mutexHold lock(mp->guard);
+            if (mp->handle == record::assumed)
+                mp->handle = record::none;
             return false;
+        }
         const long long left = timeoutMs == infinite ? kPollMs : static_cast<long long>(timeoutMs) - waited;
         sleep(static_cast<unsigned int>(left < kPollMs ? left : kPollMs));
     }

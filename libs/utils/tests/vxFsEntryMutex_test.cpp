@@ -127,6 +127,13 @@ TEST(fsEntryMutex, lockAndRelease) {
     EXPECT_TRUE(dir.has("a.txt$$lock$$")) << "a failed tryLock leaves the holder's file";
     EXPECT_TRUE(other.lock());
     EXPECT_TRUE(other.isHeld());
+    {
+        vx::fsEntryMutex third(a);
+        EXPECT_TRUE(third.lock());
+        EXPECT_FALSE(third.tryLock(0));
+        EXPECT_FALSE(third.isHeld()) << "a failed tryLock gives up what lock() counted as held";
+    }
+    EXPECT_TRUE(dir.has("a.txt$$lock$$")) << "so its destructor leaves the holder's file";
     other.release();
     EXPECT_FALSE(dir.has("a.txt$$lock$$"));
     holder.release(); // the file is gone already: no error

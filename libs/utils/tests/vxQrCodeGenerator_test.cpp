@@ -162,7 +162,7 @@ TEST(qrCodeGenerator, bitmapsReadBack) {
 TEST(qrCodeGenerator, svgReadsBack) {
     tempDir dir;
     for (const auto& text : kTexts)
-        for (const Ecc level : {Ecc::LOW, Ecc::HIGH}) {
+        for (const Ecc level : {Ecc::LOW, Ecc::MEDIUM, Ecc::QUARTILE, Ecc::HIGH}) {
             vx::qrCodeGenerator qr(text);
             qr.setErrorCorrection(level);
             const int size = qr.getSize();
@@ -178,7 +178,7 @@ TEST(qrCodeGenerator, svgReadsBack) {
                                 " --page-width " + std::to_string(page) + " --page-height " + std::to_string(page) +
                                 " --left 16 --top 16 -o '" + (dir / "q.png") + "' '" + (dir / "q.svg") + "'",
                             ignored));
-            EXPECT_EQ(decoded(dir / "q.png"), utf8(text)) << utf8(text);
+            EXPECT_EQ(decoded(dir / "q.png"), utf8(text)) << utf8(text) << ", level " << static_cast<int>(level);
         }
 }
 

@@ -220,4 +220,32 @@ TEST(undoManager, traces) {
     EXPECT_EQ(home.lines(1), expected);
 }
 
+// Each operation traces through its own logger, at trace level: switching one logger on shows
+// that operation's lines alone.
+TEST(undoManager, tracesByLogger) {
+    const struct {
+        const char* logger;
+        const char* level;
+        std::vector<std::string> lines;
+    } rows[] = {
+        {"vx.undoManager.startTransaction", "trace",
+         {"Start new transaction", "Start new transaction", "Start new nested transaction"}},
+        {"vx.undoManager.commitTransaction", "trace",
+         {"Current transaction not available for commit.", "Commit as undo operation.",
+          "Call commit for nested transaction."}},
+        {"vx.undoManager.rollbackTransaction", "trace",
+         {"Current transaction not available for rollback.", "Call rollback for current transaction."}},
+        {"vx.undoManager", "debug", {}},
+    };
+    for (const auto& r : rows) {
+        vxtest::logHome home(vxtest::logConfig("enabled=\"true\" level=\"none\"",
+                                               std::string("<") + r.logger + " enabled=\"true\" level=\"" + r.level +
+                                                   "\"/>",
+                                               "format=\"%m\""));
+        document doc;
+        play(doc, "C R i0a S S C R");
+        EXPECT_EQ(home.lines(1), r.lines) << r.logger;
+    }
+}
+
 } // namespace

@@ -267,7 +267,8 @@ date date::fromTimer(std::int64_t seconds) {
 date date::fromTm(const std::tm* tm) {
     if (!tm || tm->tm_year < -1900 || tm->tm_mon < 0 || tm->tm_mday < 0)
         throw false;
-    return date(static_cast<unsigned>(tm->tm_year + 1900), static_cast<unsigned>(tm->tm_mon + 1),
+    // In unsigned arithmetic: the largest fields cannot overflow, and the constructor clamps them.
+    return date(static_cast<unsigned>(tm->tm_year) + 1900u, static_cast<unsigned>(tm->tm_mon) + 1u,
                 static_cast<unsigned>(tm->tm_mday));
 }
 

@@ -5,6 +5,7 @@
 #include <vxTime.h>
 #include <vxTypeConversion.h>
 
+#include <climits>
 #include <cstdint>
 #include <vector>
 
@@ -289,6 +290,10 @@ TEST(Date, TextAndTm) {
     EXPECT_TRUE(tm.tm_year == 124 && tm.tm_mon == 1 && tm.tm_mday == 29);
     EXPECT_EQ(tm.tm_hour, 7); // other fields stay
     EXPECT_EQ(date::fromTm(&tm), date(2024, 2, 29));
+    tm.tm_mon = tm.tm_mday = INT_MAX;
+    EXPECT_EQ(date::fromTm(&tm), date(2024, 12, 31));
+    tm.tm_year = INT_MAX;
+    EXPECT_EQ(date::fromTm(&tm), date(65535, 1, 1));
     expectThrowsFalse([] { date(2024, 1, 1).toTm(nullptr); }, "toTm(null)");
     expectThrowsFalse([] { date::fromTm(nullptr); }, "fromTm(null)");
     vxtest::scopedEnvironment zone("TZ", "UTC");

@@ -60,6 +60,9 @@ TEST(TimeStamp, Arithmetic) {
         {at(2024, 1, 4, 1, 0, 0), make_shared<vx::timeduration>(-1, 2, 13, 0, 0, 0), true, at(2024, 1, 1, 12, 0, 0)},
         {timestamp(date(2023, 2, 3), vtime::midnight()), make_shared<vx::seconds>(0), true, at(2023, 2, 4, 0, 0, 0)},
         {at(2024, 1, 1, 0, 0, 0, 100), make_shared<vx::mseconds>(200), false, at(2023, 12, 31, 23, 59, 59, 900)},
+        // The largest day count plus a day passed stops at the last date, not a day after the start.
+        {at(2024, 1, 1, 23, 0, 0), make_shared<vx::timeduration>(vx::timeduration(1, 2000000000L, 1, 0, 0, 0) * 3.0),
+         true, at(65535, 12, 31, 2, 0, 0)},
     };
     for (const row& r : rows) {
         const timestamp moved = r.add ? r.start + *r.step : r.start - *r.step;

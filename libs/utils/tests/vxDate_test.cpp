@@ -128,6 +128,8 @@ TEST(Date, Neighbours) {
         {wed.nextYearStart(), date(2025, 1, 1)},            {wed.nextYearEnd(), date(2024, 12, 31)},
         {wed.prevYearStart(), date(2024, 1, 1)},            {wed.prevYearEnd(), date(2023, 12, 31)},
         {date(65535, 3, 1).nextYearStart(), date(65535, 1, 1)}, {date(0, 3, 1).prevYearEnd(), date(0, 1, 1)},
+        {date(2024, 0, 5).nextWeekday(date::friday), date(2023, 12, 8)}, // month 0: December before
+        {date(2024, 3, 0).prevWeekday(date::thursday), date(2024, 2, 22)},
     };
     for (const auto& [got, expected] : rows)
         EXPECT_EQ(got, expected) << show(expected);

@@ -290,15 +290,11 @@ int runTime(arguments args) {
     }
     if (action == L"stamp") {
         expectCount(args, 1, 1);
-        try {
-            printLine(vx::timestamp::fromString(args[0], L" ", L"/", L":").toString());
-        } catch (bool) {
-            try {
-                printLine(vx::timestamp::fromString(args[0], L" ", L"-", L":").toString());
-            } catch (bool) {
-                throw usageError("not a timestamp (DATE [TIME]): " + quoted(args[0]));
-            }
-        }
+        // The library's text form: "/" in the date, and failing that "-".
+        vx::timestamp stamp;
+        if (!vx::typeconvert::dtconvert(stamp, args[0]))
+            throw usageError("not a timestamp (DATE [TIME]): " + quoted(args[0]));
+        printLine(stamp.toString());
         return 0;
     }
     throw usageError("unknown action " + quoted(action));

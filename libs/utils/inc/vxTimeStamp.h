@@ -61,7 +61,7 @@ public:
     bool toTimer(std::int64_t* seconds) const;
     // All fields of tm; throws false for a null pointer.
     void toTm(std::tm* tm) const;
-    // This local time in UTC.
+    // This local time in UTC. Throws false when that falls before year 0.
     timestamp asUTC() const;
     // t minus t.asUTC().
     static timeduration offsetLocalToUTC(const timestamp& t);

@@ -170,14 +170,27 @@ unsigned date::thisDayOfYear() { return today().dayOfYear(); }
 
 // --- neighbours ----------------------------------------------------------------------------------
 
+namespace {
+
+// The weekday from the day number (day 0, 1970-01-01, was a Thursday), so that a date with month 0
+// has one too.
+int weekdayOfSerial(std::int64_t serial) {
+    const std::int64_t shifted = serial + 3;
+    return static_cast<int>(shifted - detail::floorDiv(shifted, 7) * 7);
+}
+
+} // namespace
+
 date date::nextWeekday(eWeekday weekday) const {
-    const int ahead = (static_cast<int>(weekday) - static_cast<int>(dayOfWeek()) + 7) % 7;
-    return dateOfSerial(serialOf(*this) + (ahead == 0 ? 7 : ahead));
+    const std::int64_t serial = serialOf(*this);
+    const int ahead = (static_cast<int>(weekday) - weekdayOfSerial(serial) + 7) % 7;
+    return dateOfSerial(serial + (ahead == 0 ? 7 : ahead));
 }
 
 date date::prevWeekday(eWeekday weekday) const {
-    const int back = (static_cast<int>(dayOfWeek()) - static_cast<int>(weekday) + 7) % 7;
-    return dateOfSerial(serialOf(*this) - (back == 0 ? 7 : back));
+    const std::int64_t serial = serialOf(*this);
+    const int back = (weekdayOfSerial(serial) - static_cast<int>(weekday) + 7) % 7;
+    return dateOfSerial(serial - (back == 0 ? 7 : back));
 }
 
 date date::nextYearStart() const { return date(year() + 1, 1, 1); }
@@ -267,7 +280,8 @@ date date::fromTimer(std::int64_t seconds) {
 date date::fromTm(const std::tm* tm) {
     if (!tm || tm->tm_year < -1900 || tm->tm_mon < 0 || tm->tm_mday < 0)
         throw false;
-    return date(static_cast<unsigned>(tm->tm_year + 1900), static_cast<unsigned>(tm->tm_mon + 1),
+    // In unsigned arithmetic: the largest fields cannot overflow, and the constructor clamps them.
+    return date(static_cast<unsigned>(tm->tm_year) + 1900u, static_cast<unsigned>(tm->tm_mon) + 1u,
                 static_cast<unsigned>(tm->tm_mday));
 }
 

@@ -252,6 +252,16 @@ std::int64_t carry(std::int64_t& value, std::int64_t unit) {
     return quotient;
 }
 
+// a + b held at the 64-bit limits: where 64-bit long arguments would overflow, the day count
+// has long passed its own limit, where it stops anyway.
+std::int64_t addHeld(std::int64_t a, std::int64_t b) {
+    if (b > 0 && a > std::numeric_limits<std::int64_t>::max() - b)
+        return std::numeric_limits<std::int64_t>::max();
+    if (b < 0 && a < std::numeric_limits<std::int64_t>::min() - b)
+        return std::numeric_limits<std::int64_t>::min();
+    return a + b;
+}
+
 std::uint32_t clamp32(std::int64_t value) {
     return value > static_cast<std::int64_t>(std::numeric_limits<std::uint32_t>::max())
                ? std::numeric_limits<std::uint32_t>::max()
@@ -262,14 +272,14 @@ std::uint32_t clamp32(std::int64_t value) {
 
 void timeduration::setDuration64(int sign, std::int64_t days, std::int64_t hours, std::int64_t minutes,
                                  std::int64_t seconds, std::int64_t mseconds) {
-    seconds += carry(mseconds, 1000);
-    minutes += carry(seconds, 60);
-    hours += carry(minutes, 60);
-    days += carry(hours, 24);
+    seconds = addHeld(seconds, carry(mseconds, 1000));
+    minutes = addHeld(minutes, carry(seconds, 60));
+    hours = addHeld(hours, carry(minutes, 60));
+    days = addHeld(days, carry(hours, 24));
     int effective = sign;
     if (days < 0) {
         effective = -effective;
-        days = -days;
+        days = days == std::numeric_limits<std::int64_t>::min() ? std::numeric_limits<std::int64_t>::max() : -days;
     }
     mDays = clamp32(days);
     mHours = static_cast<std::uint32_t>(hours);

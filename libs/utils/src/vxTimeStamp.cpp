@@ -50,7 +50,10 @@ void timestamp::move(const time_duration& d, int direction) {
         d.addToTime(mTime, &overflow);
     else
         d.subtractFromTime(mTime, &overflow);
-    const std::uint32_t total = overflow + d.nDays();
+    // In 64 bits, so that a day count near its limit plus the days passed does not wrap round to
+    // a few days; days() stops at the range of dates.
+    const std::uint64_t sum = static_cast<std::uint64_t>(overflow) + d.nDays();
+    const std::uint32_t total = sum > 0xFFFFFFFFu ? 0xFFFFFFFFu : static_cast<std::uint32_t>(sum);
     if (direction * d.sign() > 0)
         mDate += days(total);
     else

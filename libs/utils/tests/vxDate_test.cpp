@@ -5,6 +5,7 @@
 #include <vxTime.h>
 #include <vxTypeConversion.h>
 
+#include <climits>
 #include <cstdint>
 #include <vector>
 
@@ -127,6 +128,8 @@ TEST(Date, Neighbours) {
         {wed.nextYearStart(), date(2025, 1, 1)},            {wed.nextYearEnd(), date(2024, 12, 31)},
         {wed.prevYearStart(), date(2024, 1, 1)},            {wed.prevYearEnd(), date(2023, 12, 31)},
         {date(65535, 3, 1).nextYearStart(), date(65535, 1, 1)}, {date(0, 3, 1).prevYearEnd(), date(0, 1, 1)},
+        {date(2024, 0, 5).nextWeekday(date::friday), date(2023, 12, 8)}, // month 0: December before
+        {date(2024, 3, 0).prevWeekday(date::thursday), date(2024, 2, 22)},
     };
     for (const auto& [got, expected] : rows)
         EXPECT_EQ(got, expected) << show(expected);
@@ -289,6 +292,10 @@ TEST(Date, TextAndTm) {
     EXPECT_TRUE(tm.tm_year == 124 && tm.tm_mon == 1 && tm.tm_mday == 29);
     EXPECT_EQ(tm.tm_hour, 7); // other fields stay
     EXPECT_EQ(date::fromTm(&tm), date(2024, 2, 29));
+    tm.tm_mon = tm.tm_mday = INT_MAX;
+    EXPECT_EQ(date::fromTm(&tm), date(2024, 12, 31));
+    tm.tm_year = INT_MAX;
+    EXPECT_EQ(date::fromTm(&tm), date(65535, 1, 1));
     expectThrowsFalse([] { date(2024, 1, 1).toTm(nullptr); }, "toTm(null)");
     expectThrowsFalse([] { date::fromTm(nullptr); }, "fromTm(null)");
     vxtest::scopedEnvironment zone("TZ", "UTC");

@@ -60,6 +60,9 @@ TEST(TimeStamp, Arithmetic) {
         {at(2024, 1, 4, 1, 0, 0), make_shared<vx::timeduration>(-1, 2, 13, 0, 0, 0), true, at(2024, 1, 1, 12, 0, 0)},
         {timestamp(date(2023, 2, 3), vtime::midnight()), make_shared<vx::seconds>(0), true, at(2023, 2, 4, 0, 0, 0)},
         {at(2024, 1, 1, 0, 0, 0, 100), make_shared<vx::mseconds>(200), false, at(2023, 12, 31, 23, 59, 59, 900)},
+        // The largest day count plus a day passed stops at the last date, not a day after the start.
+        {at(2024, 1, 1, 23, 0, 0), make_shared<vx::timeduration>(vx::timeduration(1, 2000000000L, 1, 0, 0, 0) * 3.0),
+         true, at(65535, 12, 31, 2, 0, 0)},
     };
     for (const row& r : rows) {
         const timestamp moved = r.add ? r.start + *r.step : r.start - *r.step;
@@ -92,6 +95,11 @@ TEST(TimeStamp, LocalTimeAndZones) {
         EXPECT_FALSE(at(2024, 2, 29, 12, 0, 0).toTimer(nullptr));
         EXPECT_EQ(at(2024, 2, 29, 12, 0, 0).asUTC(), at(2024, 2, 29, 12, 0, 0));
         EXPECT_EQ(timestamp::currentOffsetLocalToUTC(), 0);
+#ifndef _WIN32 // the runtime of Windows converts no time before 1970
+        // The second before 1970 is -1, which is no failure.
+        EXPECT_TRUE(at(1969, 12, 31, 23, 59, 59).toTimer(&seconds) && seconds == -1);
+        EXPECT_EQ(at(1969, 12, 31, 23, 59, 59).asUTC(), at(1969, 12, 31, 23, 59, 59));
+#endif
     }
     {
         vxtest::scopedEnvironment zone("TZ", "VXT-3");
@@ -101,6 +109,9 @@ TEST(TimeStamp, LocalTimeAndZones) {
         EXPECT_EQ(at(2024, 1, 1, 1, 0, 0).asUTC(), at(2023, 12, 31, 22, 0, 0));
         EXPECT_EQ(timestamp::offsetLocalToUTC(at(2024, 1, 1, 1, 0, 0)).nallhours(), 3);
         EXPECT_EQ(timestamp::currentOffsetLocalToUTC(), 3);
+#ifndef _WIN32
+        expectThrowsFalse([] { at(0, 1, 1, 1, 0, 0).asUTC(); }, "UTC before year 0");
+#endif
     }
     {
         vxtest::scopedEnvironment zone("TZ", "EST5");

@@ -3,6 +3,7 @@
 #include <vxTime.h>
 #include <vxTypeConversion.h>
 
+#include <limits>
 #include <memory>
 
 namespace {
@@ -114,6 +115,11 @@ TEST(TimeDuration, SetDurationNormalisesFloored) {
     };
     for (const row& r : rows)
         expectSpan(timeduration(r.sign, r.d, r.h, r.m, r.s, r.ms), r.expected, "setDuration");
+    if (sizeof(long) == 8) { // the largest 64-bit arguments: no overflow, the day count stops at its limit
+        const long most = std::numeric_limits<long>::max(), least = std::numeric_limits<long>::min();
+        expectSpan(timeduration(1, most, most, most, most, most), {1, 0xFFFFFFFFu, 7, 7, 7, 807}, "largest");
+        expectSpan(timeduration(1, least, 0, 0, 0, 0), {-1, 0xFFFFFFFFu, 0, 0, 0, 0}, "least days");
+    }
 }
 
 TEST(TimeDuration, ScalingSumsAndTotals) {

@@ -72,9 +72,14 @@ bool toUniversalTime(std::int64_t seconds, std::tm& out) {
 
 bool fromLocalTime(std::tm& local, std::int64_t& seconds) {
     ::tzset();
+    // -1 is also the second before 1970 in UTC: mktime writes the weekday only when it succeeds.
+    const int weekday = local.tm_wday;
+    local.tm_wday = -1;
     const time_t t = ::mktime(&local);
-    if (t == static_cast<time_t>(-1))
+    if (t == static_cast<time_t>(-1) && local.tm_wday == -1) {
+        local.tm_wday = weekday;
         return false;
+    }
     seconds = static_cast<std::int64_t>(t);
     return true;
 }

@@ -128,14 +128,13 @@ private:
     }
 
     void skipByteOrderMark() {
-        const auto* data = reinterpret_cast<const unsigned char*>(mBytes.data());
-        if (mBytes.size() >= 2 && data[0] == 0xFF && data[1] == 0xFE) {
-            mEncoding = utf16Le;
-            mBytes.erase(0, 2);
-        } else if (mBytes.size() >= 3 && data[0] == 0xEF && data[1] == 0xBB && data[2] == 0xBF) {
-            mEncoding = utf8;
-            mBytes.erase(0, 3);
-        }
+        std::size_t length = 0;
+        const unicode::byteOrderMark mark =
+            unicode::markAt(reinterpret_cast<const unsigned char*>(mBytes.data()), mBytes.size(), length);
+        mEncoding = mark == unicode::byteOrderMark::utf16Le ? utf16Le
+                    : mark == unicode::byteOrderMark::utf8  ? utf8
+                                                            : codePage;
+        mBytes.erase(0, length);
     }
 
     // Converts the bytes up to the last whole character (all of them at the end of the file),

@@ -47,4 +47,20 @@ void appendFromUtf16Le(std::wstring& out, const unsigned char* bytes, std::size_
 // units of a pair, as utf8WholePrefix for UTF-8.
 std::size_t utf16LeWholePrefix(const unsigned char* bytes, std::size_t length);
 
+// The byte-order mark at the start of bytes, if any, and its length in bytes: EF BB BF for
+// UTF-8 and FF FE for UTF-16LE, the two marks the library's text files may carry.
+enum class byteOrderMark { none, utf8, utf16Le };
+inline byteOrderMark markAt(const unsigned char* bytes, std::size_t length, std::size_t& markLength) {
+    if (length >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF) {
+        markLength = 3;
+        return byteOrderMark::utf8;
+    }
+    if (length >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE) {
+        markLength = 2;
+        return byteOrderMark::utf16Le;
+    }
+    markLength = 0;
+    return byteOrderMark::none;
+}
+
 } // namespace vx::unicode

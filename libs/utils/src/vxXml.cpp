@@ -1050,12 +1050,14 @@ void xmlDocument::load(const char* data, std::uint64_t size, bool keepWhitespace
     };
     std::wstring text;
     try {
-        if (n >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF) {
+        std::size_t markLength = 0;
+        const unicode::byteOrderMark mark = unicode::markAt(bytes, n, markLength);
+        if (mark == unicode::byteOrderMark::utf8) {
             if (n < 4)
                 throw false;
-            fromUtf8(data + 3, n - 3);
-        } else if (n >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE) {
-            unicode::appendFromUtf16Le(text, bytes + 2, n - 2);
+            fromUtf8(data + markLength, n - markLength);
+        } else if (mark == unicode::byteOrderMark::utf16Le) {
+            unicode::appendFromUtf16Le(text, bytes + markLength, n - markLength);
         } else {
             std::string name = declaredEncoding(bytes, n);
             for (char& c : name)

@@ -21,12 +21,11 @@ bool hasLineBreak(const std::wstring& name) { return name.find_first_of(L"\r\n")
 std::wstring decodeFile(const std::string& bytes) {
     std::wstring text;
     const auto* b = reinterpret_cast<const unsigned char*>(bytes.data());
-    if (bytes.size() >= 2 && b[0] == 0xFF && b[1] == 0xFE)
-        unicode::appendFromUtf16Le(text, b + 2, bytes.size() - 2);
-    else if (bytes.size() >= 3 && b[0] == 0xEF && b[1] == 0xBB && b[2] == 0xBF)
-        unicode::appendFromUtf8(text, bytes.data() + 3, bytes.size() - 3);
+    std::size_t mark = 0;
+    if (unicode::markAt(b, bytes.size(), mark) == unicode::byteOrderMark::utf16Le)
+        unicode::appendFromUtf16Le(text, b + mark, bytes.size() - mark);
     else
-        unicode::appendFromUtf8(text, bytes.data(), bytes.size());
+        unicode::appendFromUtf8(text, bytes.data() + mark, bytes.size() - mark);
     return text;
 }
 

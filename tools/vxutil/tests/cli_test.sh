@@ -30,21 +30,28 @@ fail() {
 }
 
 # Runs vxutil; its output lands in $scratch/out and $scratch/err, its status in $status.
-# Wine, very rarely, fails to start a program at all (status 127, which vxutil never answers
-# here, and no output); such a run is made once more, with standard input from its start when
-# that is a file (a pipe is consumed, so its cases feed files through `fed`).
+# Wine, very rarely, fails to start a program at all or ends it before it runs: status 127 with
+# no output, or a failure with no output and nothing on standard error (seen once as status 1
+# from `format`, which cannot fail silently). Such a run is made once more, with standard input
+# from its start when that is a file (a pipe is consumed, so its cases feed files through `fed`).
+# A command that fails silently by design (`match`, `which`, ...) then just runs twice.
 invoke() {
     "${vxutil[@]}" "$@" >"$scratch/out" 2>"$scratch/err"
     status=$?
-    if ((windows && status == 127)) && [[ ! -s $scratch/out ]]; then
-        printf 'note: Wine did not start vxutil%s (%s); once more\n' "$(printf ' [%s]' "$@")" \
-            "$(head -c 300 "$scratch/err")"
+    if ((windows && status != 0)) && [[ ! -s $scratch/out ]] &&
+        { ((status == 127)) || [[ ! -s $scratch/err ]]; }; then
+        local first=$status firstErr
+        firstErr=$(head -c 300 "$scratch/err")
         if [[ -f /dev/stdin ]]; then
             "${vxutil[@]}" "$@" </dev/stdin >"$scratch/out" 2>"$scratch/err"
         else
             "${vxutil[@]}" "$@" >"$scratch/out" 2>"$scratch/err"
         fi
         status=$?
+        if ((status != first)); then
+            printf 'note: under Wine vxutil%s first gave status %s and no output (%s), then %s\n' \
+                "$(printf ' [%s]' "$@")" "$first" "$firstErr" "$status"
+        fi
     fi
 }
 

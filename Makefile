@@ -92,9 +92,10 @@ tsan: deps
 
 sanitize: asan tsan
 
+# The table the benchmarks end with also replaces the one in bench/README.md.
 bench: deps
 	$(call build_preset,release)
-	cmake --build --preset release --target run-benchmarks
+	VX_BENCH_README=$(CURDIR)/bench/README.md cmake --build --preset release --target run-benchmarks
 
 fuzz: deps-fuzz
 	$(call build_preset,fuzz)

@@ -1,8 +1,12 @@
 #include "vxFormat.h"
 
+#include "detail/decimal.h"
+#include "platform/numericLocale.h"
 #include "vxUnicode.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -210,9 +214,48 @@ char* appendDecimal(char* out, long value) {
     return out;
 }
 
+// The most common conversions without flags or width are written directly: a decimal integer
+// without precision, and a %f of a double of moderate size and precision (std::to_chars gives the
+// digits printf gives, exactly rounded; the point is the one printf would use). Answers false,
+// having read nothing, for every other conversion.
+bool putPlainNumber(sink& out, const conversionSpec& spec, va_list* args) {
+    if (spec.left || spec.plus || spec.space || spec.alternate || spec.zero || spec.width >= 0)
+        return false;
+    if ((spec.conversion == L'd' || spec.conversion == L'i' || spec.conversion == L'u') && spec.precision < 0) {
+        wchar_t digits[3 * sizeof(long long) + 2];
+        wchar_t* const end = digits + sizeof digits / sizeof digits[0];
+        const wchar_t* const first = spec.conversion == L'u' ? detail::writeDecimal(end, readUnsigned(spec, args))
+                                                              : detail::writeDecimal(end, readSigned(spec, args));
+        out.put(first, static_cast<std::size_t>(end - first));
+        return true;
+    }
+    constexpr int kMaxPlainPrecision = 17;
+    if (spec.conversion != L'f' || spec.length == lengthModifier::L || spec.precision > kMaxPlainPrecision)
+        return false;
+    va_list peek;
+    va_copy(peek, *args);
+    const double value = va_arg(peek, double);
+    va_end(peek);
+    const char point = platform::currentDecimalPoint();
+    // At most 17 digits before the point and kMaxPlainPrecision behind it; a point that is no
+    // ASCII character goes through the decoder below.
+    if (!(std::fabs(value) < 1e17) || point == 0 || static_cast<unsigned char>(point) >= 0x80)
+        return false;
+    (void)va_arg(*args, double);
+    char text[64];
+    const int precision = spec.precision < 0 ? 6 : static_cast<int>(spec.precision);
+    const std::to_chars_result written =
+        std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, precision);
+    for (const char* c = text; c != written.ptr; ++c)
+        out.put(static_cast<wchar_t>(*c == '.' ? point : *c));
+    return true;
+}
+
 // Numbers go through the C library's narrow snprintf; the result is ASCII apart from a locale's
 // decimal point, and only that case goes through the UTF-8 decoder.
 void putNumber(sink& out, const conversionSpec& spec, va_list* args) {
+    if (putPlainNumber(out, spec, args))
+        return;
     char narrowFormat[48];
     char* f = narrowFormat;
     *f++ = '%';

@@ -3,10 +3,14 @@
 
 #include <climits>
 #include <clocale>
+#include <cmath>
 #include <cstdarg>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <ostream>
 #include <random>
+#include <vector>
 
 namespace vx {
 // Readable failure messages: print as text, not as a container of units.
@@ -390,4 +394,51 @@ TEST(CaseFolding, OneFoldingForNamesAndKeysInEveryLocale) {
         }
     }
     std::setlocale(LC_ALL, previous.c_str());
+}
+
+// Plain %d, %u and %f are written without the C library; what comes out must stay what printf
+// gives, at every size, sign and precision, and around the sizes where the direct way stops.
+TEST(StringFormat, PlainNumbersAsPrintfWritesThem) {
+    std::mt19937_64 generator(7);
+    const auto printf = [](const char* fmt, auto... values) {
+        char narrow[512];
+        std::snprintf(narrow, sizeof narrow, fmt, values...);
+        return string(std::wstring(narrow, narrow + std::strlen(narrow)));
+    };
+    std::vector<double> values = {0.0, -0.0, 0.5, 0.125, 2.5, -2.675, 1e-7, 0.1, 99.995, 1e17, -1e17,
+                                  99999999999999984.0, 1e17 - 16, 1e300, 5e-324};
+    for (int i = 0; i < 2000; ++i) {
+        const double magnitude = std::pow(10.0, static_cast<double>(generator() % 40) - 20);
+        values.push_back(std::ldexp(static_cast<double>(generator() >> 11), -53) * magnitude *
+                         (generator() % 2 ? 1 : -1));
+    }
+    for (const double v : values) {
+        for (const int precision : {0, 1, 2, 6, 17, 18}) {
+            ASSERT_EQ(string::sformat(L"%.*f", precision, v), printf("%.*f", precision, v)) << v;
+            ASSERT_EQ(string::sformat(L"%.*lf", precision, v), printf("%.*f", precision, v)) << v;
+        }
+        ASSERT_EQ(string::sformat(L"%f", v), printf("%f", v)) << v;
+    }
+    for (const long long n : {0LL, 7LL, -7LL, 1LL << 40, LLONG_MAX, LLONG_MIN}) {
+        EXPECT_EQ(string::sformat(L"%lld|%lli|%llu", n, n, n), printf("%lld|%lli|%llu", n, n, n));
+        EXPECT_EQ(string::sformat(L"%d|%i|%u", static_cast<int>(n), static_cast<int>(n), static_cast<unsigned>(n)),
+                  printf("%d|%i|%u", static_cast<int>(n), static_cast<int>(n), static_cast<unsigned>(n)));
+    }
+}
+
+// Wide text becomes UTF-8 a block of units at a time where the units are ASCII; a character of
+// every length, and a pair on 16-bit systems, must come out whole wherever it falls in a block.
+TEST(StringMultiByte, Utf8OfEveryCharacterLengthAtEveryPosition) {
+    const struct { const wchar_t* wide; const char* utf8; } characters[] = {
+        {L"\u00e9", "\xc3\xa9"}, {L"\u20ac", "\xe2\x82\xac"}, {L"\U0001F600", "\xf0\x9f\x98\x80"},
+    };
+    const std::string ascii = "abcdefghijklmnopqrstuvwxyz0123456789";
+    for (const auto& c : characters) {
+        for (std::size_t before = 0; before < 20; ++before) {
+            const std::string utf8 = ascii.substr(0, before) + c.utf8 + ascii.substr(before, 17);
+            const std::wstring wide = std::wstring(ascii.begin(), ascii.begin() + before) + c.wide +
+                                      std::wstring(ascii.begin() + before, ascii.begin() + before + 17);
+            ASSERT_EQ(vx::string(wide).getMBCS(), utf8) << before;
+        }
+    }
 }

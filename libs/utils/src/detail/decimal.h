@@ -6,14 +6,14 @@
 
 namespace vx::detail {
 
+// The digits of value written so that they end at end, a minus sign in front of a negative one;
+// answers where they start. end must have room for 3 * sizeof(Integer) + 2 characters before it.
 // The digits are written by hand: std::to_wstring goes through swprintf, which sets up a wide
 // stream for every number (a log line asks for three).
 template <class Integer,
           class = std::enable_if_t<std::is_integral_v<Integer> && !std::is_same_v<Integer, bool>>>
-std::wstring decimal(Integer value) {
+wchar_t* writeDecimal(wchar_t* end, Integer value) {
     using magnitudeType = std::make_unsigned_t<Integer>;
-    wchar_t digits[3 * sizeof(Integer) + 2];
-    wchar_t* const end = digits + sizeof digits / sizeof digits[0];
     wchar_t* first = end;
     // Negated in the unsigned type, so the most negative value has its magnitude too.
     magnitudeType magnitude = value < 0 ? static_cast<magnitudeType>(magnitudeType(0) - static_cast<magnitudeType>(value))
@@ -24,7 +24,15 @@ std::wstring decimal(Integer value) {
     } while (magnitude != 0);
     if (value < 0)
         *--first = L'-';
-    return std::wstring(first, end);
+    return first;
+}
+
+template <class Integer,
+          class = std::enable_if_t<std::is_integral_v<Integer> && !std::is_same_v<Integer, bool>>>
+std::wstring decimal(Integer value) {
+    wchar_t digits[3 * sizeof(Integer) + 2];
+    wchar_t* const end = digits + sizeof digits / sizeof digits[0];
+    return std::wstring(writeDecimal(end, value), end);
 }
 
 // Appends value as "%0*u" writes it: at least width digits, zeros in front.

@@ -22,4 +22,8 @@ private:
 // The decimal separator of the user's locale, at most 16 characters; "." if it is unknown.
 std::wstring systemDecimalSeparator();
 
+// The decimal point the C library's number formatting uses on the calling thread now (the
+// LC_NUMERIC of its locale); 0 when that is not a single byte.
+char currentDecimalPoint();
+
 } // namespace vx::platform

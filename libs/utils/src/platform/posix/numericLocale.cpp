@@ -54,4 +54,12 @@ std::wstring systemDecimalSeparator() {
     return separator;
 }
 
+char currentDecimalPoint() {
+    const locale_t current = ::uselocale(static_cast<locale_t>(0));
+    // nl_langinfo_l takes no LC_GLOBAL_LOCALE: a thread without a locale of its own reads the
+    // global one.
+    const char* point = current == LC_GLOBAL_LOCALE ? ::nl_langinfo(RADIXCHAR) : ::nl_langinfo_l(RADIXCHAR, current);
+    return point && point[0] != 0 && point[1] == 0 ? point[0] : 0;
+}
+
 } // namespace vx::platform

@@ -56,4 +56,11 @@ std::wstring systemDecimalSeparator() {
     return separator;
 }
 
+char currentDecimalPoint() {
+    // With a per-thread locale (scopedNumericLocale) the C runtime answers for the calling thread.
+    const std::lconv* conventions = std::localeconv();
+    const char* point = conventions ? conventions->decimal_point : nullptr;
+    return point && point[0] != 0 && point[1] == 0 ? point[0] : 0;
+}
+
 } // namespace vx::platform

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -22,7 +23,9 @@ struct compoundDocRecord {
 
     vx::file mFile;
     platform::fileHandle mStream;
-    std::map<std::string, std::pair<std::uint64_t, std::uint64_t>> mDictionary;
+    // By name, in the order the dictionary is written, and looked up without a copy of the name.
+    // A map rather than a hash table: a forged file cannot make its lookups slow.
+    std::map<std::string, std::pair<std::uint64_t, std::uint64_t>, std::less<>> mDictionary;
     std::uint64_t mPosition = 0;
     bool mAtPosition = true; // whether the handle stands where the next bytes go to the file
 
@@ -152,8 +155,10 @@ void readDictionary(compoundDocRecord& r) {
             throw invalidFileFormatException(r.mFile);
         if (!source.take(name, static_cast<std::size_t>(nameLength)) || !source.take(field, 16))
             throw invalidFileFormatException(r.mFile);
-        r.mDictionary.emplace(std::string(name, static_cast<std::size_t>(nameLength)),
-                              std::make_pair(getLittleEndian64(field), getLittleEndian64(field + 8)));
+        // A dictionary is written in order, so each entry goes in at the end without a search; a
+        // file in any other order still gives the same map.
+        r.mDictionary.emplace_hint(r.mDictionary.end(), std::string(name, static_cast<std::size_t>(nameLength)),
+                                   std::make_pair(getLittleEndian64(field), getLittleEndian64(field + 8)));
     }
 }
 
@@ -302,7 +307,10 @@ void compoundDocWriter::write(const char* name, void* data, std::uint64_t n) {
     compoundDocRecord& r = *mpRecord;
     if (!r.mStream.isOpen())
         create();
-    if (r.mDictionary.count(name) != 0)
+    // One search: where the name would stand tells whether it is there, and is where it goes.
+    const std::string_view key(name);
+    const auto place = r.mDictionary.lower_bound(key);
+    if (place != r.mDictionary.end() && place->first == key)
         throw unexpectedErrorException(L"compoundDocWriter::write: datablock %s already existing",
                                        nameForMessage(name).c_str());
     // Small blocks are gathered and sent together, as a buffered stream does: a failure shows at
@@ -330,12 +338,13 @@ void compoundDocWriter::write(const char* name, void* data, std::uint64_t n) {
             throw writeFileException(r.mFile);
         }
     }
-    r.mDictionary.emplace(name, std::make_pair(start, start + n));
+    // Nothing left the dictionary since the search: sendPending takes names out only when it fails.
+    r.mDictionary.emplace_hint(place, key, std::make_pair(start, start + n));
     r.mPosition = start + n;
 }
 
 bool compoundDocWriter::has(const char* name) {
-    return name && mpRecord->mDictionary.count(name) != 0;
+    return name && mpRecord->mDictionary.count(std::string_view(name)) != 0;
 }
 
 void compoundDocWriter::flush() {
@@ -398,13 +407,13 @@ bool compoundDocReader::isValid() const {
 }
 
 bool compoundDocReader::has(const char* name) {
-    return name && mpRecord->mDictionary.count(name) != 0;
+    return name && mpRecord->mDictionary.count(std::string_view(name)) != 0;
 }
 
 std::uint64_t compoundDocReader::length(const char* name) {
     if (!name)
         return 0;
-    const auto it = mpRecord->mDictionary.find(name);
+    const auto it = mpRecord->mDictionary.find(std::string_view(name));
     if (it == mpRecord->mDictionary.end() || it->second.second < it->second.first)
         return 0;
     return it->second.second - it->second.first;
@@ -414,7 +423,7 @@ bool compoundDocReader::read(const char* name, binaryBuffer& out) {
     compoundDocRecord& r = *mpRecord;
     if (!name)
         return false;
-    const auto it = r.mDictionary.find(name);
+    const auto it = r.mDictionary.find(std::string_view(name));
     if (it == r.mDictionary.end())
         return false;
     const std::uint64_t start = it->second.first, end = it->second.second;

@@ -12,7 +12,7 @@
 //
 // Two levels of lock: a holder's own recursive spin lock guards its writes and its copies (so a
 // write of a multi-word value cannot tear another thread's copy of it), and the handle's
-// pointer pair is read and swapped under the process-wide lock of sharedPtr. An old holder is
+// pointer pair is read and swapped under the lock sharedPtr takes for it. An old holder is
 // destroyed after that lock is dropped.
 #pragma once
 

@@ -1,9 +1,11 @@
 // sharedPtr: shared ownership of objects that know nothing of counting.
 //
 // A sharedPtr keeps the object pointer and a pointer to a separately allocated counter. Every
-// copy takes one process-wide spin lock for the two-word read, so one sharedPtr variable may be
-// read (copied) by one thread while another assigns it. Releases, deletion included, always run
-// after the lock is dropped, so a destructor that copies a sharedPtr is safe.
+// copy takes a spin lock for the two-word read, so one sharedPtr variable may be read (copied) by
+// one thread while another assigns it. The variable's address chooses the lock among a few, so
+// threads working on different variables seldom meet; sharedPtrLocker holds them all. Releases,
+// deletion included, always run after the lock is dropped, so a destructor that copies a
+// sharedPtr is safe.
 #pragma once
 
 #include "vxAssert.h"
@@ -25,8 +27,9 @@ struct VX_API shptr {
     static void releaseCounter(unsigned long volatile* counter);
 };
 
-// Scope guard on the process-wide lock of sharedPtr copies. It is not recursive: taking it a
-// second time on the same thread is an assertion (and so is copying a sharedPtr under it).
+// Scope guard on the locks of sharedPtr copies: while it is held, no sharedPtr is copied or
+// assigned by any thread. It is not recursive: taking it a second time on the same thread is an
+// assertion (and so is copying a sharedPtr under it).
 // Copying or assigning a guard does nothing: a copy holds nothing and releases nothing.
 class VX_API sharedPtrLocker {
 public:
@@ -54,10 +57,24 @@ namespace detail {
 
 using sharedCounter = unsigned long volatile*;
 
+// Holds the lock of one sharedPtr variable (chosen by its address), or the locks of two in a
+// fixed order, while their pairs are read or changed.
+class VX_API sharedPairLock {
+public:
+    explicit sharedPairLock(const void* variable);
+    sharedPairLock(const void* first, const void* second);
+    ~sharedPairLock();
+    sharedPairLock(const sharedPairLock&) = delete;
+    sharedPairLock& operator=(const sharedPairLock&) = delete;
+
+private:
+    unsigned mFirst, mSecond; // mSecond == mFirst when one lock is held
+};
+
 // Reads a pointer pair under the lock and counts the new reference.
 template <class P>
 void sharedTake(P* const& srcP, const sharedCounter& srcCount, P*& p, sharedCounter& count) {
-    sharedPtrLocker lock;
+    sharedPairLock lock(&srcP);
     p = srcP;
     count = srcCount;
     if (p)
@@ -79,7 +96,7 @@ void sharedDrop(P* p, sharedCounter count) {
 template <class Deleter, class P>
 void sharedReplace(P*& p, sharedCounter& count, P* newP, sharedCounter newCount) {
     {
-        sharedPtrLocker lock;
+        sharedPairLock lock(&p);
         std::swap(p, newP);
         std::swap(count, newCount);
     }
@@ -94,7 +111,7 @@ void sharedAssign(P*& p, sharedCounter& count, S* const& srcP, const sharedCount
     P* oldP;
     sharedCounter oldCount;
     {
-        sharedPtrLocker lock;
+        sharedPairLock lock(&p, &srcP);
         oldP = p;
         oldCount = count;
         p = srcP;

@@ -201,4 +201,27 @@ TEST_F(SharedPtrTest, OneVariableAssignedAndReadByManyThreads) {
     EXPECT_EQ(tracked::constructed, tracked::destroyed);
 }
 
+// Variables lock by their addresses: assignments between many variables, in both directions, and
+// the guard that takes every lock, run at once without a deadlock or a lost reference.
+TEST_F(SharedPtrTest, AssignmentsAcrossVariablesAndTheGuardTogether) {
+    constexpr int kThreads = 4, kVariables = 8, kRounds = kWriterRounds / 10;
+    std::vector<vx::sharedPtr<tracked>> variables;
+    for (int v = 0; v < kVariables; ++v)
+        variables.emplace_back(new tracked(v));
+    std::atomic<int> bad{0};
+    vxtest::runThreads(kThreads, [&](int t) {
+        for (int i = 0; i < kRounds; ++i) {
+            variables[(t + i) % kVariables] = variables[(3 * i + t + 1) % kVariables];
+            vx::sharedPtr<tracked> copy(variables[i % kVariables]);
+            bad += !copy || !copy->consistent();
+            if (i % 1000 == t)
+                vx::sharedPtrLocker all;
+        }
+    });
+    EXPECT_EQ(bad, 0);
+    variables.clear();
+    EXPECT_EQ(tracked::constructed, kVariables);
+    EXPECT_EQ(tracked::destroyed, kVariables);
+}
+
 } // namespace

@@ -111,24 +111,24 @@ def main(argv):
              "|---|---|---|---|---|---|"]
     missed = 0
     for operation, ours, theirs, goal, why in rows:
+        wanted = goal if goal == "-" else f"<= {goal}" if goal.startswith("+") else f">= {goal}"
         if ours not in times or theirs not in times:
-            lines.append(f"| {operation} | | | | {goal} | not measured |")
+            lines.append(f"| {operation} | | | | {wanted} | not measured |")
             continue
         ratio = times[theirs] / times[ours]
-        verdict, wanted = "no goal", goal
+        verdict = "no goal"
         if goal.startswith("+"):
             # At most this much time more than the neighbour ("+1 ms").
             number, unit = goal[1:].split()
             allowed = float(number) * UNITS[unit]
             extra = times[ours] - times[theirs]
-            wanted = f"<= {goal} ({shown(max(extra, 0))} more)"
+            wanted += f" ({shown(max(extra, 0))} more)"
             if extra <= allowed:
                 verdict = "met"
             else:
                 missed += 1
                 verdict = f"missed: {shown(extra - allowed)} over"
         elif goal != "-":
-            wanted = f">= {goal}"
             if ratio >= float(goal):
                 verdict = "met"
             else:

@@ -223,10 +223,10 @@ void BM_read_stdio(benchmark::State& state) {
 }
 
 // 1000 blocks of 256 bytes, of 4 KiB and of 64 KiB.
-BENCHMARK(BM_write_vx)->Arg(256)->Arg(4096)->Arg(65536)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_write_stdio)->Arg(256)->Arg(4096)->Arg(65536)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_read_vx)->Arg(256)->Arg(4096)->Arg(65536)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_read_stdio)->Arg(256)->Arg(4096)->Arg(65536)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_write_vx)->Arg(64)->Arg(256)->Arg(4096)->Arg(65536)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_write_stdio)->Arg(64)->Arg(256)->Arg(4096)->Arg(65536)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_read_vx)->Arg(64)->Arg(256)->Arg(4096)->Arg(65536)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_read_stdio)->Arg(64)->Arg(256)->Arg(4096)->Arg(65536)->Unit(benchmark::kMicrosecond);
 
 // The console output, and at the end each vx time as a ratio to its stdio neighbour.
 class ratioReporter : public benchmark::ConsoleReporter {

@@ -1,6 +1,7 @@
 #include "command.h"
 
 #include <algorithm>
+#include <cstring>
 #include <cerrno>
 #include <cstdio>
 #include <cwchar>
@@ -68,12 +69,18 @@ auto toFloating(const vx::string& text, F convert) {
 registration::registration(std::initializer_list<command> commands) {
     auto& all = registry();
     all.insert(all.end(), commands.begin(), commands.end());
-    std::sort(all.begin(), all.end(), [](const command& a, const command& b) {
-        return std::string_view(a.name) < std::string_view(b.name);
-    });
 }
 
 const std::vector<command>& allCommands() {
+    // Sorted once, when first listed: every registration has run by then (they all run before
+    // main), and a run that only looks one command up never pays for it.
+    static const bool sorted = [] {
+        std::sort(registry().begin(), registry().end(), [](const command& a, const command& b) {
+            return std::strcmp(a.name, b.name) < 0;
+        });
+        return true;
+    }();
+    (void)sorted;
     return registry();
 }
 

@@ -21,42 +21,28 @@ locManager& manager() {
     return *locManager::instance();
 }
 
-// A temporary directory that also answers its folders as directories.
-struct tempDir : vxtest::tempDir {
-    void write(const std::string& name, const std::string& text) const { makeFile(name, text); }
-    vx::directory dir(const std::string& name = "") const { return vx::directory(windowsForm(name)); }
-};
-
 // Every test starts from a manager that searches only its own folders, with no default language,
 // file or overlay, and leaves the settings as it found them.
 class locManagerTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        mLanguage = manager().defaultLanguage();
-        mFile = manager().defaultLocFile();
-        mOverlay = manager().overlayId();
-        mPath = manager().defaultSearchPath();
-        manager().setDefaultLanguage(L"");
-        manager().setDefaultLocFile(L"");
-        manager().setOverlayId(L"");
-        manager().setDefaultSearchPath(vx::searchPath());
+    void SetUp() override { set(L"", L"", L"", vx::searchPath()); }
+    void TearDown() override { set(mLanguage.c_str(), mFile.c_str(), mOverlay.c_str(), mPath); }
+    static void set(const wchar_t* language, const wchar_t* file, const wchar_t* overlay, const vx::searchPath& path) {
+        manager().setDefaultLanguage(language);
+        manager().setDefaultLocFile(file);
+        manager().setOverlayId(overlay);
+        manager().setDefaultSearchPath(path);
     }
-    void TearDown() override {
-        manager().setDefaultLanguage(mLanguage.c_str());
-        manager().setDefaultLocFile(mFile.c_str());
-        manager().setOverlayId(mOverlay.c_str());
-        manager().setDefaultSearchPath(mPath);
-    }
-    // Searches the folders of root, in order.
-    void searchIn(const tempDir& root, std::initializer_list<const char*> folders = {""}) {
+    // Searches root only.
+    static void searchIn(const vxtest::tempDir& root) {
         vx::searchPath path;
-        for (const char* folder : folders)
-            path.appendDirectory(root.dir(folder));
+        path.appendDirectory(vx::directory(root.windowsForm()));
         manager().setDefaultSearchPath(path);
     }
 
-    vx::string mLanguage, mFile, mOverlay;
-    vx::searchPath mPath;
+    const vx::string mLanguage = manager().defaultLanguage(), mFile = manager().defaultLocFile(),
+                     mOverlay = manager().overlayId();
+    const vx::searchPath mPath = manager().defaultSearchPath();
 };
 
 // The text of a string in a language (null: the default one).
@@ -84,15 +70,14 @@ TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutable) {
     vx::directory executableFolder;
     ASSERT_TRUE(vx::getModulePath(static_cast<void*>(nullptr), executableFolder));
     ASSERT_EQ(mPath.size(), 2u);
-    EXPECT_EQ(mPath.directories()[0].fullName(),
-              vx::directory(executableFolder.fullName(), L"..\\config\\Language").fullName());
-    EXPECT_EQ(mPath.directories()[1].fullName(), executableFolder.fullName());
+    EXPECT_EQ(mPath[0].fullName(), vx::directory(executableFolder.fullName(), L"..\\config\\Language").fullName());
+    EXPECT_EQ(mPath[1].fullName(), executableFolder.fullName());
 }
 
 TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguage) {
-    tempDir root;
-    root.write("de/app.loc", "Msg_Hello Hallo [Name]\n");
-    root.write("en/app.loc", "Msg_Hello Hello [Name]\n");
+    vxtest::tempDir root;
+    root.makeFile("de/app.loc", "Msg_Hello Hallo [Name]\n");
+    root.makeFile("en/app.loc", "Msg_Hello Hello [Name]\n");
     searchIn(root);
     manager().setDefaultLocFile(L"app.loc");
     locString hello(L"Msg_Hello", L"Default [Name]");
@@ -112,21 +97,16 @@ TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguage) {
 }
 
 TEST_F(locManagerTest, whichFileIsAskedForWhichIdentifier) {
-    tempDir root;
-    root.write("de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n");
-    root.write("en/one.loc", "Msg_A one\n");
-    root.write("de/two.loc", "Msg_A zwei\nMsg_B zwei b\n");
-    root.write("plain.loc", "Msg_A plain\n");
-    root.write("de/plain.loc", "Msg_A plain de\n");
+    vxtest::tempDir root;
+    root.makeFile("de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n");
+    root.makeFile("en/one.loc", "Msg_A one\n");
+    root.makeFile("de/two.loc", "Msg_A zwei\nMsg_B zwei b\n");
+    root.makeFile("plain.loc", "Msg_A plain\n");
+    root.makeFile("de/plain.loc", "Msg_A plain de\n");
     searchIn(root);
     manager().setDefaultLanguage(L"de");
     manager().setDefaultLocFile(L"one.loc");
-    struct lookupCase {
-        const char* what;
-        locString message;
-        const wchar_t* language;
-        const wchar_t* expected;
-    } cases[] = {
+    struct lookupCase { const char* what; locString message; const wchar_t* language, *expected; } cases[] = {
         {"default file, default language", locString(L"Msg_A", L"dflt"), nullptr, L"eins"},
         {"default file, language asked for", locString(L"Msg_A", L"dflt"), L"en", L"one"},
         {"one name does not fall back to the default language",
@@ -155,12 +135,8 @@ TEST_F(locManagerTest, whichFileIsAskedForWhichIdentifier) {
 }
 
 TEST_F(locManagerTest, nullSettingsAreIgnored) {
-    manager().setDefaultLanguage(L"de");
-    manager().setDefaultLocFile(L"app.loc");
-    manager().setOverlayId(L"site");
-    manager().setDefaultLanguage(nullptr);
-    manager().setDefaultLocFile(nullptr);
-    manager().setOverlayId(nullptr);
+    set(L"de", L"app.loc", L"site", vx::searchPath());
+    set(nullptr, nullptr, nullptr, vx::searchPath());
     EXPECT_EQ(manager().defaultLanguage() + L"|" + manager().defaultLocFile() + L"|" + manager().overlayId(),
               L"de|app.loc|site");
     vx::searchPath path; // the path is the manager's own, changed in place
@@ -183,11 +159,11 @@ TEST(locManagerOverlayName, overlayFileNames) {
 }
 
 TEST_F(locManagerTest, overlaysComeWithTheIdOfWhenAFileIsOpened) {
-    tempDir root;
-    root.write("de/app.loc", "Msg_A base\nMsg_B base b\n");
-    root.write("de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n");
-    root.write("de/late.loc", "Msg_A late\n");
-    root.write("de/late_site.loc", "Msg_A late site\n");
+    vxtest::tempDir root;
+    root.makeFile("de/app.loc", "Msg_A base\nMsg_B base b\n");
+    root.makeFile("de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n");
+    root.makeFile("de/late.loc", "Msg_A late\n");
+    root.makeFile("de/late_site.loc", "Msg_A late site\n");
     searchIn(root);
     manager().setDefaultLanguage(L"de");
     EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"app.loc")), L"base");
@@ -196,8 +172,8 @@ TEST_F(locManagerTest, overlaysComeWithTheIdOfWhenAFileIsOpened) {
     EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"APP.LOC")), L"base");
     // A file opened now gets the overlay, with its commands over all texts.
     EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"late.loc")), L"late site");
-    root.write("de/other.loc", "Msg_B other base\n");
-    root.write("de/other_site.loc", ";;cmd(replace:::base:::BASE)\n");
+    root.makeFile("de/other.loc", "Msg_B other base\n");
+    root.makeFile("de/other_site.loc", ";;cmd(replace:::base:::BASE)\n");
     EXPECT_EQ(text(locString(L"Msg_B", L"dflt", L"other.loc")), L"other BASE");
 }
 
@@ -257,8 +233,8 @@ void partnerTwo(const wchar_t*, const wchar_t* newLanguage) {
 } // namespace
 
 TEST_F(locManagerTest, callbacksMayUseTheManager) {
-    tempDir root;
-    root.write("en/app.loc", "Msg_A english\n");
+    vxtest::tempDir root;
+    root.makeFile("en/app.loc", "Msg_A english\n");
     searchIn(root);
     manager().setDefaultLocFile(L"app.loc");
     calls().clear();
@@ -276,12 +252,12 @@ TEST_F(locManagerTest, callbacksMayUseTheManager) {
 // --- exceptions show texts from language files -------------------------------------------------------------
 
 TEST_F(locManagerTest, aWriteFailureReportsInTheLanguageAskedFor) {
-    tempDir root;
-    root.write("de/vxUtils.loc",
+    vxtest::tempDir root;
+    root.makeFile("de/vxUtils.loc",
                "; Meldungen der Dateien\n"
                "Msg_EWriteFile    E: Fehler beim Schreiben der Datei [File] ; Datei\n"
                "Msg_EReadFile     $$Msg_EWriteFile\n");
-    root.write("fr/vxUtils.loc", "Msg_EWriteFile Erreur d'écriture du fichier « [File] »\n");
+    root.makeFile("fr/vxUtils.loc", "Msg_EWriteFile Erreur d'écriture du fichier « [File] »\n");
     searchIn(root);
     manager().setDefaultLocFile(L"vxUtils.loc");
 
@@ -315,11 +291,11 @@ void countChange(const wchar_t*, const wchar_t*) {
 } // namespace
 
 TEST_F(locManagerTest, threadsResolveWhileTheLanguageChanges) {
-    tempDir root;
-    root.write("de/app.loc", "Msg_A deutsch [N]\n#include common.loc\n");
-    root.write("en/app.loc", "Msg_A english [N]\n#include common.loc\n");
-    root.write("de/common.loc", "Msg_C gemeinsam\n");
-    root.write("en/common.loc", "Msg_C common\n");
+    vxtest::tempDir root;
+    root.makeFile("de/app.loc", "Msg_A deutsch [N]\n#include common.loc\n");
+    root.makeFile("en/app.loc", "Msg_A english [N]\n#include common.loc\n");
+    root.makeFile("de/common.loc", "Msg_C gemeinsam\n");
+    root.makeFile("en/common.loc", "Msg_C common\n");
     searchIn(root);
     manager().setDefaultLocFile(L"app.loc");
     manager().setDefaultLanguage(L"de");

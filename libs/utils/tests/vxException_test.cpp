@@ -63,7 +63,8 @@ TEST(exceptionClasses, fileExceptionsNameTheFile) {
         {vx::readFileException(f, &cause), L"Msg_EReadFile", L"Error reading file [File]", 1},
         {vx::writeFileException(f, &cause), L"Msg_EWriteFile", L"Error writing file [File]", 1},
         {vx::fileWriteProtectedException(f, &cause), L"Msg_EFileWriteProtected", L"File [File] is write protected!", 1},
-        {vx::invalidFileFormatException(f, &cause), L"Msg_EInvalidFileFormat", L"Invalid file format in File [File]!", 1},
+        {vx::invalidFileFormatException(f, &cause), L"Msg_EInvalidFileFormat", L"Invalid file format in File [File]!",
+         1},
         {vx::invalidXmlException(f), L"Msg_EInvalidXml", L"File [File] is not a valid XML-file!", 0},
         {vx::moduleLoadException(f, &cause), L"Msg_ELoadModule", L"Error loading module [File]", 1},
     };

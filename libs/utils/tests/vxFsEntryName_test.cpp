@@ -74,7 +74,7 @@ TEST_F(fsEntryNameTest, setNameNormalisesInOrder) {
     EXPECT_TRUE(fsEntryName().empty() && fsEntryName(L"C:/x/").text() == L"C:\\x");
 }
 
-TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceOnly) {
+TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceOnlyAndJoiningNeedsADirectory) {
     vxtest::scopedEnvironment env;
     env.set("VXFS_A", "C:/v");
     env.set("VXFS_B", "D:\\w");
@@ -90,9 +90,7 @@ TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceOnly) {
     };
     for (const auto& r : rows)
         EXPECT_EQ(set(r.in), expand(r.out)) << r.in;
-}
-
-TEST_F(fsEntryNameTest, joiningDropsTheNameOfAnEmptyDirectory) {
+    // Joining: an empty directory drops the name.
     EXPECT_EQ(F(L"C:/a/", L"../b", true).text(), L"C:\\b\\");
     EXPECT_EQ(F(L"C:\\a", L"", false).text(), L"C:\\a");
     EXPECT_EQ(F(L"x", L"y", false).text(), expand(L"<cwd>\\x\\y"));
@@ -211,7 +209,8 @@ TEST(fsEntryNameChange, appendingAndRemoving) {
     const auto delimit = [](F& n) { n.appendDelimiter(); };
     const auto ext = [](const wchar_t* e) { return [e](F& n) { n.appendExtension(e); }; };
     const auto remove = [](int parts) { return [parts](F& n) { n.removeExtension(parts); }; };
-    EXPECT_EQ(apply(L"C:\\a\\\\\\", delimit) + L"|" + apply(L"\\\\", delimit) + L"|" + apply(L"", delimit), L"C:\\a\\||");
+    EXPECT_EQ(apply(L"C:\\a\\\\\\", delimit) + L"|" + apply(L"\\\\", delimit) + L"|" + apply(L"", delimit),
+              L"C:\\a\\||");
     EXPECT_EQ(apply(L"C:\\a\\", ext(L"txt")) + L"|" + apply(L"C:\\a", ext(L"")) + L"|" + apply(L"C:\\a", ext(L".txt")) +
                   L"|" + apply(L"\\", ext(L"txt")),
               L"C:\\a.txt|C:\\a.|C:\\a..txt|");

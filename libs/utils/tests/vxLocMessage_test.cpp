@@ -146,7 +146,7 @@ TEST(locMessageFormat, conversionsOfThePlaceholder) {
     });
 }
 
-TEST(locMessageFormat, outputIsCutToTheBuffer) {
+TEST(locMessageFormat, outputIsCutToTheBufferOrFallsBackToTheTextsFirstConversion) {
     EXPECT_EQ(filled(L"[N%-600d]", 7, L"N"), L"7" + std::wstring(510, L' '));
     EXPECT_EQ(filled(L"[N%600d]", 7, L"N"), std::wstring(511, L' '));
     EXPECT_EQ(filled(L"[N%-900s]", std::wstring(256, L'a').c_str(), L"N").size(), 511u);
@@ -154,9 +154,7 @@ TEST(locMessageFormat, outputIsCutToTheBuffer) {
     const std::wstring huge(70000, L'c');
     EXPECT_EQ(filled(L"<[N]>", huge.c_str(), L"N"), L"<" + huge + L">");
     EXPECT_EQ(filled(L"[N%ls]", huge.c_str(), L"N"), huge);
-}
 
-TEST(locMessageFormat, fallBackToFirstConversionOfTheText) {
     EXPECT_EQ(filled(L"Count: %d items", 5, L"Missing"), L"Count: 5 items");
     EXPECT_EQ(filled(L"100%%: %d", 5, L"X"), L"100%%: 5");
     EXPECT_EQ(filled(L"100%, %d", 5, L"X"), L"100%, 5");

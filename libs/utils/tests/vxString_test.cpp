@@ -121,7 +121,7 @@ TEST(String, FormatConversions) {
     EXPECT_EQ(untouched, -7);
 }
 
-TEST(String, FormatReplacesContentAndTakesStartedLists) {
+TEST(String, FormatReplacesContentTakesStartedListsAndCutsAt1023Characters) {
     string s(L"old");
     EXPECT_EQ(&s.format(L"%d-%s", 1, L"x"), &s);
     EXPECT_EQ(s, L"1-x");
@@ -137,9 +137,7 @@ TEST(String, FormatReplacesContentAndTakesStartedLists) {
     EXPECT_EQ(viaList(&s, L"%s=%d", L"a", 42), L"a=42");
     EXPECT_EQ(s, L"a=42");
     EXPECT_EQ(viaList(nullptr, L"%S/%c/%.1f", "n", L'w', 2.25), L"n/w/2.2");
-}
-
-TEST(String, FormatCutsAt1023Characters) {
+    // At most 1023 characters come out.
     const std::wstring x2000(2000, L'x');
     EXPECT_EQ(string::sformat(L"%s", x2000.c_str()), std::wstring(1023, L'x'));
     std::string narrowAccents(4000, '\xC3');

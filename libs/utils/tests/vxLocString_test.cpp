@@ -35,7 +35,7 @@ std::wstring text(const locString& s) {
 
 // --- identifiers: the persistent id "id|default|,file1,file2", and reading it back ---------------------
 
-TEST(locStringId, persistentIdWithFilesFromListsAndLocalCopies) {
+TEST(locStringId, persistentIdWithFilesFromListsLocalCopiesAndText) {
     EXPECT_EQ(persistentId(locStringId(L"A", L"B")), L"A|B|");
     EXPECT_EQ(persistentId(locStringId(L"A", L"B", L"f1", L"f2", L"f3", nullptr, L"ignored")), L"A|B|,f1,f2,f3");
     EXPECT_EQ(persistentId(locStringId(L"A", nullptr, nullptr, L"f2", nullptr)), L"A||,f2");
@@ -65,9 +65,7 @@ TEST(locStringId, persistentIdWithFilesFromListsAndLocalCopies) {
     locStringId copy = asInterface.copy();
     EXPECT_EQ(persistentId(copy), L"A|B|,f1,f2");
     EXPECT_EQ(copy.alternativeFiles()[0], locStringId(L"C", L"D", L"f1").alternativeFiles()[0]);
-}
 
-TEST(locStringId, fromTextReadsThePersistentId) {
     const locStringId original(L"Msg_Y", L"Text [P]", L"a.loc", L"b.loc", nullptr);
     EXPECT_EQ(persistentId(locStringId(persistentId(original).c_str())), L"Msg_Y|Text [P]|,a.loc,b.loc");
     EXPECT_EQ(persistentId(locStringId(L"A|B")), L"A|B|");

@@ -38,7 +38,7 @@ std::wstring slash(const std::wstring& text) { return text + L"\\"; }
 
 // --- building the list: existing, distinct in any case, in order; by hand without questions -------
 
-TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrder) {
+TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderWithABaseAndFromDollarPath) {
     const std::wstring a = dir("a"), b = dir("b"), lower = dir("x"), upper = win("X");
     vx::searchPath path;
     vx::searchPath::fromString(a + L";;" + b + L";", path, L';');
@@ -60,13 +60,12 @@ TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrder) {
     EXPECT_TRUE(same == path); // the directories compare as names do, in any case
     same.removeDirectory(path.front());
     EXPECT_TRUE(same != path);
-}
 
-TEST_F(searchPathTest, fromStringWithABaseAndFromDollarPath) {
-    const std::wstring base = dir("base"), sub = dir("base/sub"), other = dir("other"), a = dir("a"), b = dir("b");
-    vx::searchPath path;
-    vx::searchPath::fromString(L".\\sub;" + other + L";.\\none", path, vx::directory(base), L';');
-    EXPECT_EQ(listed(path), (names{slash(sub), slash(other)}));
+    // Relative pieces against a base.
+    const std::wstring base = dir("base"), sub = dir("base/sub"), other = dir("other");
+    vx::searchPath based;
+    vx::searchPath::fromString(L".\\sub;" + other + L";.\\none", based, vx::directory(base), L';');
+    EXPECT_EQ(listed(based), (names{slash(sub), slash(other)}));
 
     // PATH is read with the system's separator; an empty one adds nothing.
     vxtest::scopedEnvironment env("PATH", "");

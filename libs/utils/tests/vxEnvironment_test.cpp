@@ -26,7 +26,7 @@ std::string nativeValue(const char* name) {
 
 // --- variables: putenv rules, bytes that are not UTF-8, the whole block, several threads ---------
 
-TEST(environment, setAndGetFollowPutenvRules) {
+TEST(environment, setAndGetFollowPutenvRulesAndTheWholeBlockIsAdded) {
     vxtest::scopedEnvironment guard("VX_T_A", nullptr);
     guard.set("VX_T_B", nullptr);
     // The call, its result, and VX_T_A and VX_T_B afterwards.
@@ -54,6 +54,24 @@ TEST(environment, setAndGetFollowPutenvRules) {
     for (const wchar_t* name : {L"VX_T_B", L"", L"VX_T_A=2", static_cast<const wchar_t*>(nullptr)})
         EXPECT_FALSE(vx::getEnvironmentVariable(name, value));
     EXPECT_EQ(value, L"2=3");
+
+    // The whole block, added to what a set holds.
+    guard.set("VX_T_A", "a=b");
+#ifndef _WIN32 // an empty value removes a variable on Windows
+    guard.set("VX_T_B", "");
+#endif
+    vx::configSet set;
+    set.setValue(L"VX_T_OTHER", L"kept");
+    EXPECT_TRUE(vx::getEnvironmentVariables(set));
+    EXPECT_TRUE(set.getValue(L"VX_T_A", value) && value == L"a=b");
+    EXPECT_TRUE(set.hasValue(L"VX_T_OTHER"));
+#ifndef _WIN32
+    EXPECT_TRUE(set.getValue(L"VX_T_B", value) && value.empty());
+    std::size_t count = 0;
+    for (char** entry = environ; *entry; ++entry)
+        ++count;
+    EXPECT_EQ(set.size(), count + 1);
+#endif
 }
 
 #ifndef _WIN32 // native text is bytes only on POSIX systems
@@ -66,26 +84,6 @@ TEST(environment, bytesThatAreNotUtf8SurviveTheRoundTrip) {
     EXPECT_EQ(nativeValue("VX_T_A"), "a\xFF\xC3(\xED\xA0\x80!");
 }
 #endif
-
-TEST(environment, getEnvironmentVariablesAddsEveryVariable) {
-    vxtest::scopedEnvironment guard("VX_T_A", "a=b");
-#ifndef _WIN32 // an empty value removes a variable on Windows
-    guard.set("VX_T_B", "");
-#endif
-    vx::configSet set;
-    set.setValue(L"VX_T_OTHER", L"kept");
-    EXPECT_TRUE(vx::getEnvironmentVariables(set));
-    vx::string value;
-    EXPECT_TRUE(set.getValue(L"VX_T_A", value) && value == L"a=b");
-    EXPECT_TRUE(set.hasValue(L"VX_T_OTHER"));
-#ifndef _WIN32
-    EXPECT_TRUE(set.getValue(L"VX_T_B", value) && value.empty());
-    std::size_t count = 0;
-    for (char** entry = environ; *entry; ++entry)
-        ++count;
-    EXPECT_EQ(set.size(), count + 1);
-#endif
-}
 
 TEST(environment, threadsSetAndReadAtTheSameTime) {
     vxtest::scopedEnvironment guard;

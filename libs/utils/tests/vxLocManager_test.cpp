@@ -66,12 +66,21 @@ void recordSecond(const wchar_t* oldLanguage, const wchar_t* newLanguage) {
 
 // --- where files are looked for ----------------------------------------------------------------------
 
-TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutable) {
+TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutableAndNullSettingsAreIgnored) {
     vx::directory executableFolder;
     ASSERT_TRUE(vx::getModulePath(static_cast<void*>(nullptr), executableFolder));
     ASSERT_EQ(mPath.size(), 2u);
     EXPECT_EQ(mPath[0].fullName(), vx::directory(executableFolder.fullName(), L"..\\config\\Language").fullName());
     EXPECT_EQ(mPath[1].fullName(), executableFolder.fullName());
+    // Null settings are ignored.
+    set(L"de", L"app.loc", L"site", vx::searchPath());
+    set(nullptr, nullptr, nullptr, vx::searchPath());
+    EXPECT_EQ(manager().defaultLanguage() + L"|" + manager().defaultLocFile() + L"|" + manager().overlayId(),
+              L"de|app.loc|site");
+    vx::searchPath path; // the path is the manager's own, changed in place
+    path.appendDirectory(vx::directory(L"C:\\x"));
+    manager().defaultSearchPath() = path;
+    EXPECT_EQ(manager().defaultSearchPath().size(), 1u);
 }
 
 TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguage) {
@@ -126,17 +135,6 @@ TEST_F(locManagerTest, whichFileIsAskedForWhichIdentifier) {
     };
     for (const lookupCase& c : cases)
         EXPECT_EQ(text(c.message, c.language), c.expected) << c.what;
-}
-
-TEST_F(locManagerTest, nullSettingsAreIgnored) {
-    set(L"de", L"app.loc", L"site", vx::searchPath());
-    set(nullptr, nullptr, nullptr, vx::searchPath());
-    EXPECT_EQ(manager().defaultLanguage() + L"|" + manager().defaultLocFile() + L"|" + manager().overlayId(),
-              L"de|app.loc|site");
-    vx::searchPath path; // the path is the manager's own, changed in place
-    path.appendDirectory(vx::directory(L"C:\\x"));
-    manager().defaultSearchPath() = path;
-    EXPECT_EQ(manager().defaultSearchPath().size(), 1u);
 }
 
 // --- files kept, overlays ------------------------------------------------------------------------------

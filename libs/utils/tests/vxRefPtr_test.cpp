@@ -41,7 +41,7 @@ protected:
 
 // --- counting: refObj, the pointers, and assignment order ---------------------------------------------
 
-TEST_F(RefPtrTest, RefObjCountsAndCallsDeleteThisOnceAtZero) {
+TEST_F(RefPtrTest, CountingAndAssignmentOrder) {
     struct probe : vx::refObj {
         int deleted = 0;
         void deleteThis() override { ++deleted; }
@@ -74,9 +74,8 @@ TEST_F(RefPtrTest, RefObjCountsAndCallsDeleteThisOnceAtZero) {
     const vx::iRefCount& counted = *shape;
     EXPECT_EQ(counted.getRefCount(), 2u);
     EXPECT_EQ(shapeCopy->sides(), 4);
-}
 
-TEST_F(RefPtrTest, AssignmentTakesTheNewReferenceBeforeDroppingTheOld) {
+    // Assignment takes the new reference before it drops the old.
     vx::refPtr<node> p(new node(1));
     const vx::refPtr<node>& same = p;
     p = same;
@@ -89,7 +88,7 @@ TEST_F(RefPtrTest, AssignmentTakesTheNewReferenceBeforeDroppingTheOld) {
     // The only owner of a parent takes its child: the parent dies inside the assignment.
     p->child = new node(2);
     p = p->child;
-    EXPECT_TRUE(node::deletes == 1 && p->value == 2 && p->getRefCount() == 1u);
+    EXPECT_TRUE(node::deletes == 2 && p->value == 2 && p->getRefCount() == 1u);
 }
 
 // --- assertions: null access and the non-recursive global lock -----------------------------------------

@@ -97,10 +97,12 @@ TEST_F(fsEntryOnQ, existsNativePathAndRemote) {
     EXPECT_FALSE(entry(L"", L"", false).exists() || entry(L"P:\\", L"", true).exists()); // no name, no such drive
 
     mDir.makeDirs("Data");
+    const vxtest::scopedEnvironment shares("VX_UNC_ROOT", nullptr);
     const struct { fsEntryName name; bool isDirectory, ok; std::string native; } natives[] = {
         {raw(L"Q:\\data\\New File.txt"), false, true, mDir / "Data/New File.txt"}, // case matched
         {raw(L"Q:\\DATA"), true, true, mDir / "Data"},
         {raw(L"P:\\x"), false, false, ""}, {raw(L""), false, false, ""}, // no such drive; no name
+        {raw(L"\\\\srv\\share\\x"), false, false, ""}, {fsEntryName(string(L"Q:\\a\0b", 6)), false, false, ""},
     };
     for (const auto& c : natives) {
         std::string native = "unchanged";

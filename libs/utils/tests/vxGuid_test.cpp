@@ -36,7 +36,7 @@ void expectFollows(const guid& a, const guid& b) {
 
 // --- text: 8-4-4-4-12 lower-case hexadecimal; "" and "0" are the zero guid; anything else throws false
 
-TEST(guid, textsZeroOrderAndInitialisation) {
+TEST(guid, zeroTextsTextFormAndInitialisation) {
     guid zero = parsed(L"01234567-89ab-cdef-0123-456789abcdef");
     EXPECT_TRUE(zero.fromString(L"0") == guid() && parsed(L"") == guid());
     EXPECT_FALSE(guid().isInitialized());
@@ -54,7 +54,7 @@ TEST(guid, textsZeroOrderAndInitialisation) {
     EXPECT_EQ(parsed(L"01234567-89ab-cdef-0123-456789abcdef"), g);
 }
 
-TEST(guid, malformedTextThrowsFalseAndLeavesTheGuid) {
+TEST(guid, malformedTextThrowsFalseAndLeavesTheGuidOrderIsFieldByField) {
     const guid before = parsed(L"11111111-2222-3333-4444-555555555555");
     for (const wchar_t* text :
          {L"{01234567-89ab-cdef-0123-456789abcdef}", L"01234567-89ab-cdef-0123-456789abcde",

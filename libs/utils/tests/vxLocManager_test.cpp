@@ -71,7 +71,7 @@ TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutableAndNullSettingsAreI
     ASSERT_TRUE(vx::getModulePath(static_cast<void*>(nullptr), executableFolder));
     ASSERT_EQ(mPath.size(), 2u);
     EXPECT_EQ(mPath[0].fullName(), vx::directory(executableFolder.fullName(), L"..\\config\\Language").fullName());
-    EXPECT_EQ(mPath[1].fullName(), executableFolder.fullName());
+    EXPECT_EQ(mPath.directories()[1].fullName(), executableFolder.fullName());
     // Null settings are ignored.
     set(L"de", L"app.loc", L"site", vx::searchPath());
     set(nullptr, nullptr, nullptr, vx::searchPath());

@@ -121,7 +121,7 @@ TEST(locMessageNamed, placeholderBounds) {
 
 // --- printf conversions in a placeholder: the value text is read as the number asked for ---------------
 
-TEST(locMessageFormat, conversionsOfThePlaceholder) {
+TEST(locMessageFormat, conversionsOfThePlaceholderAndWhatIsNone) {
     expectAll({
         {L"[N%5.2f]", L"2", L" 2.00"}, {L"[N%e]", L"1.5", L"1.500000e+00"}, {L"[N%.3Lf]", L"2", L"2.000"},
         {L"[N%05d]", L"42", L"00042"}, {L"[N%x]", L"255", L"ff"}, {L"[N%u]", L"-1", L"4294967295"},
@@ -135,7 +135,7 @@ TEST(locMessageFormat, conversionsOfThePlaceholder) {
         // A value that is no number is inserted as it stands.
         {L"<[N%05d]>", L"many", L"<many>"}, {L"<[N%d]>", L"-", L"<->"}, {L"<[N%5.2f]>", L"n/a", L"<n/a>"},
     });
-
+    // What is no conversion is inserted as plain text.
     expectAll({
         {L"<[N%%]>", L"x", L"<x>"}, {L"<[N%%%d]>", L"5", L"<5>"}, {L"<[N%]>", L"x", L"<x>"},
         {L"<[N%p]>", L"x", L"<x>"}, {L"<[N%n]>", L"x", L"<x>"},

@@ -3,12 +3,9 @@
 #include <vxSharedPtr.h>
 
 #include <atomic>
-#include <chrono>
-#include <optional>
 
 namespace {
 
-using namespace std::chrono_literals;
 using vxtest::assertionSite;
 using vxtest::failedAssertion;
 
@@ -97,24 +94,14 @@ TEST_F(SharedPtrTest, NullAccessReportsTheHeaderLineAndThrowsFalse) {
 
 TEST_F(SharedPtrTest, LockerIsNotRecursiveAndCopiesOfItHoldNothing) {
     vx::sharedPtr<tracked> source(new tracked(1)), target;
-    std::optional<vx::sharedPtrLocker> outer(std::in_place);
-    EXPECT_EQ(assertionSite(failedAssertion([] { vx::sharedPtrLocker inner; }))
-                  .rfind(L"sharedPtrLocker not held by the calling thread @ ", 0), 0u);
-    failedAssertion([&] { vx::sharedPtr<tracked> copy(source); });
-    failedAssertion([&] { target = source; });
-    EXPECT_TRUE(target.isNull() && source.getRefCount() == 1u);
-    {
-        vx::sharedPtrLocker copy(*outer);
-        copy = *outer;
-    }
-    failedAssertion([] { vx::sharedPtrLocker inner; }); // still held by the outer guard
-
-    std::atomic<bool> copied{false};
-    std::thread other([&] { vx::sharedPtr<tracked> copy(source); copied = true; });
-    std::this_thread::sleep_for(50ms);
-    EXPECT_TRUE(!copied && source.getRefCount() == 1u);
-    outer.reset(); // released once: the other thread copies
-    other.join();
+    // Under the lock a copy fails, and the copy the other thread waits to make has not counted yet.
+    const auto copyFails = [&] {
+        failedAssertion([&] { vx::sharedPtr<tracked> copy(source); });
+        failedAssertion([&] { target = source; });
+        EXPECT_TRUE(target.isNull() && source.getRefCount() == 1u);
+    };
+    vxtest::expectNonRecursiveLock<vx::sharedPtrLocker>(L"sharedPtrLocker", copyFails,
+                                                        [&] { vx::sharedPtr<tracked> copy(source); });
     target = source;
     EXPECT_EQ(source.getRefCount(), 2u);
 }

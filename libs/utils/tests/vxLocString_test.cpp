@@ -80,7 +80,7 @@ TEST(locStringId, persistentIdWithFilesFromListsLocalCopiesAndText) {
 
 // --- resolution: without a language file the default text, with the parameters inserted --------------
 
-TEST(locStringResolve, unknownIdGivesTheDefaultWithParameters) {
+TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedParametersInEntryOrder) {
     locString s(L"Msg_Unknown", L"E: Could not open [File] after [Tries] tries", L"missing.loc");
     s.params().set(L"C:\\a.txt", L"File");
     s.params().set(3, L"Tries");
@@ -92,33 +92,29 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithParameters) {
     EXPECT_FALSE(vx::locManager::instance()->loadMessage(s.stringId(), msg, nullptr) ||
                  vx::locManager::instance()->loadMessage(s.stringId(), msg, L"en"));
     EXPECT_EQ(std::wstring(msg), L"unchanged");
-}
 
-TEST(locStringResolve, typedParametersAndFormats) {
-    locString s(L"Id", L"[S] [I] [L] [D] [B] [C] [T] [W] [F%5.2f] [N%03d]");
-    s.params().set(static_cast<short>(-2), L"S");
-    s.params().set(7, L"I");
-    s.params().set(static_cast<long>(5000000000LL), L"L"); // cut to 32 bits where long is 64
-    s.params().set(2.5, L"D");
-    s.params().set(false, L"B");
-    s.params().set(L'q', L"C");
-    s.params().set(vx::string(L"text"), L"T");
-    s.params().set(static_cast<const wchar_t*>(nullptr), L"W");
-    s.params().set(2, L"F");
-    s.params().set(L"7", L"N");
-    EXPECT_EQ(text(s), L"-2 7 705032704 2.500000 False q text   2.00 007");
-}
+    locString typed(L"Id", L"[S] [I] [L] [D] [B] [C] [T] [W] [F%5.2f] [N%03d]");
+    typed.params().set(static_cast<short>(-2), L"S");
+    typed.params().set(7, L"I");
+    typed.params().set(static_cast<long>(5000000000LL), L"L"); // cut to 32 bits where long is 64
+    typed.params().set(2.5, L"D");
+    typed.params().set(false, L"B");
+    typed.params().set(L'q', L"C");
+    typed.params().set(vx::string(L"text"), L"T");
+    typed.params().set(static_cast<const wchar_t*>(nullptr), L"W");
+    typed.params().set(2, L"F");
+    typed.params().set(L"7", L"N");
+    EXPECT_EQ(text(typed), L"-2 7 705032704 2.500000 False q text   2.00 007");
 
-TEST(locStringResolve, entryOrderNamesAndUnnamedEntries) {
-    locString s(L"Id", L"%d %d");
-    s.params().set(1, L"A");
-    s.params().set(2, L"B");
-    EXPECT_EQ(text(s), L"1 2");
-    locString copy(s);
-    s.params().set(3, L"A"); // replaces, keeps the place
-    EXPECT_EQ(s.params().size(), 2u);
+    locString ordered(L"Id", L"%d %d");
+    ordered.params().set(1, L"A");
+    ordered.params().set(2, L"B");
+    EXPECT_EQ(text(ordered), L"1 2");
+    locString copy(ordered);
+    ordered.params().set(3, L"A"); // replaces, keeps the place
+    EXPECT_EQ(ordered.params().size(), 2u);
     // Every resolution starts from the default text, and copies are independent.
-    EXPECT_EQ(text(s) + L"|" + text(copy), L"3 2|1 2");
+    EXPECT_EQ(text(ordered) + L"|" + text(copy), L"3 2|1 2");
 
     locString unnamed(L"Id", L"$2 before $1");
     unnamed.params().set(L"first", nullptr);

@@ -163,7 +163,7 @@ protected:
     vxtest::scopedEnvironment mDrives{"VX_DRIVES", "D=" + mDir.path()};
 };
 
-TEST_F(fileSystem, statusAttributes) {
+TEST_F(fileSystem, statusAttributesRenameAndMove) {
     mDir.makeFile("f");
     mDir.makeFile(".hidden");
     mDir.makeFile("ro", "", 0444);
@@ -176,6 +176,17 @@ TEST_F(fileSystem, statusAttributes) {
         platform::fileStatus status;
         EXPECT_EQ(platform::statPath(on(name), status) ? status.attributes : 0xFFFF, attributes) << name;
     }
+
+    // Rename and move: never over an existing target, a change of case only is a rename.
+    mDir.makeFile("w");
+    mDir.makeFile("r");
+    mDir.makeDirs("dir");
+    EXPECT_FALSE(platform::renamePath(on("w"), on("r")) || platform::movePath(on("w"), on("dir"))); // the targets exist
+    EXPECT_TRUE(platform::movePath(on("w"), on("dir\\w3")));
+    EXPECT_TRUE(platform::renamePath(on("DIR\\W3"), on("dir\\W3"))); // only the case changes
+    EXPECT_TRUE(mDir.has("dir/W3") && !mDir.has("dir/w3"));
+    EXPECT_TRUE(platform::movePath(on("dir"), on("dir2")) && mDir.has("dir2/W3"));
+    EXPECT_FALSE(platform::movePath(on("missing"), on("x")));
 }
 
 TEST_F(fileSystem, accessAndModeFollowTheOwnerBits) {
@@ -199,18 +210,6 @@ TEST_F(fileSystem, accessAndModeFollowTheOwnerBits) {
     }
     EXPECT_TRUE(platform::createNewFile(on("r"), 0x100));
     EXPECT_EQ(mDir.mode("r") & 0622, 0400);
-}
-
-TEST_F(fileSystem, renameAndMove) {
-    mDir.makeFile("w");
-    mDir.makeFile("r");
-    mDir.makeDirs("dir");
-    EXPECT_FALSE(platform::renamePath(on("w"), on("r")) || platform::movePath(on("w"), on("dir"))); // the targets exist
-    EXPECT_TRUE(platform::movePath(on("w"), on("dir\\w3")));
-    EXPECT_TRUE(platform::renamePath(on("DIR\\W3"), on("dir\\W3"))); // only the case changes
-    EXPECT_TRUE(mDir.has("dir/W3") && !mDir.has("dir/w3"));
-    EXPECT_TRUE(platform::movePath(on("dir"), on("dir2")) && mDir.has("dir2/W3"));
-    EXPECT_FALSE(platform::movePath(on("missing"), on("x")));
 }
 
 TEST_F(fileSystem, copyKeepsModeAndTimesAndNeverWaitsForAPipe) {

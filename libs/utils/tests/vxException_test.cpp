@@ -53,7 +53,7 @@ TEST(exceptionChain, causesAreFlattenedCopiesThatOutliveTheCause) {
 
 // --- the classes: ids, default texts and parameters ---------------------------------------------------
 
-TEST(exceptionClasses, fileExceptionsNameTheFile) {
+TEST(exceptionClasses, fileExceptionsNameTheFileAndUnexpectedErrorsCutTheirDetailsAt511Characters) {
     const vx::string f = L"C:\\data\\plan.vx";
     const vx::outOfMemoryException cause;
     // Each names its id and its default text, and inserts the file for [File].
@@ -76,23 +76,23 @@ TEST(exceptionClasses, fileExceptionsNameTheFile) {
     // The file name is inserted as it stands.
     EXPECT_EQ(textOf(vx::readFileException(L"C:\\100%d [File].txt")), L"Error reading file C:\\100%d [File].txt");
     EXPECT_EQ(textOf(vx::readFileException(nullptr)), L"Error reading file ");
-}
 
-TEST(exceptionClasses, unexpectedErrorFormatsItsDetailsCutAt511Characters) {
+    // An unexpected error formats its details, cut at 511 characters.
     vx::unexpectedErrorException e(L"%s at %d", L"index", 3);
     EXPECT_EQ(textOf(e) + L"|" + persistentIdOf(e),
               L"Unexpected error occurred (index at 3)|EUnexpected|Unexpected error occurred ([Details])|");
     EXPECT_EQ(textOf(vx::unexpectedErrorException(nullptr)), L"Unexpected error occurred ()");
-    vx::fileNotFoundException cause(L"x.cfg");
-    vx::unexpectedErrorException nested(&cause, L"reading %s", L"settings");
+    vx::fileNotFoundException missingFile(L"x.cfg");
+    vx::unexpectedErrorException nested(&missingFile, L"reading %s", L"settings");
     EXPECT_TRUE(textOf(nested) == L"Unexpected error occurred (reading settings)" &&
                 nestedIds(nested) == ids{L"Msg_EFileNotFound"});
 
     const std::wstring long600(600, L'x');
     const std::wstring expected = L"Unexpected error occurred (" + std::wstring(511, L'x') + L")";
     EXPECT_EQ(textOf(vx::unexpectedErrorException(L"%s", long600.c_str())), expected);
-    EXPECT_EQ(textOf(vx::unexpectedErrorException(&cause, L"%s", long600.c_str())), expected);
+    EXPECT_EQ(textOf(vx::unexpectedErrorException(&missingFile, L"%s", long600.c_str())), expected);
 
+    // Other messages.
     EXPECT_EQ(persistentIdOf(vx::outOfMemoryException()), L"Msg_EOutOfMem|Out of memory|");
     EXPECT_EQ(persistentIdOf(vx::divisionByZeryException()), L"Msg_EDivisionByZero|Division by zero!|");
     vx::attributeNotFoundException notFound(L"Width", 2);

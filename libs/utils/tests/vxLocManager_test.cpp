@@ -83,7 +83,7 @@ TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutableAndNullSettingsAreI
     EXPECT_EQ(manager().defaultSearchPath().size(), 1u);
 }
 
-TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguage) {
+TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichFileIsAsked) {
     vxtest::tempDir root;
     root.makeFile("de/app.loc", "Msg_Hello Hallo [Name]\n");
     root.makeFile("en/app.loc", "Msg_Hello Hello [Name]\n");
@@ -101,16 +101,13 @@ TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguage) {
     manager().setDefaultLanguage(L"de");
     EXPECT_TRUE(text(hello) == L"Hallo Ada" && hello.stringIdExists(L"en")); // the file found before is still there
     EXPECT_FALSE(hello.stringIdExists(L"fr") || locString(L"Msg_Other", L"x").stringIdExists(L"de"));
-}
 
-TEST_F(locManagerTest, whichFileIsAskedForWhichIdentifier) {
-    vxtest::tempDir root;
+    // Which file is asked for which identifier.
     root.makeFile("de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n");
     root.makeFile("en/one.loc", "Msg_A one\n");
     root.makeFile("de/two.loc", "Msg_A zwei\nMsg_B zwei b\n");
     root.makeFile("plain.loc", "Msg_A plain\n");
     root.makeFile("de/plain.loc", "Msg_A plain de\n");
-    searchIn(root);
     manager().setDefaultLanguage(L"de");
     manager().setDefaultLocFile(L"one.loc");
     struct lookupCase { const char* what; locString message; const wchar_t* language, *expected; } cases[] = {

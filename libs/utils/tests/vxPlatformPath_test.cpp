@@ -31,7 +31,7 @@ std::wstring fromNative(const std::string& native) {
 
 // --- mapping: the drive table, relative forms, shares, case and bytes that are not UTF-8 -------
 
-TEST(platformPath, driveTableFromVxDrives) {
+TEST(platformPath, driveTableFromVxDrivesAndWindowsFormToNative) {
     vxtest::tempDir dir;
     const std::string data = dir / "data";
     vxtest::scopedEnvironment drives("VX_DRIVES", nullptr);
@@ -59,13 +59,10 @@ TEST(platformPath, driveTableFromVxDrives) {
     drives.set("VX_DRIVES", "C=" + data);
     EXPECT_EQ(fromNative("/etc") + L"|" + fromNative(data + "/a"), L"<false>|C:\\a");
     EXPECT_EQ(toNative(L"C:\\..\\a"), data + "/a");
-}
 
-TEST(platformPath, windowsFormToNative) {
-    vxtest::tempDir dir;
-    const std::string data = dir / "data";
+    // Windows forms to native paths.
     dir.makeDirs("data/sub");
-    vxtest::scopedEnvironment drives("VX_DRIVES", "D=" + data);
+    drives.set("VX_DRIVES", "D=" + data);
     const std::pair<std::wstring, std::string> rows[] = {
         {L"D:\\sub\\x", data + "/sub/x"}, {L"d:/sub\\\\x\\", data + "/sub/x"},
         {L"D:\\..\\..\\x", data + "/x"}, // ".." stops at the drive's root

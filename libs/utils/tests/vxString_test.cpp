@@ -247,7 +247,7 @@ TEST(String, RemovalAndReplacement) {
 
 // --- case: mapping keeps the length; comparison of nulls and embedded nulls -----------------------------
 
-TEST(String, CaseMapping) {
+TEST(String, CaseMappingAndIsEqualTo) {
     string s(L"MiXeD 1-\u00df");
     EXPECT_EQ(s.lower() + L"|" + s.upper() + L"|" + s, L"mixed 1-\u00df|MIXED 1-\u00df|MiXeD 1-\u00df");
     EXPECT_EQ(&s.toUpper(), &s);
@@ -255,15 +255,6 @@ TEST(String, CaseMapping) {
     string::lowercase(s);
     EXPECT_EQ(s, L"mixed 1-\u00df");
 
-    ctypeLocale utf8("C.UTF-8");
-    if (!utf8.ok)
-        GTEST_SKIP() << "no C.UTF-8 locale";
-    EXPECT_EQ(string(L"\u00c9mile \u00df").toUpper(), L"\u00c9MILE \u00df"); // length never changes
-    EXPECT_EQ(string(L"\u00c9mile").lower(), L"\u00e9mile");
-    EXPECT_TRUE(string(L"\u00e9T\u00c9").isEqualTo(L"\u00c9t\u00e9", false));
-}
-
-TEST(String, IsEqualTo) {
     const wchar_t* none = nullptr;
     EXPECT_TRUE(string(L"abc").isEqualTo(L"ABC", false) && string(L"abc").isEqualTo(string(L"ABC"), false));
     EXPECT_FALSE(string(L"abc").isEqualTo(L"ABC", true) || string(L"abc").isEqualTo(string(L"ABC"), true) ||
@@ -275,6 +266,13 @@ TEST(String, IsEqualTo) {
     const string a(L"a\0b", 3), c(L"a\0c", 3);
     EXPECT_FALSE(a.isEqualTo(c, true) || a.isEqualTo(L"a", true));
     EXPECT_TRUE(a.isEqualTo(c, false) && a.isEqualTo(string(L"A"), false) && a.isEqualTo(L"A", false));
+
+    ctypeLocale utf8("C.UTF-8");
+    if (!utf8.ok)
+        GTEST_SKIP() << "no C.UTF-8 locale";
+    EXPECT_EQ(string(L"\u00c9mile \u00df").toUpper(), L"\u00c9MILE \u00df"); // length never changes
+    EXPECT_EQ(string(L"\u00c9mile").lower(), L"\u00e9mile");
+    EXPECT_TRUE(string(L"\u00e9T\u00c9").isEqualTo(L"\u00c9t\u00e9", false));
 }
 
 // --- narrow text: UTF-8 out and in, U+FFFD for what is no character; the C locale in fromMBCtoWC -------

@@ -74,7 +74,7 @@ TEST_F(fsEntryNameTest, setNameNormalisesInOrder) {
     EXPECT_TRUE(fsEntryName().empty() && fsEntryName(L"C:/x/").text() == L"C:\\x");
 }
 
-TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceOnlyAndJoiningNeedsADirectory) {
+TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceJoinsAndAsksTheSystem) {
     vxtest::scopedEnvironment env;
     env.set("VXFS_A", "C:/v");
     env.set("VXFS_B", "D:\\w");
@@ -95,6 +95,18 @@ TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceOnlyAndJoiningNeedsADirec
     EXPECT_EQ(F(L"C:\\a", L"", false).text(), L"C:\\a");
     EXPECT_EQ(F(L"x", L"y", false).text(), expand(L"<cwd>\\x\\y"));
     EXPECT_EQ(F(L"", L"C:\\b", true).text(), L"");
+    // The current drive and directory come from the system.
+#ifdef _WIN32
+    const std::wstring drive = mCwd.substr(0, 2); // the temporary directory's drive
+    EXPECT_EQ(set(L"\\x"), drive + L"\\x");
+    EXPECT_EQ(set(L"y"), mCwd + L"\\y");
+    EXPECT_EQ(set(drive + L"\\.."), drive); // ".." at the root of a drive disappears
+#else
+    vxtest::scopedEnvironment drives("VX_DRIVES", "T=" + mDir.path());
+    EXPECT_EQ(set(L"\\x"), L"T:\\x");
+    EXPECT_EQ(set(L"y"), L"T:\\y");
+    EXPECT_EQ(set(L".."), L"T:"); // ".." at the root of a drive disappears
+#endif
 }
 
 #ifndef _WIN32 // Windows does not remove a directory that is current
@@ -111,23 +123,9 @@ TEST_F(fsEntryNameTest, unreadableCurrentDirectoryLosesRelativeText) {
 }
 #endif
 
-TEST_F(fsEntryNameTest, currentDriveAndDirectoryComeFromTheSystem) {
-#ifdef _WIN32
-    const std::wstring drive = mCwd.substr(0, 2); // the temporary directory's drive
-    EXPECT_EQ(set(L"\\x"), drive + L"\\x");
-    EXPECT_EQ(set(L"y"), mCwd + L"\\y");
-    EXPECT_EQ(set(drive + L"\\.."), drive); // ".." at the root of a drive disappears
-#else
-    vxtest::scopedEnvironment drives("VX_DRIVES", "T=" + mDir.path());
-    EXPECT_EQ(set(L"\\x"), L"T:\\x");
-    EXPECT_EQ(set(L"y"), L"T:\\y");
-    EXPECT_EQ(set(L".."), L"T:"); // ".." at the root of a drive disappears
-#endif
-}
-
 // --- taking apart: the one splitter and the nested part selectors ------------------------------
 
-TEST(fsEntryNameParts, getComponentsSplitsAnyText) {
+TEST(fsEntryNameParts, getComponentsSplitsAnyTextAndSelectorsNest) {
     struct row { std::wstring text; bool lastDot; std::wstring d, p, n, e; } rows[] = {
         {L"C:\\", true, L"C:", L"\\", L"", L""}, {L"c:\\x", true, L"C:", L"\\", L"x", L""},
         {L"C:\\a\\b.tar.gz", true, L"C:", L"\\a\\", L"b.tar", L"gz"},
@@ -153,15 +151,14 @@ TEST(fsEntryNameParts, getComponentsSplitsAnyText) {
     }
     EXPECT_TRUE(raw(L"c:\\x").driveLetter() == L'C' && raw(L"\\\\srv\\x").driveLetter() == L' ' &&
                 fsEntryName().driveLetter() == L' ');
-}
 
-TEST(fsEntryNameParts, selectorsNest) {
+    // The part selectors nest.
     const fsEntryName n = raw(L"C:\\d\\a.b.c"), plain = raw(L"C:\\d\\f"), dir = raw(L"C:\\dir.ext\\"), empty;
     using getter = string (F::*)(int) const;
     const getter name = &F::name, path = &F::path, ext = &F::extension;
     const int noDrive = F::noDrive, noExt = F::noExtension, first = F::firstDot, drive = F::withDrive,
               withPath = F::withPath, withName = F::withName, withExt = F::withExtension;
-    struct row { getter get; fsEntryName of; int parts; std::wstring out; } rows[] = {
+    struct selector { getter get; fsEntryName of; int parts; std::wstring out; } selectors[] = {
         {name, n, 0, L"a.b.c"}, {name, n, noExt, L"a.b"}, {name, n, noExt | first, L"a"},
         {name, n, noExt | withExt, L"a.b.c"}, {name, n, withExt | withName | noDrive, L"a.b.c"},
         {name, n, withPath, L"\\d\\a.b.c"}, {name, n, drive, L"a.b.c"}, {name, n, drive | withPath, L"C:\\d\\a.b.c"},
@@ -175,7 +172,7 @@ TEST(fsEntryNameParts, selectorsNest) {
         {ext, n, withName | withPath | drive, L"C:\\d\\a.b.c"}, {ext, plain, withName, L"f"}, {ext, dir, 0, L"ext"},
         {name, empty, drive | withPath, L""}, {path, empty, 0, L""}, {ext, empty, withName | withPath | drive, L""},
     };
-    for (const auto& r : rows)
+    for (const auto& r : selectors)
         EXPECT_EQ((r.of.*r.get)(r.parts), r.out) << vxtest::show(r.of.text()) << " parts " << r.parts;
 }
 

@@ -16,6 +16,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <memory>
 #include <mutex>
 #include <random>
 #include <stdexcept>
@@ -110,6 +111,26 @@ inline std::wstring assertionSite(const std::wstring& text) {
     const std::wstring path = text.substr(fileAt + file.size(), lineAt - fileAt - file.size());
     return text.substr(head.size(), fileAt - head.size()) + L" @ " + path.substr(path.find_last_of(L"/\\") + 1) +
            L":" + text.substr(lineAt + line.size());
+}
+
+// Checks a guard of a global lock that is not recursive: a second guard on the holding thread fails
+// the assertion "<name> not held by the calling thread", copies of a guard hold nothing, waiter() on
+// another thread ends only after the first guard is gone, and whileHeld() runs while it waits.
+template <class Guard, class F, class G>
+void expectNonRecursiveLock(const std::wstring& name, F whileHeld, G waiter) {
+    auto outer = std::make_unique<Guard>();
+    const std::wstring site = assertionSite(failedAssertion([] { Guard inner; }));
+    EXPECT_EQ(site.rfind(name + L" not held by the calling thread @ ", 0), 0u) << site;
+    { Guard copy(*outer); copy = *outer; }
+    failedAssertion([] { Guard inner; }); // still held by the first guard
+    std::atomic<bool> done{false};
+    std::thread other([&] { waiter(); done = true; });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(done);
+    whileHeld();
+    outer.reset(); // released once: the other thread goes on
+    other.join();
+    EXPECT_TRUE(done);
 }
 
 // Runs f(0) ... f(n - 1) on n threads at once and waits for all of them.

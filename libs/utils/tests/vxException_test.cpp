@@ -28,12 +28,10 @@ using ids = std::vector<std::wstring>;
 
 TEST(exceptionChain, causesAreFlattenedCopiesThatOutliveTheCause) {
     vx::exception root(vx::locString(L"Root", L"root"), nullptr);
-    EXPECT_TRUE(root.nestedMessages().empty());
-    vx::exception middle(vx::locString(L"Middle", L"middle"), &root);
-    vx::exception upper(vx::locString(L"Upper", L"upper"), &middle);
+    vx::exception middle(vx::locString(L"Middle", L"middle"), &root), upper(vx::locString(L"Upper", L"upper"), &middle);
     vx::exception top(vx::locString(L"Top", L"top"), &upper);
+    EXPECT_TRUE(root.nestedMessages().empty() && std::wstring(top.message().stringId().id()) == L"Top");
     EXPECT_EQ(nestedIds(top), (ids{L"Upper", L"Middle", L"Root"}));
-    EXPECT_EQ(std::wstring(top.message().stringId().id()), L"Top");
 
     auto* cause = new vx::readFileException(L"C:\\in.txt");
     vx::exception e(vx::locString(L"Outer", L"outer"), cause);
@@ -47,9 +45,7 @@ TEST(exceptionChain, causesAreFlattenedCopiesThatOutliveTheCause) {
         EXPECT_EQ(textOf(copy), L"Error writing file out.dat");
         EXPECT_EQ(nestedIds(copy), (ids{L"Outer", L"Msg_EReadFile"}));
     }
-}
 
-TEST(exceptionChain, failedAssertionIsNotAnException) {
     vxtest::failedAssertion([] {
         try { VX_ASSERT(1 == 2); } catch (const vx::exception&) { ADD_FAILURE() << "caught as vx::exception"; }
     });
@@ -57,64 +53,51 @@ TEST(exceptionChain, failedAssertionIsNotAnException) {
 
 // --- the classes: ids, default texts and parameters ---------------------------------------------------
 
-TEST(exceptionClasses, fileExceptionsNameTheFile) {
+TEST(exceptionClasses, fileExceptionsNameTheFileAndUnexpectedErrorsCutTheirDetailsAt511Characters) {
     const vx::string f = L"C:\\data\\plan.vx";
     const vx::outOfMemoryException cause;
-    const struct {
-        vx::exception e;
-        const wchar_t* id;
-        const wchar_t* text;
-        std::size_t nested;
-    } cases[] = {
-        {vx::fileException(f, &cause), L"Msg_EFileAccess|Error accessing file [File]|",
-         L"Error accessing file C:\\data\\plan.vx", 1},
-        {vx::fileNotFoundException(f), L"Msg_EFileNotFound|File [File] not found!|",
-         L"File C:\\data\\plan.vx not found!", 0},
-        {vx::readFileException(f, &cause), L"Msg_EReadFile|Error reading file [File]|",
-         L"Error reading file C:\\data\\plan.vx", 1},
-        {vx::writeFileException(f, &cause), L"Msg_EWriteFile|Error writing file [File]|",
-         L"Error writing file C:\\data\\plan.vx", 1},
-        {vx::fileWriteProtectedException(f, &cause), L"Msg_EFileWriteProtected|File [File] is write protected!|",
-         L"File C:\\data\\plan.vx is write protected!", 1},
-        {vx::invalidFileFormatException(f, &cause), L"Msg_EInvalidFileFormat|Invalid file format in File [File]!|",
-         L"Invalid file format in File C:\\data\\plan.vx!", 1},
-        {vx::invalidXmlException(f), L"Msg_EInvalidXml|File [File] is not a valid XML-file!|",
-         L"File C:\\data\\plan.vx is not a valid XML-file!", 0},
-        {vx::moduleLoadException(f, &cause), L"Msg_ELoadModule|Error loading module [File]|",
-         L"Error loading module C:\\data\\plan.vx", 1},
+    // Each names its id and its default text, and inserts the file for [File].
+    const struct { vx::exception e; const wchar_t *id, *text; std::size_t nested; } cases[] = {
+        {vx::fileException(f, &cause), L"Msg_EFileAccess", L"Error accessing file [File]", 1},
+        {vx::fileNotFoundException(f), L"Msg_EFileNotFound", L"File [File] not found!", 0},
+        {vx::readFileException(f, &cause), L"Msg_EReadFile", L"Error reading file [File]", 1},
+        {vx::writeFileException(f, &cause), L"Msg_EWriteFile", L"Error writing file [File]", 1},
+        {vx::fileWriteProtectedException(f, &cause), L"Msg_EFileWriteProtected", L"File [File] is write protected!", 1},
+        {vx::invalidFileFormatException(f, &cause), L"Msg_EInvalidFileFormat", L"Invalid file format in File [File]!",
+         1},
+        {vx::invalidXmlException(f), L"Msg_EInvalidXml", L"File [File] is not a valid XML-file!", 0},
+        {vx::moduleLoadException(f, &cause), L"Msg_ELoadModule", L"Error loading module [File]", 1},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(persistentIdOf(c.e), c.id);
-        EXPECT_EQ(textOf(c.e), c.text);
+        EXPECT_EQ(persistentIdOf(c.e), vx::string(c.id) + L"|" + c.text + L"|");
+        EXPECT_EQ(textOf(c.e), vx::string(c.text).replace(L"[File]", f));
         EXPECT_EQ(c.e.nestedMessages().size(), c.nested) << c.id;
     }
     // The file name is inserted as it stands.
     EXPECT_EQ(textOf(vx::readFileException(L"C:\\100%d [File].txt")), L"Error reading file C:\\100%d [File].txt");
     EXPECT_EQ(textOf(vx::readFileException(nullptr)), L"Error reading file ");
-}
 
-TEST(exceptionClasses, unexpectedErrorFormatsItsDetailsCutAt511Characters) {
+    // An unexpected error formats its details, cut at 511 characters.
     vx::unexpectedErrorException e(L"%s at %d", L"index", 3);
-    EXPECT_EQ(textOf(e), L"Unexpected error occurred (index at 3)");
-    EXPECT_EQ(persistentIdOf(e), L"EUnexpected|Unexpected error occurred ([Details])|");
+    EXPECT_EQ(textOf(e) + L"|" + persistentIdOf(e),
+              L"Unexpected error occurred (index at 3)|EUnexpected|Unexpected error occurred ([Details])|");
     EXPECT_EQ(textOf(vx::unexpectedErrorException(nullptr)), L"Unexpected error occurred ()");
-    vx::fileNotFoundException cause(L"x.cfg");
-    vx::unexpectedErrorException nested(&cause, L"reading %s", L"settings");
-    EXPECT_EQ(textOf(nested), L"Unexpected error occurred (reading settings)");
-    EXPECT_EQ(nestedIds(nested), (ids{L"Msg_EFileNotFound"}));
+    vx::fileNotFoundException missingFile(L"x.cfg");
+    vx::unexpectedErrorException nested(&missingFile, L"reading %s", L"settings");
+    EXPECT_TRUE(textOf(nested) == L"Unexpected error occurred (reading settings)" &&
+                nestedIds(nested) == ids{L"Msg_EFileNotFound"});
 
     const std::wstring long600(600, L'x');
     const std::wstring expected = L"Unexpected error occurred (" + std::wstring(511, L'x') + L")";
     EXPECT_EQ(textOf(vx::unexpectedErrorException(L"%s", long600.c_str())), expected);
-    EXPECT_EQ(textOf(vx::unexpectedErrorException(&cause, L"%s", long600.c_str())), expected);
-}
+    EXPECT_EQ(textOf(vx::unexpectedErrorException(&missingFile, L"%s", long600.c_str())), expected);
 
-TEST(exceptionClasses, otherMessages) {
+    // Other messages.
     EXPECT_EQ(persistentIdOf(vx::outOfMemoryException()), L"Msg_EOutOfMem|Out of memory|");
     EXPECT_EQ(persistentIdOf(vx::divisionByZeryException()), L"Msg_EDivisionByZero|Division by zero!|");
     vx::attributeNotFoundException notFound(L"Width", 2);
-    EXPECT_EQ(textOf(notFound), L"Attribute Width(2) not found!");
-    EXPECT_EQ(persistentIdOf(notFound), L"Msg_EDbAttribNotFound|Attribute [Attrib]([Nth]) not found!|,vxDb.loc");
+    EXPECT_EQ(textOf(notFound) + L"=" + persistentIdOf(notFound),
+              L"Attribute Width(2) not found!=Msg_EDbAttribNotFound|Attribute [Attrib]([Nth]) not found!|,vxDb.loc");
     vx::invalidAttributeType invalid(L"Width", 0, L"abc", L"double");
     EXPECT_EQ(textOf(invalid), L"Attribute Width(0) with Value abc not convertible to type double!");
     EXPECT_EQ(persistentIdOf(invalid),
@@ -123,8 +106,8 @@ TEST(exceptionClasses, otherMessages) {
     EXPECT_EQ(persistentIdOf(vx::readLicenseException()), L"Msg_EReadLicense|Error reading the license|");
     EXPECT_EQ(persistentIdOf(vx::manipulatedAppException()),
               L"Msg_EManipulatedApp|The application has been manipulated|");
-    vx::readLicenseException cause;
-    vx::missingLicenseException custom(vx::locString(L"Msg_EKey", L"Key missing"), &cause);
+    vx::readLicenseException license;
+    vx::missingLicenseException custom(vx::locString(L"Msg_EKey", L"Key missing"), &license);
     EXPECT_EQ(nestedIds(custom), (ids{L"Msg_EReadLicense"}));
 }
 

@@ -54,6 +54,7 @@ protected:
 TEST_F(fsEntryNameTest, setNameNormalisesInOrder) {
     struct row { std::wstring in; bool delimiter; std::wstring out; } rows[] = {
         {L"", true, L""}, {L"\"\"", false, L"<cwd>"}, {L"\"C:\\a b\\c\" -x", false, L"C:\\a b\\c"},
+        {L"\"C:\\a\"b\" -x", false, L"C:\\a\"b"}, // cut at the last quote
         {L"\"C:\\a", false, L"C:\\a"}, {L"\"\\x\"", false, L"C:\\x"}, // quotes go before the text is made absolute
         {L"C:/a//b/../c/./", false, L"C:\\a\\c"}, {L"C:/a//b/../c/./", true, L"C:\\a\\c\\"},
         {L"C:\\..\\x", false, L"C:\\x"}, {L"C:\\a\\b\\..\\..\\..\\c", false, L"C:\\c"},
@@ -70,11 +71,10 @@ TEST_F(fsEntryNameTest, setNameNormalisesInOrder) {
     for (const auto& r : rows)
         EXPECT_EQ(set(r.in, r.delimiter), expand(r.out)) << r.in;
     EXPECT_EQ(set(L"..\\y"), mCwd.substr(0, mCwd.rfind(L'\\')) + L"\\y");
-    EXPECT_TRUE(fsEntryName().empty());
-    EXPECT_EQ(fsEntryName(L"C:/x/").text(), L"C:\\x");
+    EXPECT_TRUE(fsEntryName().empty() && fsEntryName(L"C:/x/").text() == L"C:\\x");
 }
 
-TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceOnly) {
+TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceJoinsAndAsksTheSystem) {
     vxtest::scopedEnvironment env;
     env.set("VXFS_A", "C:/v");
     env.set("VXFS_B", "D:\\w");
@@ -90,31 +90,12 @@ TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceOnly) {
     };
     for (const auto& r : rows)
         EXPECT_EQ(set(r.in), expand(r.out)) << r.in;
-}
-
-TEST_F(fsEntryNameTest, joiningDropsTheNameOfAnEmptyDirectory) {
+    // Joining: an empty directory drops the name.
     EXPECT_EQ(F(L"C:/a/", L"../b", true).text(), L"C:\\b\\");
     EXPECT_EQ(F(L"C:\\a", L"", false).text(), L"C:\\a");
     EXPECT_EQ(F(L"x", L"y", false).text(), expand(L"<cwd>\\x\\y"));
     EXPECT_EQ(F(L"", L"C:\\b", true).text(), L"");
-}
-
-#ifndef _WIN32 // Windows does not remove a directory that is current
-TEST_F(fsEntryNameTest, unreadableCurrentDirectoryLosesRelativeText) {
-    mDir.makeDirs("gone");
-    ASSERT_EQ(::chdir((mDir / "gone").c_str()), 0);
-    ASSERT_EQ(::rmdir((mDir / "gone").c_str()), 0);
-    EXPECT_EQ(set(L"x"), L"");
-    EXPECT_EQ(set(L"\\x"), L""); // no current drive either
-    EXPECT_EQ(set(L"C:\\x"), L"C:\\x");
-    fsEntryName root;
-    root.setName(L"x", true);
-    EXPECT_EQ(root.text(), L"\\");
-    EXPECT_THROW(root.name(), std::out_of_range);
-}
-#endif
-
-TEST_F(fsEntryNameTest, currentDriveAndDirectoryComeFromTheSystem) {
+    // The current drive and directory come from the system.
 #ifdef _WIN32
     const std::wstring drive = mCwd.substr(0, 2); // the temporary directory's drive
     EXPECT_EQ(set(L"\\x"), drive + L"\\x");
@@ -128,9 +109,23 @@ TEST_F(fsEntryNameTest, currentDriveAndDirectoryComeFromTheSystem) {
 #endif
 }
 
+#ifndef _WIN32 // Windows does not remove a directory that is current
+TEST_F(fsEntryNameTest, unreadableCurrentDirectoryLosesRelativeText) {
+    mDir.makeDirs("gone");
+    ASSERT_EQ(::chdir((mDir / "gone").c_str()), 0);
+    ASSERT_EQ(::rmdir((mDir / "gone").c_str()), 0);
+    EXPECT_EQ(set(L"x") + set(L"\\x"), L""); // no current drive either
+    EXPECT_EQ(set(L"C:\\x"), L"C:\\x");
+    fsEntryName root;
+    root.setName(L"x", true);
+    EXPECT_EQ(root.text(), L"\\");
+    EXPECT_THROW(root.name(), std::out_of_range);
+}
+#endif
+
 // --- taking apart: the one splitter and the nested part selectors ------------------------------
 
-TEST(fsEntryNameParts, getComponentsSplitsAnyText) {
+TEST(fsEntryNameParts, getComponentsSplitsAnyTextAndSelectorsNest) {
     struct row { std::wstring text; bool lastDot; std::wstring d, p, n, e; } rows[] = {
         {L"C:\\", true, L"C:", L"\\", L"", L""}, {L"c:\\x", true, L"C:", L"\\", L"x", L""},
         {L"C:\\a\\b.tar.gz", true, L"C:", L"\\a\\", L"b.tar", L"gz"},
@@ -154,18 +149,16 @@ TEST(fsEntryNameParts, getComponentsSplitsAnyText) {
         EXPECT_EQ(d + p + n + e, L"");
         EXPECT_THROW(raw(one).driveLetter(), std::out_of_range);
     }
-    EXPECT_EQ(raw(L"c:\\x").driveLetter(), L'C');
-    EXPECT_EQ(raw(L"\\\\srv\\x").driveLetter(), L' ');
-    EXPECT_EQ(fsEntryName().driveLetter(), L' ');
-}
+    EXPECT_TRUE(raw(L"c:\\x").driveLetter() == L'C' && raw(L"\\\\srv\\x").driveLetter() == L' ' &&
+                fsEntryName().driveLetter() == L' ');
 
-TEST(fsEntryNameParts, selectorsNest) {
+    // The part selectors nest.
     const fsEntryName n = raw(L"C:\\d\\a.b.c"), plain = raw(L"C:\\d\\f"), dir = raw(L"C:\\dir.ext\\"), empty;
     using getter = string (F::*)(int) const;
     const getter name = &F::name, path = &F::path, ext = &F::extension;
     const int noDrive = F::noDrive, noExt = F::noExtension, first = F::firstDot, drive = F::withDrive,
               withPath = F::withPath, withName = F::withName, withExt = F::withExtension;
-    struct row { getter get; fsEntryName of; int parts; std::wstring out; } rows[] = {
+    struct selector { getter get; fsEntryName of; int parts; std::wstring out; } selectors[] = {
         {name, n, 0, L"a.b.c"}, {name, n, noExt, L"a.b"}, {name, n, noExt | first, L"a"},
         {name, n, noExt | withExt, L"a.b.c"}, {name, n, withExt | withName | noDrive, L"a.b.c"},
         {name, n, withPath, L"\\d\\a.b.c"}, {name, n, drive, L"a.b.c"}, {name, n, drive | withPath, L"C:\\d\\a.b.c"},
@@ -179,7 +172,7 @@ TEST(fsEntryNameParts, selectorsNest) {
         {ext, n, withName | withPath | drive, L"C:\\d\\a.b.c"}, {ext, plain, withName, L"f"}, {ext, dir, 0, L"ext"},
         {name, empty, drive | withPath, L""}, {path, empty, 0, L""}, {ext, empty, withName | withPath | drive, L""},
     };
-    for (const auto& r : rows)
+    for (const auto& r : selectors)
         EXPECT_EQ((r.of.*r.get)(r.parts), r.out) << vxtest::show(r.of.text()) << " parts " << r.parts;
 }
 
@@ -213,22 +206,19 @@ TEST(fsEntryNameChange, appendingAndRemoving) {
     const auto delimit = [](F& n) { n.appendDelimiter(); };
     const auto ext = [](const wchar_t* e) { return [e](F& n) { n.appendExtension(e); }; };
     const auto remove = [](int parts) { return [parts](F& n) { n.removeExtension(parts); }; };
-    EXPECT_EQ(apply(L"C:\\a\\\\\\", delimit), L"C:\\a\\");
-    EXPECT_EQ(apply(L"\\\\", delimit), L"");
-    EXPECT_EQ(apply(L"", delimit), L"");
-    EXPECT_EQ(apply(L"C:\\a\\", ext(L"txt")), L"C:\\a.txt");
-    EXPECT_EQ(apply(L"C:\\a", ext(L"")), L"C:\\a.");
-    EXPECT_EQ(apply(L"C:\\a", ext(L".txt")), L"C:\\a..txt");
-    EXPECT_EQ(apply(L"\\", ext(L"txt")), L"");
+    EXPECT_EQ(apply(L"C:\\a\\\\\\", delimit) + L"|" + apply(L"\\\\", delimit) + L"|" + apply(L"", delimit),
+              L"C:\\a\\||");
+    EXPECT_EQ(apply(L"C:\\a\\", ext(L"txt")) + L"|" + apply(L"C:\\a", ext(L"")) + L"|" + apply(L"C:\\a", ext(L".txt")) +
+                  L"|" + apply(L"\\", ext(L"txt")),
+              L"C:\\a.txt|C:\\a.|C:\\a..txt|");
     // removeExtension appends to the stored text instead of replacing it.
     EXPECT_EQ(apply(L"C:\\a\\b.t.gz", remove(0)), L"C:\\a\\b.t.gzC:\\a\\b.t");
-    EXPECT_EQ(apply(L"C:\\a\\b.t.gz", remove(F::firstDot)), L"C:\\a\\b.t.gzC:\\a\\b");
-    EXPECT_EQ(apply(L"", remove(0)), L"");
+    EXPECT_EQ(apply(L"C:\\a\\b.t.gz", remove(F::firstDot)) + L"|" + apply(L"", remove(0)), L"C:\\a\\b.t.gzC:\\a\\b|");
 }
 
 // --- raw text: relative tests and invalid characters ---------------------------------------------
 
-TEST(fsEntryNameRaw, isARelativePathCountsSeparators) {
+TEST(fsEntryNameRaw, relativePathsAndInvalidCharacters) {
     struct row { std::wstring text; bool relative; int levels; } rows[] = {
         {L"/", true, 0}, {L"", true, 0}, {L"a", true, 0}, {L"..\\..\\x", true, 2}, {L"a\\b\\c", true, 2},
         {L"a/b/", true, 1}, {L"a\\\\b\\\\", true, 2}, {L"//", false, -7}, {L"\\x", false, -7},
@@ -240,20 +230,17 @@ TEST(fsEntryNameRaw, isARelativePathCountsSeparators) {
         EXPECT_EQ(levels, r.levels) << r.text;
         EXPECT_EQ(F::isARelativePath(r.text, nullptr), r.relative) << r.text;
     }
-}
 
-TEST(fsEntryNameRaw, invalidCharacters) {
     for (wchar_t c : std::wstring(L"\\/<>:*?|#\""))
         EXPECT_TRUE(F::containsInvalidChars(string(L"a") + c)) << c;
-    EXPECT_FALSE(F::containsInvalidChars(L"a.b c"));
-    EXPECT_FALSE(F::containsInvalidChars(L""));
+    EXPECT_FALSE(F::containsInvalidChars(L"a.b c") || F::containsInvalidChars(L""));
     EXPECT_TRUE(F::containsInvalidChars(std::wstring(L"a\0#", 3)));
 
-    struct row { std::wstring text; wchar_t replacement; std::wstring out; } rows[] = {
+    const struct { std::wstring text; wchar_t replacement; std::wstring out; } replacements[] = {
         {L"a?b", L'_', L"a b"}, {L"a?b", L'#', L"a b"}, // an invalid replacement is not written
         {L"  <x>  ", L'_', L"x"}, {L"??", L'?', L""}, {L"1\\2/3<4>5:6*7?8|9#0\"", L'?', L"1 2 3 4 5 6 7 8 9 0"},
         {std::wstring(L"a\0?b", 4), L'_', L"a"}, {L"\x00e9t\x00e9", L'_', L"\x00e9t\x00e9"}, {L"", L'?', L""},
     };
-    for (const auto& r : rows)
-        EXPECT_EQ(F::replaceInvalidChars(r.text, r.replacement), r.out) << r.text;
+    for (const auto& c : replacements)
+        EXPECT_EQ(F::replaceInvalidChars(c.text, c.replacement), c.out) << c.text;
 }

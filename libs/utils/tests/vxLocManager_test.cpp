@@ -21,42 +21,28 @@ locManager& manager() {
     return *locManager::instance();
 }
 
-// A temporary directory that also answers its folders as directories.
-struct tempDir : vxtest::tempDir {
-    void write(const std::string& name, const std::string& text) const { makeFile(name, text); }
-    vx::directory dir(const std::string& name = "") const { return vx::directory(windowsForm(name)); }
-};
-
 // Every test starts from a manager that searches only its own folders, with no default language,
 // file or overlay, and leaves the settings as it found them.
 class locManagerTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        mLanguage = manager().defaultLanguage();
-        mFile = manager().defaultLocFile();
-        mOverlay = manager().overlayId();
-        mPath = manager().defaultSearchPath();
-        manager().setDefaultLanguage(L"");
-        manager().setDefaultLocFile(L"");
-        manager().setOverlayId(L"");
-        manager().setDefaultSearchPath(vx::searchPath());
+    void SetUp() override { set(L"", L"", L"", vx::searchPath()); }
+    void TearDown() override { set(mLanguage.c_str(), mFile.c_str(), mOverlay.c_str(), mPath); }
+    static void set(const wchar_t* language, const wchar_t* file, const wchar_t* overlay, const vx::searchPath& path) {
+        manager().setDefaultLanguage(language);
+        manager().setDefaultLocFile(file);
+        manager().setOverlayId(overlay);
+        manager().setDefaultSearchPath(path);
     }
-    void TearDown() override {
-        manager().setDefaultLanguage(mLanguage.c_str());
-        manager().setDefaultLocFile(mFile.c_str());
-        manager().setOverlayId(mOverlay.c_str());
-        manager().setDefaultSearchPath(mPath);
-    }
-    // Searches the folders of root, in order.
-    void searchIn(const tempDir& root, std::initializer_list<const char*> folders = {""}) {
+    // Searches root only.
+    static void searchIn(const vxtest::tempDir& root) {
         vx::searchPath path;
-        for (const char* folder : folders)
-            path.appendDirectory(root.dir(folder));
+        path.appendDirectory(vx::directory(root.windowsForm()));
         manager().setDefaultSearchPath(path);
     }
 
-    vx::string mLanguage, mFile, mOverlay;
-    vx::searchPath mPath;
+    const vx::string mLanguage = manager().defaultLanguage(), mFile = manager().defaultLocFile(),
+                     mOverlay = manager().overlayId();
+    const vx::searchPath mPath = manager().defaultSearchPath();
 };
 
 // The text of a string in a language (null: the default one).
@@ -80,19 +66,27 @@ void recordSecond(const wchar_t* oldLanguage, const wchar_t* newLanguage) {
 
 // --- where files are looked for ----------------------------------------------------------------------
 
-TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutable) {
+TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutableAndNullSettingsAreIgnored) {
     vx::directory executableFolder;
     ASSERT_TRUE(vx::getModulePath(static_cast<void*>(nullptr), executableFolder));
     ASSERT_EQ(mPath.size(), 2u);
-    EXPECT_EQ(mPath.directories()[0].fullName(),
-              vx::directory(executableFolder.fullName(), L"..\\config\\Language").fullName());
+    EXPECT_EQ(mPath[0].fullName(), vx::directory(executableFolder.fullName(), L"..\\config\\Language").fullName());
     EXPECT_EQ(mPath.directories()[1].fullName(), executableFolder.fullName());
+    // Null settings are ignored.
+    set(L"de", L"app.loc", L"site", vx::searchPath());
+    set(nullptr, nullptr, nullptr, vx::searchPath());
+    EXPECT_EQ(manager().defaultLanguage() + L"|" + manager().defaultLocFile() + L"|" + manager().overlayId(),
+              L"de|app.loc|site");
+    vx::searchPath path; // the path is the manager's own, changed in place
+    path.appendDirectory(vx::directory(L"C:\\x"));
+    manager().defaultSearchPath() = path;
+    EXPECT_EQ(manager().defaultSearchPath().size(), 1u);
 }
 
-TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguage) {
-    tempDir root;
-    root.write("de/app.loc", "Msg_Hello Hallo [Name]\n");
-    root.write("en/app.loc", "Msg_Hello Hello [Name]\n");
+TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichFileIsAsked) {
+    vxtest::tempDir root;
+    root.makeFile("de/app.loc", "Msg_Hello Hallo [Name]\n");
+    root.makeFile("en/app.loc", "Msg_Hello Hello [Name]\n");
     searchIn(root);
     manager().setDefaultLocFile(L"app.loc");
     locString hello(L"Msg_Hello", L"Default [Name]");
@@ -102,46 +96,32 @@ TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguage) {
     manager().setDefaultLanguage(L"de");
     EXPECT_EQ(text(hello), L"Hallo Ada");
     manager().setDefaultLanguage(L"en");
-    EXPECT_EQ(text(hello), L"Hello Ada");
-    EXPECT_EQ(text(hello, L"de"), L"Hallo Ada"); // the language asked for
-    EXPECT_EQ(text(hello, L"DE"), L"Hallo Ada"); // folders are found in any case
+    // The language asked for, whose folder is found in any case.
+    EXPECT_EQ(text(hello) + L"|" + text(hello, L"de") + L"|" + text(hello, L"DE"), L"Hello Ada|Hallo Ada|Hallo Ada");
     manager().setDefaultLanguage(L"de");
-    EXPECT_EQ(text(hello), L"Hallo Ada"); // the file found before is still there
-    EXPECT_TRUE(hello.stringIdExists(L"en"));
+    EXPECT_TRUE(text(hello) == L"Hallo Ada" && hello.stringIdExists(L"en")); // the file found before is still there
     EXPECT_FALSE(hello.stringIdExists(L"fr") || locString(L"Msg_Other", L"x").stringIdExists(L"de"));
-}
 
-TEST_F(locManagerTest, whichFileIsAskedForWhichIdentifier) {
-    tempDir root;
-    root.write("de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n");
-    root.write("en/one.loc", "Msg_A one\n");
-    root.write("de/two.loc", "Msg_A zwei\nMsg_B zwei b\n");
-    root.write("plain.loc", "Msg_A plain\n");
-    root.write("de/plain.loc", "Msg_A plain de\n");
-    searchIn(root);
+    // Which file is asked for which identifier.
+    root.makeFile("de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n");
+    root.makeFile("en/one.loc", "Msg_A one\n");
+    root.makeFile("de/two.loc", "Msg_A zwei\nMsg_B zwei b\n");
+    root.makeFile("plain.loc", "Msg_A plain\n");
+    root.makeFile("de/plain.loc", "Msg_A plain de\n");
     manager().setDefaultLanguage(L"de");
     manager().setDefaultLocFile(L"one.loc");
-    struct lookupCase {
-        const char* what;
-        locString message;
-        const wchar_t* language;
-        const wchar_t* expected;
-    } cases[] = {
+    struct lookupCase { const char* what; locString message; const wchar_t* language, *expected; } cases[] = {
         {"default file, default language", locString(L"Msg_A", L"dflt"), nullptr, L"eins"},
         {"default file, language asked for", locString(L"Msg_A", L"dflt"), L"en", L"one"},
-        {"one name does not fall back to the default language",
-         locString(L"Msg_Only", L"dflt"), L"en", L"dflt"},
-        {"nor does the default file for a missing language", locString(L"Msg_A", L"dflt"), L"fr", L"dflt"},
-        {"a list falls back to the default language",
-         locString(L"Msg_A", L"dflt", L"two.loc"), L"fr", L"zwei"},
-        {"a list takes the language asked for first",
-         locString(L"Msg_A", L"dflt", L"one.loc"), L"en", L"one"},
-        {"the first file found is the one asked", locString(L"Msg_B", L"dflt", L"one.loc", L"two.loc", nullptr),
-         nullptr, L"dflt"},
-        {"a missing first file lets the next one answer",
-         locString(L"Msg_B", L"dflt", L"none.loc", L"two.loc", nullptr), nullptr, L"zwei b"},
-        {"the name itself before the language folder", locString(L"Msg_A", L"dflt", L"plain.loc"), L"de",
-         L"plain"},
+        {"one name: no fall back to the default language", locString(L"Msg_Only", L"dflt"), L"en", L"dflt"},
+        {"nor for the default file of a missing language", locString(L"Msg_A", L"dflt"), L"fr", L"dflt"},
+        {"a list falls back to the default language", locString(L"Msg_A", L"dflt", L"two.loc"), L"fr", L"zwei"},
+        {"a list takes the language asked for first", locString(L"Msg_A", L"dflt", L"one.loc"), L"en", L"one"},
+        {"the first file found is asked", locString(L"Msg_B", L"dflt", L"one.loc", L"two.loc", nullptr), nullptr,
+         L"dflt"},
+        {"a missing first file lets the next answer", locString(L"Msg_B", L"dflt", L"none.loc", L"two.loc", nullptr),
+         nullptr, L"zwei b"},
+        {"the name itself before the language folder", locString(L"Msg_A", L"dflt", L"plain.loc"), L"de", L"plain"},
         {"a path below the search path", locString(L"Msg_A", L"dflt", L"de\\two.loc"), L"en", L"zwei"},
         {"no file anywhere", locString(L"Msg_A", L"dflt", L"none.loc"), nullptr, L"dflt"},
         {"an empty id names no file", locString(L"", L"dflt"), nullptr, L"dflt"},
@@ -152,21 +132,6 @@ TEST_F(locManagerTest, whichFileIsAskedForWhichIdentifier) {
     };
     for (const lookupCase& c : cases)
         EXPECT_EQ(text(c.message, c.language), c.expected) << c.what;
-}
-
-TEST_F(locManagerTest, nullSettingsAreIgnored) {
-    manager().setDefaultLanguage(L"de");
-    manager().setDefaultLocFile(L"app.loc");
-    manager().setOverlayId(L"site");
-    manager().setDefaultLanguage(nullptr);
-    manager().setDefaultLocFile(nullptr);
-    manager().setOverlayId(nullptr);
-    EXPECT_EQ(manager().defaultLanguage() + L"|" + manager().defaultLocFile() + L"|" + manager().overlayId(),
-              L"de|app.loc|site");
-    vx::searchPath path; // the path is the manager's own, changed in place
-    path.appendDirectory(vx::directory(L"C:\\x"));
-    manager().defaultSearchPath() = path;
-    EXPECT_EQ(manager().defaultSearchPath().size(), 1u);
 }
 
 // --- files kept, overlays ------------------------------------------------------------------------------
@@ -183,11 +148,11 @@ TEST(locManagerOverlayName, overlayFileNames) {
 }
 
 TEST_F(locManagerTest, overlaysComeWithTheIdOfWhenAFileIsOpened) {
-    tempDir root;
-    root.write("de/app.loc", "Msg_A base\nMsg_B base b\n");
-    root.write("de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n");
-    root.write("de/late.loc", "Msg_A late\n");
-    root.write("de/late_site.loc", "Msg_A late site\n");
+    vxtest::tempDir root;
+    root.makeFile("de/app.loc", "Msg_A base\nMsg_B base b\n");
+    root.makeFile("de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n");
+    root.makeFile("de/late.loc", "Msg_A late\n");
+    root.makeFile("de/late_site.loc", "Msg_A late site\n");
     searchIn(root);
     manager().setDefaultLanguage(L"de");
     EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"app.loc")), L"base");
@@ -196,8 +161,8 @@ TEST_F(locManagerTest, overlaysComeWithTheIdOfWhenAFileIsOpened) {
     EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"APP.LOC")), L"base");
     // A file opened now gets the overlay, with its commands over all texts.
     EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"late.loc")), L"late site");
-    root.write("de/other.loc", "Msg_B other base\n");
-    root.write("de/other_site.loc", ";;cmd(replace:::base:::BASE)\n");
+    root.makeFile("de/other.loc", "Msg_B other base\n");
+    root.makeFile("de/other_site.loc", ";;cmd(replace:::base:::BASE)\n");
     EXPECT_EQ(text(locString(L"Msg_B", L"dflt", L"other.loc")), L"other BASE");
 }
 
@@ -257,8 +222,8 @@ void partnerTwo(const wchar_t*, const wchar_t* newLanguage) {
 } // namespace
 
 TEST_F(locManagerTest, callbacksMayUseTheManager) {
-    tempDir root;
-    root.write("en/app.loc", "Msg_A english\n");
+    vxtest::tempDir root;
+    root.makeFile("en/app.loc", "Msg_A english\n");
     searchIn(root);
     manager().setDefaultLocFile(L"app.loc");
     calls().clear();
@@ -276,12 +241,12 @@ TEST_F(locManagerTest, callbacksMayUseTheManager) {
 // --- exceptions show texts from language files -------------------------------------------------------------
 
 TEST_F(locManagerTest, aWriteFailureReportsInTheLanguageAskedFor) {
-    tempDir root;
-    root.write("de/vxUtils.loc",
+    vxtest::tempDir root;
+    root.makeFile("de/vxUtils.loc",
                "; Meldungen der Dateien\n"
                "Msg_EWriteFile    E: Fehler beim Schreiben der Datei [File] ; Datei\n"
                "Msg_EReadFile     $$Msg_EWriteFile\n");
-    root.write("fr/vxUtils.loc", "Msg_EWriteFile Erreur d'écriture du fichier « [File] »\n");
+    root.makeFile("fr/vxUtils.loc", "Msg_EWriteFile Erreur d'écriture du fichier « [File] »\n");
     searchIn(root);
     manager().setDefaultLocFile(L"vxUtils.loc");
 
@@ -315,11 +280,11 @@ void countChange(const wchar_t*, const wchar_t*) {
 } // namespace
 
 TEST_F(locManagerTest, threadsResolveWhileTheLanguageChanges) {
-    tempDir root;
-    root.write("de/app.loc", "Msg_A deutsch [N]\n#include common.loc\n");
-    root.write("en/app.loc", "Msg_A english [N]\n#include common.loc\n");
-    root.write("de/common.loc", "Msg_C gemeinsam\n");
-    root.write("en/common.loc", "Msg_C common\n");
+    vxtest::tempDir root;
+    root.makeFile("de/app.loc", "Msg_A deutsch [N]\n#include common.loc\n");
+    root.makeFile("en/app.loc", "Msg_A english [N]\n#include common.loc\n");
+    root.makeFile("de/common.loc", "Msg_C gemeinsam\n");
+    root.makeFile("en/common.loc", "Msg_C common\n");
     searchIn(root);
     manager().setDefaultLocFile(L"app.loc");
     manager().setDefaultLanguage(L"de");

@@ -59,23 +59,16 @@ TEST(locMessagePrefix, prefixSetsStateAndIsRemovedWithLeadingBlanks) {
         vx::eMsgState state;
         const wchar_t* text;
     } cases[] = {
-        {L"E: File missing", vx::eMsgError, L"File missing"},
-        {L"w:x", vx::eMsgWarning, L"x"},
-        {L"I: x", vx::eMsgInfo, L"x"},
-        {L"x: y", vx::eMsgNone, L"y"},
+        {L"E: File missing", vx::eMsgError, L"File missing"}, {L"w:x", vx::eMsgWarning, L"x"},
+        {L"I: x", vx::eMsgInfo, L"x"}, {L"x: y", vx::eMsgNone, L"y"},
         {L"E:\t x", vx::eMsgError, L"\t x"}, // blanks only, not tabs
-        {L"Hello", vx::eMsgNone, L"Hello"},
-        {L"A", vx::eMsgNone, L"A"},
-        {nullptr, vx::eMsgNone, L""},
+        {L"Hello", vx::eMsgNone, L"Hello"}, {L"A", vx::eMsgNone, L"A"}, {nullptr, vx::eMsgNone, L""},
     };
     for (const auto& c : cases) {
         const locMessage m(c.message);
-        EXPECT_EQ(m.msgState(), c.state) << (c.message ? c.message : L"null");
-        EXPECT_EQ(text(m), c.text) << (c.message ? c.message : L"null");
+        EXPECT_TRUE(m.msgState() == c.state && text(m) == c.text) << (c.message ? c.message : L"null");
     }
-}
 
-TEST(locMessagePrefix, newMessageResetsStateAndUnnamedCount) {
     locMessage m(L"E: $1 $1");
     EXPECT_TRUE(m.insertParameter(L"a") && text(m) == L"a $1");
     m.setMessage(L"$1 and $2");
@@ -84,11 +77,9 @@ TEST(locMessagePrefix, newMessageResetsStateAndUnnamedCount) {
     m.setMessage(L"E: x");
     m.setMessage(nullptr);
     EXPECT_TRUE(text(m).empty() && m.msgState() == vx::eMsgNone);
-}
 
-TEST(locMessagePrefix, copiesOwnTheirStateAndCount) {
     locMessage original(L"W: $1 $2");
-    original.insertParameter(L"a");
+    ASSERT_TRUE(original.insertParameter(L"a"));
     locMessage copy(original), assigned;
     assigned = original;
     original.setMessage(L"E: other");
@@ -130,52 +121,32 @@ TEST(locMessageNamed, placeholderBounds) {
 
 // --- printf conversions in a placeholder: the value text is read as the number asked for ---------------
 
-TEST(locMessageFormat, conversionsOfThePlaceholder) {
+TEST(locMessageFormat, conversionsOfThePlaceholderAndWhatIsNone) {
     expectAll({
-        {L"[N%5.2f]", L"2", L" 2.00"},
-        {L"[N%e]", L"1.5", L"1.500000e+00"},
-        {L"[N%.3Lf]", L"2", L"2.000"},
-        {L"[N%05d]", L"42", L"00042"},
-        {L"[N%x]", L"255", L"ff"},
-        {L"[N%u]", L"-1", L"4294967295"},
-        {L"[N%hd]", L"70000", L"4464"},
-        {L"[N%llx]", L"-1", L"ffffffffffffffff"},
-        {L"[N%d]", L"2.9", L"2"},
-        {L"[N%d]", L"12abc", L"12"},
-        {L"[N%3c]", L"xyz", L"  x"},
-        {L"<[N%c]>", L"", L"<>"},
-        {L"[N%.2s]", L"abcdef", L"ab"},
-        {L"[N%hs]", L"\u00e9t\u00e9", L"\u00e9t\u00e9"},
-        {L"[N%s]", L"%d and [N]", L"%d and [N]"},
-        {L"<[N%S]>", L"abc", L"<>"},
-        {L"<[N%C]>", L"abc", L"<>"},
+        {L"[N%5.2f]", L"2", L" 2.00"}, {L"[N%e]", L"1.5", L"1.500000e+00"}, {L"[N%.3Lf]", L"2", L"2.000"},
+        {L"[N%05d]", L"42", L"00042"}, {L"[N%x]", L"255", L"ff"}, {L"[N%u]", L"-1", L"4294967295"},
+        {L"[N%hd]", L"70000", L"4464"}, {L"[N%llx]", L"-1", L"ffffffffffffffff"}, {L"[N%d]", L"2.9", L"2"},
+        {L"[N%d]", L"12abc", L"12"}, {L"[N%3c]", L"xyz", L"  x"}, {L"<[N%c]>", L"", L"<>"},
+        {L"[N%.2s]", L"abcdef", L"ab"}, {L"[N%hs]", L"\u00e9t\u00e9", L"\u00e9t\u00e9"},
+        {L"[N%s]", L"%d and [N]", L"%d and [N]"}, {L"<[N%S]>", L"abc", L"<>"}, {L"<[N%C]>", L"abc", L"<>"},
         // Integers are read 32 bits wide and saturate.
-        {L"[N%d]", L"99999999999", L"2147483647"},
-        {L"[N%d]", L"-99999999999", L"-2147483648"},
+        {L"[N%d]", L"99999999999", L"2147483647"}, {L"[N%d]", L"-99999999999", L"-2147483648"},
         {L"[N%lld]", L"4294967296", L"2147483647"},
         // A value that is no number is inserted as it stands.
-        {L"<[N%05d]>", L"many", L"<many>"},
-        {L"<[N%d]>", L"-", L"<->"},
-        {L"<[N%5.2f]>", L"n/a", L"<n/a>"},
+        {L"<[N%05d]>", L"many", L"<many>"}, {L"<[N%d]>", L"-", L"<->"}, {L"<[N%5.2f]>", L"n/a", L"<n/a>"},
     });
-}
-
-TEST(locMessageFormat, whatIsNoConversion) {
+    // What is no conversion is inserted as plain text.
     expectAll({
-        {L"<[N%%]>", L"x", L"<x>"},
-        {L"<[N%%%d]>", L"5", L"<5>"},
-        {L"<[N%]>", L"x", L"<x>"},
-        {L"<[N%p]>", L"x", L"<x>"},
-        {L"<[N%n]>", L"x", L"<x>"},
-        {L"[N%*d]", L"5", L"5"},          // an asterisk reads no argument
-        {L"[N%.*f]", L"2.5", L"2.500000"},
+        {L"<[N%%]>", L"x", L"<x>"}, {L"<[N%%%d]>", L"5", L"<5>"}, {L"<[N%]>", L"x", L"<x>"},
+        {L"<[N%p]>", L"x", L"<x>"}, {L"<[N%n]>", L"x", L"<x>"},
+        {L"[N%*d]", L"5", L"5"}, {L"[N%.*f]", L"2.5", L"2.500000"}, // an asterisk reads no argument
         // '%', twelve '0' flags, width 5, 'd' make fifteen characters; one more is too long.
         {L"[N%0000000000005d]", L"42", L"00042"},
         {L"[N%00000000000005d]", L"42", L"42"},
     });
 }
 
-TEST(locMessageFormat, outputIsCutToTheBuffer) {
+TEST(locMessageFormat, outputIsCutToTheBufferOrFallsBackToTheTextsFirstConversion) {
     EXPECT_EQ(filled(L"[N%-600d]", 7, L"N"), L"7" + std::wstring(510, L' '));
     EXPECT_EQ(filled(L"[N%600d]", 7, L"N"), std::wstring(511, L' '));
     EXPECT_EQ(filled(L"[N%-900s]", std::wstring(256, L'a').c_str(), L"N").size(), 511u);
@@ -183,16 +154,12 @@ TEST(locMessageFormat, outputIsCutToTheBuffer) {
     const std::wstring huge(70000, L'c');
     EXPECT_EQ(filled(L"<[N]>", huge.c_str(), L"N"), L"<" + huge + L">");
     EXPECT_EQ(filled(L"[N%ls]", huge.c_str(), L"N"), huge);
-}
 
-TEST(locMessageFormat, fallBackToFirstConversionOfTheText) {
     EXPECT_EQ(filled(L"Count: %d items", 5, L"Missing"), L"Count: 5 items");
     EXPECT_EQ(filled(L"100%%: %d", 5, L"X"), L"100%%: 5");
     EXPECT_EQ(filled(L"100%, %d", 5, L"X"), L"100%, 5");
     locMessage twice(L"%d %d");
-    twice.insertParameter(1, L"A");
-    twice.insertParameter(2, L"B");
-    EXPECT_EQ(text(twice), L"1 2");
+    EXPECT_TRUE(twice.insertParameter(1, L"A") && twice.insertParameter(2, L"B") && text(twice) == L"1 2");
     locMessage none(L"50%");
     EXPECT_TRUE(!none.insertParameter(1, L"A") && text(none) == L"50%");
 }
@@ -212,12 +179,10 @@ TEST(locMessageUnnamed, eachCallLooksForItsOwnNumber) {
     const std::wstring zeros62(62, L'0');
     EXPECT_EQ(filled(L"<$" + zeros62 + L"1>", L"x", nullptr), L"<x>");
     EXPECT_FALSE(locMessage((L"<$" + zeros62 + L"01>").c_str()).insertParameter(L"x"));
-}
 
-TEST(locMessageUnnamed, missedNumberStillCountsAndPlainConversionServes) {
-    locMessage m(L"$2");
-    EXPECT_FALSE(m.insertParameter(L"a"));
-    EXPECT_TRUE(m.insertParameter(L"b") && text(m) == L"b");
+    locMessage missed(L"$2");
+    EXPECT_FALSE(missed.insertParameter(L"a"));
+    EXPECT_TRUE(missed.insertParameter(L"b") && text(missed) == L"b");
     EXPECT_EQ(filled(L"$ %x", 255, nullptr), L"$ ff");
 }
 
@@ -228,8 +193,7 @@ TEST(locMessageTyped, textsOfTheTypedOverloads) {
     EXPECT_EQ(filled(L"[V]", 123456, L"V"), L"123456");
     EXPECT_EQ(filled(L"[V]", static_cast<long>(5000000000LL), L"V"), L"705032704"); // 32 bits wide
     EXPECT_EQ(filled(L"[V]", 2.5, L"V"), L"2.500000");
-    EXPECT_EQ(filled(L"[V] [W]", true, L"V"), L"True [W]");
-    EXPECT_EQ(filled(L"[V]", false, L"V"), L"False");
+    EXPECT_EQ(filled(L"[V] [W]", true, L"V") + filled(L"[V]", false, L"V"), L"True [W]False");
     EXPECT_EQ(filled(L"[V]", L'Z', L"V"), L"Z");
     EXPECT_EQ(filled(L"<[V]>", static_cast<const wchar_t*>(nullptr), L"V"), L"<>");
     EXPECT_EQ(filled(L"[V]", locMessage(L"E: inner"), L"V"), L"inner");

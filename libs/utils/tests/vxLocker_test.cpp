@@ -29,29 +29,23 @@ unsigned flagOf(spinLockerRecursive* lock) { return __atomic_load_n(&lock->flag,
 std::uint64_t ownerOf(spinLockerRecursive* lock) { return __atomic_load_n(&lock->owner, __ATOMIC_SEQ_CST); }
 
 void expectHeldByMe(spinLockerRecursive* lock, std::uint64_t depth) {
-    EXPECT_EQ(flagOf(lock), 1u);
-    EXPECT_EQ(ownerOf(lock), spinLockerRecursive::currentOwnerValue());
+    EXPECT_TRUE(flagOf(lock) == 1u && ownerOf(lock) == spinLockerRecursive::currentOwnerValue()) << depth;
     EXPECT_EQ(lock->depth, depth);
 }
 void expectFree(spinLockerRecursive* lock) {
-    EXPECT_EQ(flagOf(lock), 0u);
-    EXPECT_EQ(ownerOf(lock), 0u);
-    EXPECT_EQ(lock->depth, 0u);
+    EXPECT_TRUE(flagOf(lock) == 0u && ownerOf(lock) == 0u && lock->depth == 0u);
 }
 
 // --- interlocked counters: each change answers the new value, handed out exactly once ------------------
 
-TEST(Interlocked, ReturnsTheNewValue) {
+TEST(Interlocked, ReturnsTheNewValueAndHandsOutEveryValueOnce) {
     long volatile s = 0;
     unsigned long volatile u = 0;
-    EXPECT_EQ(vx::interlockedDecrement(&s), -1L);
-    EXPECT_EQ(vx::interlockedIncrement(&s), 0L);
+    EXPECT_TRUE(vx::interlockedDecrement(&s) == -1L && vx::interlockedIncrement(&s) == 0L);
     EXPECT_EQ(vx::interlockedDecrement(&u), std::numeric_limits<unsigned long>::max());
-    EXPECT_EQ(vx::interlockedIncrement(&u), 0UL);
-    EXPECT_EQ(vx::interlockedRead(&u), 0UL);
-}
+    EXPECT_TRUE(vx::interlockedIncrement(&u) == 0UL && vx::interlockedRead(&u) == 0UL);
 
-TEST(Interlocked, ConcurrentChangesHandOutEveryValueOnce) {
+    // Concurrent changes hand out every value exactly once.
     constexpr int kThreads = 4;
     constexpr long kTotal = kThreads * static_cast<long>(kRounds);
     unsigned long volatile up = 0;
@@ -63,8 +57,7 @@ TEST(Interlocked, ConcurrentChangesHandOutEveryValueOnce) {
             ++seenDown.at(vx::interlockedDecrement(&down));
         }
     });
-    EXPECT_EQ(up, static_cast<unsigned long>(kTotal));
-    EXPECT_EQ(down, 0L);
+    EXPECT_TRUE(up == static_cast<unsigned long>(kTotal) && down == 0L);
     for (long v = 0; v <= kTotal; ++v) {
         ASSERT_EQ(seenUp[v], v == 0 ? 0 : 1) << v;
         ASSERT_EQ(seenDown[v], v == kTotal ? 0 : 1) << v;
@@ -112,9 +105,7 @@ TEST(GenericValueHolderLocker, NestsOnOneThreadAndFreesAfterTheOutermostGuard) {
     EXPECT_TRUE(taken);
     expectFree(lock);
     genericValueHolderLocker::destroyLocker(lock);
-}
 
-TEST(GenericValueHolderLocker, OnlyTheGuardThatAcquiredReleases) {
     genericValueHolderLocker none(nullptr), noneCopy(none); // a null lock: nothing happens
     noneCopy = none;
     spinLockerRecursive* a = genericValueHolderLocker::createLocker();
@@ -151,8 +142,7 @@ TEST(SpinLockerRecursive, ExcludesOtherThreadsWhileTheHolderRecurses) {
             ++plain;
         }
     });
-    EXPECT_EQ(bad, 0);
-    EXPECT_EQ(plain, 4L * kRounds);
+    EXPECT_TRUE(bad == 0 && plain == 4L * kRounds);
     expectFree(lock);
     genericValueHolderLocker::destroyLocker(lock);
 }

@@ -3,12 +3,9 @@
 #include <vxRefPtr.h>
 
 #include <atomic>
-#include <chrono>
-#include <optional>
 
 namespace {
 
-using namespace std::chrono_literals;
 using vxtest::assertionSite;
 using vxtest::failedAssertion;
 
@@ -41,22 +38,17 @@ protected:
 
 // --- counting: refObj, the pointers, and assignment order ---------------------------------------------
 
-TEST_F(RefPtrTest, RefObjCountsAndCallsDeleteThisOnceAtZero) {
+TEST_F(RefPtrTest, CountingAndAssignmentOrder) {
     struct probe : vx::refObj {
         int deleted = 0;
         void deleteThis() override { ++deleted; }
     } object;
-    EXPECT_EQ(object.addRef(), 1u);
-    EXPECT_EQ(object.addRef(), 2u);
+    EXPECT_TRUE(object.addRef() == 1u && object.addRef() == 2u);
     probe copy(object); // a new object, owned by nobody
     EXPECT_EQ(copy.getRefCount(), 0u);
-    EXPECT_EQ(object.release(), 1u);
-    EXPECT_EQ(object.deleted, 0);
-    EXPECT_EQ(object.release(), 0u);
-    EXPECT_EQ(object.deleted, 1);
-}
+    EXPECT_TRUE(object.release() == 1u && object.deleted == 0);
+    EXPECT_TRUE(object.release() == 0u && object.deleted == 1);
 
-TEST_F(RefPtrTest, EachPointerHoldsOneReference) {
     node* raw = new node(7);
     {
         vx::refPtr<node> a(raw), b(a);
@@ -70,19 +62,17 @@ TEST_F(RefPtrTest, EachPointerHoldsOneReference) {
         EXPECT_EQ(raw->getRefCount(), 4u);
         moved.reset();
         node* detached = a.detach(); // keeps its reference
-        EXPECT_TRUE(a.isNull());
-        EXPECT_EQ(raw->getRefCount(), 3u);
+        EXPECT_TRUE(a.isNull() && raw->getRefCount() == 3u);
         detached->release();
     }
     EXPECT_EQ(node::deletes, 1);
 
-    vx::refPtr<iShape> shape(new square), copy(shape); // an abstract pointee
+    vx::refPtr<iShape> shape(new square), shapeCopy(shape); // an abstract pointee
     const vx::iRefCount& counted = *shape;
     EXPECT_EQ(counted.getRefCount(), 2u);
-    EXPECT_EQ(copy->sides(), 4);
-}
+    EXPECT_EQ(shapeCopy->sides(), 4);
 
-TEST_F(RefPtrTest, AssignmentTakesTheNewReferenceBeforeDroppingTheOld) {
+    // Assignment takes the new reference before it drops the old.
     vx::refPtr<node> p(new node(1));
     const vx::refPtr<node>& same = p;
     p = same;
@@ -95,9 +85,7 @@ TEST_F(RefPtrTest, AssignmentTakesTheNewReferenceBeforeDroppingTheOld) {
     // The only owner of a parent takes its child: the parent dies inside the assignment.
     p->child = new node(2);
     p = p->child;
-    EXPECT_EQ(node::deletes, 1);
-    EXPECT_EQ(p->value, 2);
-    EXPECT_EQ(p->getRefCount(), 1u);
+    EXPECT_TRUE(node::deletes == 2 && p->value == 2 && p->getRefCount() == 1u);
 }
 
 // --- assertions: null access and the non-recursive global lock -----------------------------------------
@@ -112,22 +100,8 @@ TEST_F(RefPtrTest, NullAccessReportsTheHeaderLineAndThrowsFalse) {
 }
 
 TEST(ReferencePtrLocker, IsNotRecursiveAndCopiesHoldNothing) {
-    std::optional<vx::referencePtrLocker> outer(std::in_place);
-    EXPECT_EQ(assertionSite(failedAssertion([] { vx::referencePtrLocker inner; }))
-                  .rfind(L"referencePtrLocker not held by the calling thread @ ", 0), 0u);
-    {
-        vx::referencePtrLocker copy(*outer);
-        copy = *outer;
-    }
-    failedAssertion([] { vx::referencePtrLocker inner; }); // still held by the outer guard
-
-    std::atomic<bool> taken{false};
-    std::thread other([&] { vx::referencePtrLocker guard; taken = true; });
-    std::this_thread::sleep_for(50ms);
-    EXPECT_FALSE(taken);
-    outer.reset(); // released once: the other thread gets it
-    other.join();
-    vx::referencePtrLocker again;
+    vxtest::expectNonRecursiveLock<vx::referencePtrLocker>(L"referencePtrLocker", [] {},
+                                                           [] { vx::referencePtrLocker guard; });
 }
 
 // --- stress: copies and releases from many threads keep the count exact --------------------------------
@@ -153,9 +127,7 @@ TEST_F(RefPtrTest, CountsStayExactUnderConcurrentCopies) {
     watcher.join();
     EXPECT_EQ(bad, 0);
     EXPECT_EQ(shared->getRefCount(), 1u);
-}
 
-TEST_F(RefPtrTest, TheLastOfConcurrentReleasesDeletesExactlyOnce) {
     constexpr int kObjects = 3000, kThreads = 4;
     std::vector<std::vector<vx::refPtr<node>>> held(kThreads);
     for (int i = 0; i < kObjects; ++i) {

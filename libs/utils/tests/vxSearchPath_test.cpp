@@ -38,7 +38,7 @@ std::wstring slash(const std::wstring& text) { return text + L"\\"; }
 
 // --- building the list: existing, distinct in any case, in order; by hand without questions -------
 
-TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrder) {
+TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderWithABaseAndFromDollarPath) {
     const std::wstring a = dir("a"), b = dir("b"), lower = dir("x"), upper = win("X");
     vx::searchPath path;
     vx::searchPath::fromString(a + L";;" + b + L";", path, L';');
@@ -54,28 +54,18 @@ TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrder) {
     path.removeDirectory(vx::directory(win("B")));
     EXPECT_EQ(listed(path), (names{slash(a), slash(upper), slash(win("missing"))}));
 
-    // Read as the vector it is.
-    const std::vector<vx::directory>& asVector = path;
-    ASSERT_EQ(path.size(), 3u);
-    EXPECT_EQ(&path[0], &asVector[0]);
-    EXPECT_EQ(path.front().fullName(), slash(a));
-    EXPECT_EQ(path.at(1).fullName(), slash(upper));
-    EXPECT_EQ(path.rbegin()->fullName(), path.back().fullName());
-    EXPECT_EQ(path.end() - path.begin(), 3);
-    EXPECT_THROW(path.at(3), std::out_of_range);
     vx::searchPath same;
     for (const vx::directory& d : path)
         same.appendDirectory(vx::directory(vx::string(d.fullName()).upper()));
     EXPECT_TRUE(same == path); // the directories compare as names do, in any case
     same.removeDirectory(path.front());
     EXPECT_TRUE(same != path);
-}
 
-TEST_F(searchPathTest, fromStringWithABaseAndFromDollarPath) {
-    const std::wstring base = dir("base"), sub = dir("base/sub"), other = dir("other"), a = dir("a"), b = dir("b");
-    vx::searchPath path;
-    vx::searchPath::fromString(L".\\sub;" + other + L";.\\none", path, vx::directory(base), L';');
-    EXPECT_EQ(listed(path), (names{slash(sub), slash(other)}));
+    // Relative pieces against a base.
+    const std::wstring base = dir("base"), sub = dir("base/sub"), other = dir("other");
+    vx::searchPath based;
+    vx::searchPath::fromString(L".\\sub;" + other + L";.\\none", based, vx::directory(base), L';');
+    EXPECT_EQ(listed(based), (names{slash(sub), slash(other)}));
 
     // PATH is read with the system's separator; an empty one adds nothing.
     vxtest::scopedEnvironment env("PATH", "");
@@ -99,16 +89,13 @@ TEST_F(searchPathTest, theFirstEntryWinsAndADeepHitBeatsALaterDirectOne) {
     path.appendDirectory(vx::directory(late));
 
     vx::directory found(win("unchanged"));
-    ASSERT_TRUE(path.findContainingDir(L"target.txt", found, false));
-    EXPECT_EQ(found.fullName(), slash(late));
-    ASSERT_TRUE(path.findContainingDir(L"target.txt", found, true));
-    EXPECT_EQ(found.fullName(), slash(early + L"\\deep\\er"));
+    EXPECT_TRUE(path.findContainingDir(L"target.txt", found, false) && found.fullName() == slash(late));
+    EXPECT_TRUE(path.findContainingDir(L"target.txt", found, true) &&
+                found.fullName() == slash(early + L"\\deep\\er"));
     vx::file f;
-    ASSERT_TRUE(path.findFile(L"er\\target.txt", f, true));
-    EXPECT_EQ(f.fullName(), early + L"\\deep\\er\\target.txt");
+    EXPECT_TRUE(path.findFile(L"er\\target.txt", f, true) && f.fullName() == early + L"\\deep\\er\\target.txt");
     found = vx::directory(win("unchanged"));
-    EXPECT_FALSE(path.findContainingDir(L"absent.txt", found, true));
-    EXPECT_EQ(found.fullName(), slash(win("unchanged")));
+    EXPECT_FALSE(path.findContainingDir(L"absent.txt", found, true) || found.fullName() != slash(win("unchanged")));
 }
 
 TEST_F(searchPathTest, findFilesSkipsHiddenEntriesAndKeepsDuplicates) {

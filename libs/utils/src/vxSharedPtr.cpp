@@ -25,16 +25,23 @@ static_assert(kStripes == 16, "stripeOf keeps the top four bits");
 
 const wchar_t* const kNotHeld = L"sharedPtrLocker not held by the calling thread";
 
-// Takes the locks first to last (ascending); when the calling thread holds one of them already,
-// releases what it took and reports the assertion.
-void acquireStripes(unsigned first, unsigned last) {
-    for (unsigned i = first; i <= last; ++i) {
+// Takes every lock in ascending order, remembering the holder; when the calling thread holds
+// them already (a guard inside a guard), releases what it took and reports the assertion.
+void acquireAllStripes() {
+    for (unsigned i = 0; i < kStripes; ++i) {
         if (!gStripes[i].lock.acquire()) {
-            while (i-- > first)
+            while (i-- > 0)
                 gStripes[i].lock.release();
             assertionFailed(kNotHeld, __FILE__, __LINE__);
         }
     }
+}
+
+// Takes one lock for a copy or an assignment, which never takes another before it ends; the
+// assertion when the calling thread holds the guard.
+void acquireStripe(unsigned i) {
+    if (!gStripes[i].lock.acquireBrief())
+        assertionFailed(kNotHeld, __FILE__, __LINE__);
 }
 
 } // namespace
@@ -48,7 +55,7 @@ void shptr::releaseCounter(unsigned long volatile* counter) {
 }
 
 sharedPtrLocker::sharedPtrLocker() : mHeld(false) {
-    acquireStripes(0, kStripes - 1);
+    acquireAllStripes();
     mHeld = true;
 }
 
@@ -61,7 +68,7 @@ sharedPtrLocker::~sharedPtrLocker() {
 namespace detail {
 
 sharedPairLock::sharedPairLock(const void* variable) : mFirst(stripeOf(variable)), mSecond(mFirst) {
-    acquireStripes(mFirst, mFirst);
+    acquireStripe(mFirst);
 }
 
 sharedPairLock::sharedPairLock(const void* first, const void* second) {
@@ -70,12 +77,12 @@ sharedPairLock::sharedPairLock(const void* first, const void* second) {
     const unsigned a = stripeOf(first), b = stripeOf(second);
     mFirst = a < b ? a : b;
     mSecond = a < b ? b : a;
-    acquireStripes(mFirst, mFirst);
+    acquireStripe(mFirst);
     if (mSecond != mFirst) {
         try {
-            acquireStripes(mSecond, mSecond);
+            acquireStripe(mSecond);
         } catch (...) {
-            gStripes[mFirst].lock.release();
+            gStripes[mFirst].lock.releaseBrief();
             throw;
         }
     }
@@ -83,8 +90,8 @@ sharedPairLock::sharedPairLock(const void* first, const void* second) {
 
 sharedPairLock::~sharedPairLock() {
     if (mSecond != mFirst)
-        gStripes[mSecond].lock.release();
-    gStripes[mFirst].lock.release();
+        gStripes[mSecond].lock.releaseBrief();
+    gStripes[mFirst].lock.releaseBrief();
 }
 
 } // namespace detail

@@ -202,7 +202,7 @@ void storeBigEndian64(char* to, std::uint64_t v) {
 // its value, and two multiply-adds and a shuffle pack the 16 values into 12 bytes. The loop stops
 // at the first block that holds a character outside the alphabet ('=' included), which the
 // walks below then take from its start; it stores 16 bytes for 12, so it runs only while eight
-// more characters give room for the other four. Answers the characters consumed; *out grows by
+// more characters give room for the other four. Answers the characters consumed; out grows by
 // three quarters of them.
 __attribute__((target("ssse3"))) std::size_t decodeBase64Ssse3(const char* src, std::size_t n, char* dst,
                                                                std::size_t& out) {

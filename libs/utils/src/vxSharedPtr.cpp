@@ -37,8 +37,8 @@ void acquireAllStripes() {
     }
 }
 
-// Takes one lock for a copy or an assignment, which never takes another before it ends; the
-// assertion when the calling thread holds the guard.
+// Takes one lock for a copy or an assignment, under which nothing runs that could take it again;
+// the assertion when the calling thread holds the guard.
 void acquireStripe(unsigned i) {
     if (!gStripes[i].lock.acquireBrief())
         assertionFailed(kNotHeld, __FILE__, __LINE__);

@@ -16,7 +16,10 @@ namespace vx {
 iJobClassId::~iJobClassId() = default;
 
 bool iJobClassId::isEqual(std::shared_ptr<iJobClassId> const& other) const {
-    return other && typeid(*other) == typeid(*this);
+    if (!other)
+        return false;
+    const iJobClassId& that = *other; // named, so typeid reads an object rather than an expression
+    return typeid(that) == typeid(*this);
 }
 
 std::size_t iJobClassId::hashKey() const {

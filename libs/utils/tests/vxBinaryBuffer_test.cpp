@@ -381,11 +381,11 @@ TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
     }
     EXPECT_EQ(vx::CCrc32Dynamic::tableEntry(255), 0x2D02EF8Dul);
     // The start value is the caller's, and only its low 32 bits count.
-    vx::calcCrc32 zero(0), wide(0x1FFFFFFFFul);
+    vx::calcCrc32 zero(0), wide(static_cast<unsigned long>(0x1FFFFFFFFull)); // 32-bit long on Windows
     zero.crc("a", 1);
     EXPECT_EQ(zero.value(), crcRunning("a", 1, 0));
     EXPECT_EQ(wide.value(), 0xFFFFFFFFul);
-    wide.setValue(0xABCDEF0123ul);
+    wide.setValue(static_cast<unsigned long>(0xABCDEF0123ull));
     EXPECT_EQ(wide.value(), 0xCDEF0123ul);
 }
 

@@ -80,7 +80,7 @@ TEST(Date, CalendarFactsAgainstARunningCount) {
                 const long thursday = serial - weekday + 3;
                 const int isoYear = thursday < yearStart[y] ? y - 1 : thursday >= yearStart[y + 1] ? y + 1 : y;
                 const long isoWeek = (thursday - (isoYear < 1583 ? yearStart[1583] - 365 : yearStart[isoYear])) / 7 + 1;
-                const bool ok = day.dayOfWeek() == weekday && day.dayOfYear() == serial - yearStart[y] + 1 &&
+                const bool ok = day.dayOfWeek() == weekday && static_cast<long>(day.dayOfYear()) == serial - yearStart[y] + 1 &&
                                 previous < day && day.weekOfYear() == (isoWeek == 53 ? 1u : static_cast<unsigned>(isoWeek));
                 if (!ok && ++failures < 10)
                     ADD_FAILURE() << show(day) << " weekday " << day.dayOfWeek() << " expected " << weekday

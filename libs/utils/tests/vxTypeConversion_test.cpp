@@ -23,7 +23,9 @@
 
 #ifdef _WIN32
 #  define WIN32_LEAN_AND_MEAN
-#  define NOMINMAX
+#  ifndef NOMINMAX
+#    define NOMINMAX
+#  endif
 #  include <windows.h>
 #else
 #  include <langinfo.h>

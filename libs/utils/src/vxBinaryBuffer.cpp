@@ -1,5 +1,6 @@
 #include "vxBinaryBuffer.h"
 
+#include "detail/cpuFeatures.h"
 #include "detail/writeBeside.h"
 #include "vxCrc32.h"
 #include "vxDirectory.h"
@@ -13,7 +14,7 @@
 
 #include <algorithm>
 #include <array>
-#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#ifdef VX_CPU_DISPATCH
 #include <immintrin.h>
 #endif
 #include <cstdlib>
@@ -193,8 +194,7 @@ void storeBigEndian64(char* to, std::uint64_t v) {
 #endif
 }
 
-#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
-#define VX_BASE64_SSSE3 1
+#ifdef VX_CPU_DISPATCH
 
 // Sixteen characters at a time with SSSE3 byte shuffles, where the processor has them: each
 // character's high and low nibble select two bit masks that share a bit only for a byte outside
@@ -229,12 +229,6 @@ __attribute__((target("ssse3"))) std::size_t decodeBase64Ssse3(const char* src, 
     }
     return i;
 }
-
-// Whether the processor has SSSE3; asked once.
-bool base64CanShuffle() {
-    static const bool can = __builtin_cpu_supports("ssse3");
-    return can;
-}
 #endif
 
 // Decodes the base64 text of the n characters at src into dst, which has room for n / 4 * 3 + 2
@@ -242,8 +236,8 @@ bool base64CanShuffle() {
 // at and beyond its place are read.
 std::size_t decodeBase64(const char* src, std::size_t n, char* dst) {
     std::size_t i = 0, out = 0;
-#ifdef VX_BASE64_SSSE3
-    if (n >= 24 && base64CanShuffle())
+#ifdef VX_CPU_DISPATCH
+    if (n >= 24 && detail::cpuHasSsse3())
         i = decodeBase64Ssse3(src, n, dst, out);
 #endif
     // Whole groups of the alphabet, four and then two at a time, each pair stored as one

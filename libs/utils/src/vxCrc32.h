@@ -5,11 +5,13 @@
 // are the caller's, so that a value can be fed in several steps.
 #pragma once
 
+#include "detail/cpuFeatures.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 
-#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#ifdef VX_CPU_DISPATCH
 #include <immintrin.h>
 #endif
 
@@ -75,8 +77,7 @@ inline std::uint32_t crc32UpdateSliced(std::uint32_t running, const unsigned cha
     return crc32UpdateBytewise(running, p, size);
 }
 
-#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
-#define VX_CRC32_FOLDING 1
+#ifdef VX_CPU_DISPATCH
 
 // One lane moved forward by the distance k stands for, joined to the data there.
 __attribute__((target("pclmul,sse2"))) inline __m128i crc32Fold(__m128i lane, __m128i k, __m128i next) {
@@ -129,20 +130,14 @@ __attribute__((target("pclmul,sse2"))) inline std::uint32_t crc32UpdateFolded(st
     x1 = _mm_xor_si128(x1, _mm_clmulepi64_si128(x2b, k, 0x00));
     return static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(x1, 4)));
 }
-
-// Whether the processor multiplies without carries; asked once.
-inline bool crc32CanFold() {
-    static const bool can = __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("sse2");
-    return can;
-}
 #endif
 
 // The one entry: folding where the processor has it and the block is long enough, the sliced
 // tables for the rest and elsewhere.
 inline std::uint32_t crc32Update(std::uint32_t running, const void* data, std::size_t size) {
     const auto* p = static_cast<const unsigned char*>(data);
-#ifdef VX_CRC32_FOLDING
-    if (size >= 64 && crc32CanFold()) {
+#ifdef VX_CPU_DISPATCH
+    if (size >= 64 && cpuHasCarrylessMultiply()) {
         const std::size_t folded = size & ~static_cast<std::size_t>(15);
         running = crc32UpdateFolded(running, p, folded);
         p += folded;

@@ -203,15 +203,9 @@ void putPadded(sink& out, const conversionSpec& spec, const wchar_t* body, std::
 
 // Appends the decimal digits of a non-negative value.
 char* appendDecimal(char* out, long value) {
-    char digits[24];
-    int count = 0;
-    do {
-        digits[count++] = static_cast<char>('0' + value % 10);
-        value /= 10;
-    } while (value > 0);
-    while (count > 0)
-        *out++ = digits[--count];
-    return out;
+    char digits[3 * sizeof(long) + 2];
+    char* const end = digits + sizeof digits;
+    return std::copy(detail::writeDecimal(end, value), end, out);
 }
 
 // The most common conversions without flags or width are written directly: a decimal integer

@@ -1,11 +1,12 @@
 #include "vxUnicode.h"
 
+#include "detail/cpuFeatures.h"
+
 #include <cstdint>
 #include <cstring>
 
-#if defined(__SSE2__) || defined(_M_X64)
+#ifdef VX_HAVE_SSE2
 #include <emmintrin.h>
-#define VX_UNICODE_SSE2 1
 #endif
 
 namespace vx::unicode {
@@ -73,7 +74,7 @@ constexpr std::size_t kAsciiBlock = 16 / sizeof(wchar_t);
 // Whether the kAsciiBlock units at text are all ASCII; if so, and out is given, they are written
 // there as bytes.
 inline bool asciiBlock(const wchar_t* text, char* out) {
-#if VX_UNICODE_SSE2
+#ifdef VX_HAVE_SSE2
     const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
     const __m128i zero = _mm_setzero_si128();
     if constexpr (sizeof(wchar_t) == 4) {

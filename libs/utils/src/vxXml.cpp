@@ -7,6 +7,7 @@
 #include "vxFile.h"
 #include "vxUnicode.h"
 
+#include "detail/cpuFeatures.h"
 #include "platform/codePage.h"
 #include "platform/files.h"
 
@@ -19,9 +20,8 @@
 #include <memory>
 #include <new>
 
-#if defined(__SSE2__) || defined(_M_X64)
+#ifdef VX_HAVE_SSE2
 #include <emmintrin.h>
-#define VX_XML_SSE2 1
 #endif
 
 namespace vx {
@@ -230,7 +230,7 @@ constexpr std::size_t kBlock = 16;
 // The characters of the block that are not plain, as bits (bit k for p[k]): not ASCII, null, a
 // special character or the given newline (pass '&' for none).
 inline unsigned otherInBlock(const wchar_t* p, wchar_t newline) {
-#if VX_XML_SSE2
+#ifdef VX_HAVE_SSE2
     const auto* const q = reinterpret_cast<const __m128i*>(p);
     if constexpr (sizeof(wchar_t) == 4) {
         const __m128i notAscii = _mm_set1_epi32(~0x7F), zero = _mm_setzero_si128();
@@ -288,7 +288,7 @@ inline unsigned lowestBit(unsigned mask) {
 // Writes a plain block as bytes (kUnitBytes 1) or UTF-16LE units (2).
 template <std::size_t kUnitBytes>
 inline void narrowBlock(char* out, const wchar_t* p) {
-#if VX_XML_SSE2
+#ifdef VX_HAVE_SSE2
     const auto* const q = reinterpret_cast<const __m128i*>(p);
     auto* const to = reinterpret_cast<__m128i*>(out);
     if constexpr (sizeof(wchar_t) == 4) {

@@ -183,7 +183,7 @@ void decodeEntities(string& s) {
 // --- the writer --------------------------------------------------------------------------------------
 //
 // One writer serves every output; a sink decides what becomes of the text: wide text, or UTF-8 or
-// UTF-16LE bytes written straight into the room of a buffer after a first run has counted them.
+// UTF-16LE bytes written straight into the room of a buffer, reserved from an estimate.
 
 // Wide text (the form getText gives), or the count of its units while out is null.
 struct wideSink {
@@ -315,27 +315,45 @@ inline void narrowBlock(char* out, const wchar_t* p) {
 #endif
 }
 
-// Bytes in an encoding: counted while to is null, else written at to. Counting also notes a null
-// character, which calls for the piecewise conversion.
-template <std::size_t (*lengthOf)(const wchar_t*, std::size_t), char* (*writeTo)(char*, const wchar_t*, std::size_t),
-          std::size_t kUnitBytes>
+// Bytes in an encoding, written into the room of a buffer behind its content; the room grows
+// when a piece might not fit (a unit takes at most four bytes, an entity six characters), so the
+// text is read once. A null character is noted, since it calls for the piecewise conversion.
+template <char* (*writeTo)(char*, const wchar_t*, std::size_t), std::size_t kUnitBytes>
 struct byteSink {
-    char* to = nullptr;
-    std::uint64_t bytes = 0;
+    static constexpr std::size_t unitBytes = kUnitBytes;
+    binaryBuffer& buffer;
+    char* to;
+    char* limit;
     bool hasNull = false;
+
+    byteSink(binaryBuffer& b, std::uint64_t at)
+        : buffer(b), to(b.data() + at), limit(b.data() + b.physicalLength()) {}
+
+    std::uint64_t written() const { return static_cast<std::uint64_t>(to - buffer.data()); }
+    void room(std::size_t bytes) {
+        if (static_cast<std::size_t>(limit - to) < bytes)
+            grow(bytes);
+    }
+    // By half again at least, so that a document the estimate missed grows a few times only.
+    void grow(std::size_t bytes) {
+        const std::uint64_t at = written(), physical = buffer.physicalLength();
+        buffer.reserve(std::max<std::uint64_t>(at + bytes, physical + physical / 2));
+        to = buffer.data() + at;
+        limit = buffer.data() + buffer.physicalLength();
+    }
+
+    void raw(const char* s, std::size_t n) {
+        room(n);
+        std::memcpy(to, s, n);
+        to += n;
+    }
     void text(const wchar_t* p, std::size_t n) {
-        if (to) {
-            to = writeTo(to, p, n);
-        } else {
-            bytes += lengthOf(p, n);
-            hasNull = hasNull || (kUnitBytes == 1 && std::wmemchr(p, L'\0', n) != nullptr);
-        }
+        room(4 * n);
+        hasNull = hasNull || (kUnitBytes == 1 && std::wmemchr(p, L'\0', n) != nullptr);
+        to = writeTo(to, p, n);
     }
     void ascii(const char* s, std::size_t n) {
-        if (!to) {
-            bytes += n * kUnitBytes;
-            return;
-        }
+        room(n * kUnitBytes);
         for (std::size_t i = 0; i < n; ++i) {
             *to++ = s[i];
             if (kUnitBytes == 2)
@@ -343,30 +361,21 @@ struct byteSink {
         }
     }
     void spaces(std::size_t n) {
-        if (!to) {
-            bytes += n * kUnitBytes;
-            return;
-        }
         for (std::size_t i = 0; i < n; ++i)
             ascii(" ", 1);
     }
     // Text with the characters of stops (values below 64) replaced by entityOf. Nearly all of a
     // document's bytes pass here, so blocks of plain characters (ASCII, neither stops nor null)
-    // are found by vector compares and copied or counted whole; the rest goes one character (or
-    // one run of non-ASCII characters) at a time.
+    // are found by vector compares and copied whole; the rest goes one character (or one run of
+    // non-ASCII characters) at a time.
     void escaped(const wchar_t* p, std::size_t n, std::uint64_t stops) {
         const wchar_t newline = ((stops >> '\n') & 1) != 0 ? L'\n' : L'&'; // '&' stands for "none"
-        std::uint64_t count = 0;
-        char* out = to;
         const auto plain = [&](std::size_t from, std::size_t length) {
-            if (!out) {
-                count += length * kUnitBytes;
-                return;
-            }
+            room(length * kUnitBytes);
             for (std::size_t k = 0; k < length; ++k) {
-                *out++ = static_cast<char>(p[from + k]);
+                *to++ = static_cast<char>(p[from + k]);
                 if (kUnitBytes == 2)
-                    *out++ = '\0';
+                    *to++ = '\0';
             }
         };
         // One character that is not plain, or the run of non-ASCII characters it starts; returns
@@ -377,40 +386,25 @@ struct byteSink {
                 std::size_t j = i + 1;
                 while (j < n && static_cast<std::uint32_t>(p[j]) >= 0x80)
                     ++j;
-                if (out)
-                    out = writeTo(out, p + i, j - i);
-                else
-                    count += lengthOf(p + i, j - i);
+                text(p + i, j - i);
                 return j;
             }
             if (u >= 64 || ((stops >> u) & 1) == 0) { // plain, or a null character kept as it is
-                hasNull = hasNull || (kUnitBytes == 1 && u == 0 && !out);
+                hasNull = hasNull || (kUnitBytes == 1 && u == 0);
                 plain(i, 1);
                 return i + 1;
             }
             const char* const entity = entityOf(u); // empty for a dropped newline
-            const std::size_t length = std::strlen(entity);
-            if (!out) {
-                count += length * kUnitBytes;
-                return i + 1;
-            }
-            for (std::size_t k = 0; k < length; ++k) {
-                *out++ = entity[k];
-                if (kUnitBytes == 2)
-                    *out++ = '\0';
-            }
+            ascii(entity, std::strlen(entity));
             return i + 1;
         };
         std::size_t i = 0;
         while (i + kBlock <= n) {
             const unsigned others = otherInBlock(p + i, newline);
             if (others == 0) {
-                if (out) {
-                    narrowBlock<kUnitBytes>(out, p + i);
-                    out += kBlock * kUnitBytes;
-                } else {
-                    count += kBlock * kUnitBytes;
-                }
+                room(kBlock * kUnitBytes);
+                narrowBlock<kUnitBytes>(to, p + i);
+                to += kBlock * kUnitBytes;
                 i += kBlock;
                 continue;
             }
@@ -420,13 +414,21 @@ struct byteSink {
         }
         while (i < n)
             i = other(i);
-        to = out;
-        bytes += count;
     }
 };
 
-using utf8Sink = byteSink<unicode::utf8Length, unicode::writeUtf8, 1>;
-using utf16Sink = byteSink<unicode::utf16LeLength, unicode::writeUtf16Le, 2>;
+// The characters of the text form when nothing is escaped and every unit is one: the room
+// reserved before writing, found without reading any text.
+struct unitEstimate {
+    std::uint64_t units = 0;
+    void text(const wchar_t*, std::size_t n) { units += n; }
+    void ascii(const char*, std::size_t n) { units += n; }
+    void spaces(std::size_t n) { units += n; }
+    void escaped(const wchar_t*, std::size_t n, std::uint64_t) { units += n; }
+};
+
+using utf8Sink = byteSink<unicode::writeUtf8, 1>;
+using utf16Sink = byteSink<unicode::writeUtf16Le, 2>;
 
 template <class Sink, std::size_t N>
 void put(Sink& sink, const char (&s)[N]) {
@@ -558,31 +560,27 @@ void appendUtf8Pieces(std::string& out, const string& text) {
     }
 }
 
-// The byte form of the document: counted first, so that it is written straight into the room of
-// the buffer, grown once.
+// Appends the byte form of the document: mark, header, the tree and zeros. Answers false, with the
+// buffer's content as it was, when the text holds a null character that the encoding's sink notes.
 template <class Sink>
-Sink countBytes(const xmlNode& root, const char* header) {
-    Sink count;
-    count.ascii(header, std::strlen(header));
-    writeTree(count, root, string());
-    return count;
-}
-
-template <class Sink>
-void saveInto(binaryBuffer& buffer, const xmlNode& root, const Sink& count, const char* mark, const char* header,
-              std::size_t zeros) {
-    const std::size_t markLength = std::strlen(mark), headerLength = std::strlen(header);
+bool saveInto(binaryBuffer& buffer, const xmlNode& root, const char* mark, const char* header, std::size_t zeros) {
+    unitEstimate estimate;
+    estimate.ascii(header, std::strlen(header));
+    writeTree(estimate, root, string());
     const std::uint64_t start = buffer.logicalLength();
-    const std::uint64_t total = markLength + count.bytes + zeros;
-    buffer.reserve(start + total);
-    Sink sink;
-    sink.to = buffer.data() + start;
-    std::memcpy(sink.to, mark, markLength);
-    sink.to += markLength;
-    sink.ascii(header, headerLength);
+    const std::uint64_t units = estimate.units + estimate.units / 16; // a little for entities
+    buffer.reserve(start + std::strlen(mark) + units * Sink::unitBytes + zeros);
+    Sink sink(buffer, start);
+    sink.raw(mark, std::strlen(mark));
+    sink.ascii(header, std::strlen(header));
     writeTree(sink, root, string());
+    sink.room(zeros);
     std::memset(sink.to, 0, zeros);
-    buffer.setLogicalLength(start + total);
+    sink.to += zeros;
+    if (sink.hasNull)
+        return false;
+    buffer.setLogicalLength(sink.written());
+    return true;
 }
 
 // --- encoding detection -------------------------------------------------------------------------------
@@ -1111,14 +1109,11 @@ void xmlDocument::load(const file& f, bool keepWhitespace) {
 void xmlDocument::save(binaryBuffer& buffer, eEncoding encoding) const {
     const char* const header = headerOf(encoding);
     if (encoding != eUtf8) {
-        saveInto(buffer, *this, countBytes<utf16Sink>(*this, header), "", header, 2);
+        saveInto<utf16Sink>(buffer, *this, "", header, 2);
         return;
     }
-    const utf8Sink count = countBytes<utf8Sink>(*this, header);
-    if (!count.hasNull) {
-        saveInto(buffer, *this, count, "\xEF\xBB\xBF", header, 0);
+    if (saveInto<utf8Sink>(buffer, *this, "\xEF\xBB\xBF", header, 0))
         return;
-    }
     // A null character ends its piece of the conversion, so the wide text is made first.
     string text;
     text.append(header, header + std::strlen(header));

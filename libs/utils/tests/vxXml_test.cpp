@@ -61,10 +61,14 @@ refPtr<xmlDocument> fromText(const std::string& utf8, bool keep = false) {
     return doc;
 }
 
+// What save appends to a buffer that holds some bytes already (which must stay in front).
 std::string saved(const xmlDocument& doc, int encoding = xmlDocument::eUtf8) {
     vx::binaryBuffer b;
+    b.write("pre", 3);
     doc.save(b, static_cast<xmlDocument::eEncoding>(encoding));
-    return std::string(b.data(), b.logicalLength());
+    const std::string all(b.data(), b.logicalLength());
+    EXPECT_EQ(all.substr(0, 3), "pre");
+    return all.substr(3);
 }
 
 // The bytes of a literal, null characters included.

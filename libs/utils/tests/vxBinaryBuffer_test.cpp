@@ -40,8 +40,7 @@ binaryBuffer bufferOf(const std::string& bytes, std::uint64_t room = 0) {
     return b;
 }
 
-// The address one byte before p, as a number turned into a pointer: a cursor outside the block
-// that no pointer arithmetic forms.
+// One byte before p, formed as a number: a cursor outside the block that no pointer arithmetic forms.
 const void* addressBefore(const void* p) {
     return reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(p) - 1);
 }
@@ -64,8 +63,7 @@ std::string referenceBase64(const std::string& bytes) {
 }
 
 #ifndef _WIN32
-// Runs body in a restricted child process (see vxtest::inRestrictedChild) whose temporary
-// directory is tempDir.
+// Runs body in a restricted child process (vxtest::inRestrictedChild) whose temporary directory is tempDir.
 std::string inChild(const vx::directory& tempDir, rlim_t fileLimit, bool asNobody,
                     const std::function<void(std::string&)>& body) {
     return vxtest::inRestrictedChild(fileLimit, asNobody, [&](std::string& errors) {
@@ -78,8 +76,7 @@ std::string inChild(const vx::directory& tempDir, rlim_t fileLimit, bool asNobod
 using vxtest::check;
 using vxtest::openDescriptors;
 
-// Each test works in a fresh temporary directory, whose "tmp" is also the temporary directory of
-// the gzip codecs, so that what they leave behind can be seen.
+// A fresh temporary directory whose "tmp" is the gzip codecs' temporary directory, to see what they leave.
 class bufferTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -396,8 +393,7 @@ TEST_F(bufferTest, readFromFileAppendsAfterOneExactGrowthAndCancelsBetweenBlocks
     EXPECT_FALSE(kept.readFromFile(at("missing")) || kept.readFromFile(file(dir.windowsForm())) ||
                  kept.readFromFile(file()));
     EXPECT_TRUE(bytesOf(kept) == "x" && kept.physicalLength() == 1u);
-    // A cancel keeps the blocks read and closes the file; a callback that never cancels is asked
-    // once per block.
+    // A cancel keeps the blocks read and closes the file; a callback is asked once per block.
     write("f", randomBytes(5000, 1));
     const std::size_t descriptors = openDescriptors();
     int calls = 0;

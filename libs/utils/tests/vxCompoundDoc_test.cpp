@@ -72,7 +72,6 @@ protected:
         return vx::file(vx::string(dir.windowsForm() + L"\\" + name));
     }
     vx::file at(const std::string& name) const { return vx::file(dir.windowsForm(name)); }
-    vx::file at(const char* name) const { return at(std::string(name)); }
     void put(const std::string& name, const std::string& bytes) const { dir.makeFile(name, bytes); }
     std::string get(const std::string& name) const { return dir.read(name); }
     // Every block of the document by name, read through the library.
@@ -400,9 +399,8 @@ TEST_F(compoundDocTest, extractReadsTheKnownBlocks) {
 
 // --- failures of the system ---------------------------------------------------------------------------
 
-// A read-only directory and a full disk are made with the owner's bits and a limit on file sizes in
-// a child process: POSIX systems only (a directory's read-only attribute keeps no file out on
-// Windows).
+// A read-only directory and a full disk need the owner's bits and a child with a limit on file sizes:
+// POSIX only (a directory's read-only attribute keeps no file out on Windows).
 #ifndef _WIN32
 TEST_F(compoundDocTest, readOnlyDirectoryRefusesAndKeepsTheExistingDocument) {
     dir.makeDirs("ro");

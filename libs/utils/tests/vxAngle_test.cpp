@@ -18,12 +18,9 @@ TEST(angle, unitsUseTheFixedFactors) {
 }
 
 TEST(angle, normalisationKeepsBothBoundsAndWrapsBeyond) {
-    const struct {
-        double degrees, minusPiToPi, zeroToTwoPi;
-    } cases[] = {
-        {180, 180, 180}, {-180, -180, 180}, {190, -170, 190},  {-190, 170, 170},
-        {540, 180, 180}, {-540, -180, 180}, {360, 0, 0},       {-90, -90, 270},
-        {720.5, 0.5, 0.5}, {0, 0, 0},       {-1e-15, -1e-15, 0},
+    const struct { double degrees, minusPiToPi, zeroToTwoPi; } cases[] = {
+        {180, 180, 180}, {-180, -180, 180}, {190, -170, 190}, {-190, 170, 170}, {540, 180, 180},
+        {-540, -180, 180}, {360, 0, 0}, {-90, -90, 270}, {720.5, 0.5, 0.5}, {0, 0, 0}, {-1e-15, -1e-15, 0},
     };
     for (const auto& c : cases) {
         const angle a = angle::fromDegree(c.degrees);
@@ -38,29 +35,24 @@ TEST(angle, normalisationKeepsBothBoundsAndWrapsBeyond) {
     EXPECT_EQ(angle::fromRadians(-angle::kPi).normIt().radians(), -angle::kPi);
 }
 
-TEST(angle, isEqualToIsStrictUnlikeDblEq) {
-    // Where dblEq holds (tolerance >= difference), isEqualTo needs the difference below the tolerance.
-    const angle one = angle::fromRadians(1.0);
-    EXPECT_FALSE(one.isEqualTo(one, 0.0, true));
-    EXPECT_FALSE(one.isEqualTo(one, 0.0, false));
-    EXPECT_FALSE(one.isEqualTo(angle::fromRadians(1.5), 0.5, true));
-    EXPECT_TRUE(one.isEqualTo(angle::fromRadians(1.5), 0.50001, true));
-    // Only the inexact comparison normalises.
-    EXPECT_TRUE(angle::fromDegree(370).isEqualTo(angle::fromDegree(10), 1e-9, false));
-    EXPECT_FALSE(angle::fromDegree(370).isEqualTo(angle::fromDegree(10), 1e-9, true));
-    EXPECT_FALSE(angle::fromDegree(180).isEqualTo(angle::fromDegree(-180), 1e-9, false));
+TEST(angle, isEqualToIsStrictUnlikeDblEqAndOnlyTheInexactFormNormalises) {
+    const angle one = angle::fromRadians(1.0), oneAndAHalf = angle::fromRadians(1.5);
+    const struct { angle a, b; double tolerance; bool exact, equal; } cases[] = {
+        {one, one, 0, true, false}, {one, one, 0, false, false}, {one, oneAndAHalf, 0.5, true, false},
+        {one, oneAndAHalf, 0.50001, true, true}, {angle::fromDegree(370), angle::fromDegree(10), 1e-9, false, true},
+        {angle::fromDegree(370), angle::fromDegree(10), 1e-9, true, false},
+        {angle::fromDegree(180), angle::fromDegree(-180), 1e-9, false, false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c.a.isEqualTo(c.b, c.tolerance, c.exact), c.equal) << c.a.degree() << " " << c.b.degree();
 }
 
 TEST(angle, isBetweenFollowsTheArcCounterClockwise) {
-    const struct {
-        double degrees, from, to, tolerance;
-        bool inside;
-    } cases[] = {
-        {0, 350, 10, 0, true},     {355, -10, 10, 0, true},  {180, 350, 10, 0, false},
-        {180, 10, 350, 0, true},   {0, 10, 350, 0, false},   {10, 10, 350, 0, true},
-        {350, 10, 350, 0, true},   {730, 0, 20, 0, true},    {-350, 0, 20, 0, true},
-        {45, 45, 45, 0, true},     {46, 45, 45, 0, false},   {9, 10, 20, 0, false},
-        {9, 10, 20, 0.02, true},   {21, 10, 20, 0.02, true}, {15, 10, 20, -0.1, false},
+    const struct { double degrees, from, to, tolerance; bool inside; } cases[] = {
+        {0, 350, 10, 0, true}, {355, -10, 10, 0, true}, {180, 350, 10, 0, false}, {180, 10, 350, 0, true},
+        {0, 10, 350, 0, false}, {10, 10, 350, 0, true}, {350, 10, 350, 0, true}, {730, 0, 20, 0, true},
+        {-350, 0, 20, 0, true}, {45, 45, 45, 0, true}, {46, 45, 45, 0, false}, {9, 10, 20, 0, false},
+        {9, 10, 20, 0.02, true}, {21, 10, 20, 0.02, true}, {15, 10, 20, -0.1, false},
     };
     for (const auto& c : cases)
         EXPECT_EQ(angle::fromDegree(c.degrees)
@@ -75,7 +67,6 @@ TEST(angle, comparisonAndDivision) {
     angle a = angle::fromDegree(90);
     a /= 2;
     EXPECT_EQ(a.radians(), angle::fromDegree(90).radians() / 2);
-
     vxtest::failedAssertion([&] { a /= 0.0; });
     EXPECT_EQ(a.radians(), angle::fromDegree(90).radians() / 2);
 }

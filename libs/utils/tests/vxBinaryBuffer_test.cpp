@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 #include <random>
 #include <string>
@@ -35,31 +34,28 @@ using vxtest::bytesOf;
 using vxtest::crcRunning;
 using vxtest::randomBytes;
 
-binaryBuffer bufferOf(const std::string& bytes) {
-    binaryBuffer b;
+binaryBuffer bufferOf(const std::string& bytes, std::uint64_t room = 0) {
+    binaryBuffer b(room);
     b.write(bytes.data(), bytes.size());
     return b;
 }
 
-// The address one byte before p, as a number turned into a pointer: a cursor outside the block
-// that no pointer arithmetic forms.
+// One byte before p, formed as a number: a cursor outside the block that no pointer arithmetic forms.
 const void* addressBefore(const void* p) {
     return reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(p) - 1);
 }
 
+const std::string kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
 // Base64 as a stream of 6-bit groups, independent of the library's three-byte steps.
 std::string referenceBase64(const std::string& bytes) {
-    const char* alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string text;
     const std::size_t bits = bytes.size() * 8;
     for (std::size_t at = 0; at < bits; at += 6) {
         unsigned value = 0;
-        for (std::size_t b = at; b < at + 6; ++b) {
-            const unsigned bit =
-                b < bits ? (static_cast<unsigned char>(bytes[b / 8]) >> (7 - b % 8)) & 1u : 0u;
-            value = value << 1 | bit;
-        }
-        text += alphabet[value];
+        for (std::size_t b = at; b < at + 6; ++b)
+            value = value << 1 | (b < bits ? (static_cast<unsigned char>(bytes[b / 8]) >> (7 - b % 8)) & 1u : 0u);
+        text += kAlphabet[value];
     }
     while (text.size() % 4)
         text += '=';
@@ -67,8 +63,7 @@ std::string referenceBase64(const std::string& bytes) {
 }
 
 #ifndef _WIN32
-// Runs body in a restricted child process (see vxtest::inRestrictedChild) whose temporary
-// directory is tempDir.
+// Runs body in a restricted child process (vxtest::inRestrictedChild) whose temporary directory is tempDir.
 std::string inChild(const vx::directory& tempDir, rlim_t fileLimit, bool asNobody,
                     const std::function<void(std::string&)>& body) {
     return vxtest::inRestrictedChild(fileLimit, asNobody, [&](std::string& errors) {
@@ -81,8 +76,7 @@ std::string inChild(const vx::directory& tempDir, rlim_t fileLimit, bool asNobod
 using vxtest::check;
 using vxtest::openDescriptors;
 
-// Each test works in a fresh temporary directory, whose "tmp" is also the temporary directory of
-// the gzip codecs, so that what they leave behind can be seen.
+// A fresh temporary directory whose "tmp" is the gzip codecs' temporary directory, to see what they leave.
 class bufferTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -114,23 +108,18 @@ TEST(binaryBufferRoom, constructorsAndGrowthSetExactLengths) {
     EXPECT_TRUE(adopted.data() == block && adopted.logicalLength() == 5u && adopted.physicalLength() == 5u);
     EXPECT_EQ(binaryBuffer(nullptr, 7).physicalLength(), 0u);
     // A copy has room for exactly the source's content.
-    binaryBuffer source(32);
-    source.write("xyz", 3);
-    const binaryBuffer copy(source);
-    EXPECT_TRUE(copy.physicalLength() == 3u && bytesOf(copy) == "xyz");
-    const binaryBuffer emptyRoom(9), emptyCopy(emptyRoom);
-    EXPECT_EQ(emptyCopy.data(), nullptr);
-
+    const binaryBuffer source = bufferOf("xyz", 32), copy(source), emptyRoom(9), emptyCopy(emptyRoom);
+    EXPECT_TRUE(copy.physicalLength() == 3u && bytesOf(copy) == "xyz" && emptyCopy.data() == nullptr);
     // Growth is exact, without slack.
     binaryBuffer b(16);
-    b.write("12345", 5);
-    EXPECT_EQ(b.physicalLength(), 16u);
-    b.write("abcdefghijklmnopqrst", 20);
-    EXPECT_EQ(b.physicalLength(), 25u);
-    b.write("#", 1);
-    EXPECT_EQ(b.physicalLength(), 26u);
-    b.writeAtStart(">>", 2);
-    EXPECT_EQ(b.physicalLength(), 28u);
+    const struct { const char* bytes; bool atStart; std::uint64_t room; } steps[] = {
+        {"12345", false, 16}, {"abcdefghijklmnopqrst", false, 25}, {"#", false, 26}, {">>", true, 28},
+    };
+    for (const auto& step : steps) {
+        const auto n = std::strlen(step.bytes);
+        step.atStart ? b.writeAtStart(step.bytes, n) : b.write(step.bytes, n);
+        EXPECT_EQ(b.physicalLength(), step.room) << step.bytes;
+    }
     EXPECT_EQ(bytesOf(b), ">>12345abcdefghijklmnopqrst#");
     // Room asked for ahead is exact too, and never taken back by a smaller request.
     b.reserve(100);
@@ -146,18 +135,16 @@ TEST(binaryBufferRoom, shrinkLeavesAtLeastEightBytes) {
         {3, 3, 3}, // full: nothing happens
     };
     for (const auto& c : cases) {
-        binaryBuffer b(c.room);
-        b.write("0123456789", c.content);
+        binaryBuffer b = bufferOf(std::string("0123456789", c.content), c.room);
         b.shrink();
         EXPECT_EQ(b.physicalLength(), c.expected) << c.room << "/" << c.content;
         EXPECT_EQ(bytesOf(b), std::string("0123456789", c.content));
     }
 }
 
-TEST(binaryBufferRoom, assignmentGrowsOnlyWhenShortAndMovesTakeTheBlock) {
-    binaryBuffer big(32), small(4);
+TEST(binaryBufferRoom, assignmentGrowsOnlyWhenShortMovesTakeTheBlockAndEqualityLooksAtTheContent) {
+    binaryBuffer big = bufferOf("0123456789", 32), small(4);
     const binaryBuffer abc = bufferOf("abc"), ten = bufferOf("0123456789");
-    big.write("0123456789", 10);
     big = abc;
     EXPECT_TRUE(bytesOf(big) == "abc" && big.physicalLength() == 32u);
     small = ten;
@@ -165,13 +152,9 @@ TEST(binaryBufferRoom, assignmentGrowsOnlyWhenShortAndMovesTakeTheBlock) {
     const binaryBuffer& alias = small;
     small = alias;
     binaryBuffer moved(std::move(small));
-    EXPECT_TRUE(small.data() == nullptr && small.physicalLength() == 0u);
-    EXPECT_EQ(bytesOf(moved), "0123456789");
-    // Equality looks at the content only.
-    binaryBuffer roomy(64);
-    roomy.write("abc", 3);
-    EXPECT_TRUE(roomy == bufferOf("abc") && binaryBuffer(5) == binaryBuffer(0));
-    EXPECT_FALSE(roomy == bufferOf("abd") || roomy == bufferOf("ab") || roomy == bufferOf(""));
+    EXPECT_TRUE(small.data() == nullptr && small.physicalLength() == 0u && bytesOf(moved) == "0123456789");
+    EXPECT_TRUE(big == bufferOf("abc") && binaryBuffer(5) == binaryBuffer(0));
+    EXPECT_FALSE(big == bufferOf("abd") || big == bufferOf("ab") || big == bufferOf(""));
 }
 
 TEST(binaryBufferRoom, writesFromInsideTheBufferSurviveItsGrowthAndUnlinkLeavesItEmpty) {
@@ -179,11 +162,9 @@ TEST(binaryBufferRoom, writesFromInsideTheBufferSurviveItsGrowthAndUnlinkLeavesI
     b.write(b.data(), b.logicalLength());
     EXPECT_EQ(bytesOf(b), "abcdefabcdef");
     b.writeAtStart(b.data() + 3, 4);
-    EXPECT_EQ(bytesOf(b), "defaabcdefabcdef");
-    // Null sources write nothing.
-    b.write(nullptr, 5);
+    b.write(nullptr, 5); // null sources write nothing
     b.writeAtStart(nullptr, 5);
-    EXPECT_EQ(b.logicalLength(), 16u);
+    EXPECT_EQ(bytesOf(b), "defaabcdefabcdef");
     // The logical length may only grow within the room.
     b.clear();
     b.write("abc", 3);
@@ -194,10 +175,8 @@ TEST(binaryBufferRoom, writesFromInsideTheBufferSurviveItsGrowthAndUnlinkLeavesI
     EXPECT_EQ(std::string(block, 5), "abcde");
     std::free(block);
     EXPECT_TRUE(b.data() == nullptr && b.logicalLength() == 0u && b.physicalLength() == 0u);
-}
-
-TEST(binaryBufferRoom, roomThatCannotBeHadThrowsAndKeepsTheContent) {
-    binaryBuffer b = bufferOf("abc");
+    // Room that cannot be had throws and keeps the content.
+    b = bufferOf("abc");
     EXPECT_THROW(b.reserve(1ull << 62), vx::outOfMemoryException);
     EXPECT_THROW(b.write("x", UINT64_MAX), vx::outOfMemoryException); // the length would wrap
     EXPECT_THROW(binaryBuffer(UINT64_MAX), vx::outOfMemoryException);
@@ -207,16 +186,13 @@ TEST(binaryBufferRoom, roomThatCannotBeHadThrowsAndKeepsTheContent) {
 // --- cursors ----------------------------------------------------------------------------------------
 
 TEST(binaryBufferCursor, readFollowsTheCursorRules) {
-    binaryBuffer b(16);
-    b.write("abcdefg", 7);
+    const binaryBuffer b = bufferOf("abcdefg", 16);
     void* cursor = nullptr;
     char out[16] = {};
-    EXPECT_EQ(b.read(cursor, out, 3), 3u);
-    EXPECT_EQ(cursor, b.data() + 3);
+    EXPECT_TRUE(b.read(cursor, out, 3) == 3u && cursor == b.data() + 3);
     EXPECT_EQ(b.read(cursor, out, 10), 4u); // what remains
     EXPECT_EQ(std::string(out, 4), "defg");
-    EXPECT_EQ(b.read(cursor, out, 1), 0u); // at the end: nothing, the cursor stays
-    EXPECT_EQ(cursor, b.data() + 7);
+    EXPECT_TRUE(b.read(cursor, out, 1) == 0u && cursor == b.data() + 7); // at the end: nothing, the cursor stays
     EXPECT_EQ(b.read(cursor = nullptr, nullptr, 3), 0u);
     // Valid cursors lie within the content; only they are read from.
     const struct { const void* cursor; bool valid; } cases[] = {
@@ -232,28 +208,18 @@ TEST(binaryBufferCursor, readFollowsTheCursorRules) {
     const binaryBuffer empty(16), none;
     EXPECT_FALSE(empty.isValidCursor(nullptr));
     void* start = nullptr;
-    EXPECT_EQ(empty.read(start, out, 4), 0u);
-    EXPECT_EQ(start, empty.data());
+    EXPECT_TRUE(empty.read(start, out, 4) == 0u && start == empty.data());
     start = nullptr;
-    EXPECT_EQ(none.read(start, out, 4), 0u);
-    EXPECT_EQ(start, nullptr);
+    EXPECT_TRUE(none.read(start, out, 4) == 0u && start == nullptr);
 }
 
 // --- base64 ---------------------------------------------------------------------------------------------
 
-TEST(base64, encodesEveryLengthFromZeroToNineAndEveryByte) {
-    const char* expected[] = {"", "Zg==", "Zm8=", "Zm9v", "Zm9vYg==", "Zm9vYmE=", "Zm9vYmFy", "Zm9vYmFyYg==",
-                              "Zm9vYmFyYmE=", "Zm9vYmFyYmF6"};
-    const std::string text = "foobarbaz";
-    for (std::size_t n = 0; n <= 9; ++n) {
-        std::string out;
-        vx::base64_encode(reinterpret_cast<const unsigned char*>(text.data()), static_cast<unsigned>(n), out);
-        EXPECT_EQ(out, expected[n]) << n;
-    }
+TEST(base64, bufferCodecsTakeEveryByteInEachPlaceOfAGroup) {
     std::string all;
     for (int i = 0; i < 256; ++i)
         all += static_cast<char>(i);
-    for (std::size_t shift = 0; shift < 3; ++shift) { // every byte in each place of a group
+    for (std::size_t shift = 0; shift < 3; ++shift) {
         const std::string bytes = all.substr(shift) + all.substr(0, shift);
         binaryBuffer b = bufferOf(bytes);
         ASSERT_TRUE(b.base64Encode());
@@ -263,79 +229,34 @@ TEST(base64, encodesEveryLengthFromZeroToNineAndEveryByte) {
     }
 }
 
-TEST(base64, decodingStopsSilently) {
+TEST(base64, decodingStopsSilentlyAndAppends) {
     const struct { std::string text, bytes; } cases[] = {
         {"TWFu", "Man"}, {"TQ", "M"}, {"TWE", "Ma"}, {"T", ""}, {"TQ==", "M"}, {"TWFuTQ==", "ManM"},
         {"TWFu\nTWFu", "Man"}, {"TWFu TWFu", "Man"}, {"TW=Fu", "M"}, {"TWFu*", "Man"},
         {"TWF\xC3\xA9u", "Ma"}, {"", ""}, {"=TWFu", ""}, {"////", "\xFF\xFF\xFF"}, {std::string("TW\0Fu", 5), "M"},
     };
     for (const auto& c : cases) {
-        std::string out;
+        std::string out = "head:";
         vx::base64_decode(c.text, out);
-        EXPECT_EQ(out, c.bytes) << c.text;
+        EXPECT_EQ(out, "head:" + c.bytes) << c.text;
     }
-    // The free functions append to what out holds.
     std::string out = "head:";
     vx::base64_encode(reinterpret_cast<const unsigned char*>("Man"), 3, out);
-    EXPECT_EQ(out, "head:TWFu");
-    vx::base64_decode("TWE", out);
-    EXPECT_EQ(out, "head:TWFuMa");
     vx::base64_encode(nullptr, 3, out);
-    EXPECT_EQ(out, "head:TWFuMa");
+    EXPECT_EQ(out, "head:TWFu");
 }
 
 TEST(base64, bufferDecodingEndsAtTheFirstNullAndGrowsForIt) {
     // No null at the end: one is appended, which takes one byte more of room.
     // A null already at the end: no growth. The text ends at the first null, wherever it is.
     const struct { std::string in, out; std::uint64_t room; } cases[] = {
-        {"TWFu", "Man", 5}, {std::string("TQ\0", 3), "M", 3}, {std::string("TWE\0TWFu", 8), "Ma", UINT64_MAX}, {"", "", UINT64_MAX},
+        {"TWFu", "Man", 5}, {std::string("TQ\0", 3), "M", 3}, {std::string("TWE\0TWFu", 8), "Ma", UINT64_MAX},
+        {"", "", UINT64_MAX},
     };
     for (const auto& c : cases) {
         binaryBuffer b = bufferOf(c.in);
         ASSERT_TRUE(b.base64Decode());
-        EXPECT_EQ(bytesOf(b), c.out) << c.in;
-        EXPECT_TRUE(c.room == UINT64_MAX || b.physicalLength() == c.room) << c.in;
-    }
-    binaryBuffer empty;
-    EXPECT_TRUE(empty.base64Encode() && empty.logicalLength() == 0u);
-}
-
-// Every length from 0 to 300 and a few large ones, so that each way through the fast steps and
-// the final group is taken; then texts with a stop, or a null, at every place of 72 characters.
-TEST(base64, agreesWithThePlainDefinitionAtEveryLengthAndEveryStop) {
-    std::vector<std::size_t> sizes;
-    for (std::size_t n = 0; n <= 300; ++n)
-        sizes.push_back(n);
-    for (std::size_t n : {4095, 65537, 1 << 20})
-        sizes.push_back(n);
-    for (const std::size_t n : sizes) {
-        const std::string bytes = randomBytes(n, static_cast<unsigned>(n));
-        std::string text, back;
-        vx::base64_encode(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<unsigned>(n), text);
-        vx::base64_decode(text, back);
-        ASSERT_EQ(back, bytes) << n;
-        if (n <= 300) {
-            ASSERT_EQ(text, referenceBase64(bytes)) << n;
-        }
-    }
-    // A stop at character k leaves k whole characters of 6 bits: the first k * 6 / 8 bytes. Every
-    // byte outside the alphabet stops, wherever it falls in a block of the fast steps.
-    const std::string bytes = randomBytes(54, 3), whole = referenceBase64(bytes);
-    const char* const kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    for (int value = 0; value < 256; ++value) {
-        const char stop = static_cast<char>(value);
-        if (std::string(kAlphabet).find(stop) != std::string::npos)
-            continue;
-        for (std::size_t at = 0; at < whole.size(); ++at) {
-            std::string text = whole;
-            text[at] = stop;
-            std::string out = "head:";
-            vx::base64_decode(text, out);
-            ASSERT_EQ(out, "head:" + bytes.substr(0, at * 3 / 4)) << at << " " << int(stop);
-            binaryBuffer b = bufferOf(text); // decoded in place
-            ASSERT_TRUE(b.base64Decode());
-            ASSERT_EQ(bytesOf(b), bytes.substr(0, at * 3 / 4)) << at << " " << int(stop);
-        }
+        EXPECT_TRUE(bytesOf(b) == c.out && (c.room == UINT64_MAX || b.physicalLength() == c.room)) << c.in;
     }
 }
 
@@ -344,11 +265,41 @@ TEST(base64, bufferEncodingKeepsAWiderRoomAndGrowsAShortOneToTheText) {
         {"Man", 3, 4}, {"Man", 64, 64}, {"M", 4, 4}, {std::string(300, 'x'), 300, 400}, {"", 0, 0}, {"", 16, 16},
     };
     for (const auto& c : cases) {
-        binaryBuffer b(c.roomBefore);
-        b.write(c.bytes.data(), c.bytes.size());
+        binaryBuffer b = bufferOf(c.bytes, c.roomBefore);
         ASSERT_TRUE(b.base64Encode());
-        EXPECT_EQ(bytesOf(b), referenceBase64(c.bytes)) << c.bytes;
-        EXPECT_EQ(b.physicalLength(), c.roomAfter) << c.bytes;
+        EXPECT_TRUE(bytesOf(b) == referenceBase64(c.bytes) && b.physicalLength() == c.roomAfter) << c.bytes;
+    }
+}
+
+// Every length from 0 to 300 and a few large ones, so that each way through the fast steps and
+// the final group is taken; then texts with a stop, or a null, at every place of 72 characters.
+TEST(base64, agreesWithThePlainDefinitionAtEveryLengthAndEveryStop) {
+    std::vector<std::size_t> sizes = {4095, 65537, 1 << 20};
+    for (std::size_t n = 0; n <= 300; ++n)
+        sizes.push_back(n);
+    for (const std::size_t n : sizes) {
+        const std::string bytes = randomBytes(n, static_cast<unsigned>(n));
+        std::string text, back;
+        vx::base64_encode(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<unsigned>(n), text);
+        vx::base64_decode(text, back);
+        ASSERT_EQ(back, bytes) << n;
+        ASSERT_TRUE(n > 300 || text == referenceBase64(bytes)) << n;
+    }
+    // A stop at character k leaves k whole characters of 6 bits: the first k * 6 / 8 bytes. Every
+    // byte outside the alphabet stops, wherever it falls in a block of the fast steps.
+    const std::string bytes = randomBytes(54, 3), whole = referenceBase64(bytes);
+    for (int value = 0; value < 256; ++value) {
+        const char stop = static_cast<char>(value);
+        for (std::size_t at = 0; at < whole.size() && kAlphabet.find(stop) == std::string::npos; ++at) {
+            std::string text = whole;
+            text[at] = stop;
+            std::string out = "head:";
+            vx::base64_decode(text, out);
+            ASSERT_EQ(out, "head:" + bytes.substr(0, at * 3 / 4)) << at << " " << value;
+            binaryBuffer b = bufferOf(text); // decoded in place
+            ASSERT_TRUE(b.base64Decode());
+            ASSERT_EQ(bytesOf(b), bytes.substr(0, at * 3 / 4)) << at << " " << value;
+        }
     }
 }
 
@@ -383,8 +334,7 @@ TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
     // The start value is the caller's, and only its low 32 bits count.
     vx::calcCrc32 zero(0), wide(static_cast<unsigned long>(0x1FFFFFFFFull)); // 32-bit long on Windows
     zero.crc("a", 1);
-    EXPECT_EQ(zero.value(), crcRunning("a", 1, 0));
-    EXPECT_EQ(wide.value(), 0xFFFFFFFFul);
+    EXPECT_TRUE(zero.value() == crcRunning("a", 1, 0) && wide.value() == 0xFFFFFFFFul);
     wide.setValue(static_cast<unsigned long>(0xABCDEF0123ull));
     EXPECT_EQ(wide.value(), 0xCDEF0123ul);
 }
@@ -393,11 +343,8 @@ TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
 
 TEST(binaryBufferText, mbcsToWideCharGivesUtf16LittleEndian) {
     const struct { std::string in, out; } cases[] = {
-        {"", ""},
-        {"A", std::string("A\0", 2)},
-        {"\xC3\xA9", std::string("\xE9\0", 2)},
-        {"\xE2\x82\xAC", "\xAC\x20"},
-        {"\xF0\x9F\x98\x80", std::string("\x3D\xD8\x00\xDE", 4)},                 // a surrogate pair
+        {"", ""}, {"A", std::string("A\0", 2)}, {"\xC3\xA9", std::string("\xE9\0", 2)}, {"\xE2\x82\xAC", "\xAC\x20"},
+        {"\xF0\x9F\x98\x80", std::string("\x3D\xD8\x00\xDE", 4)}, // a surrogate pair
         {std::string("a\0b", 3), std::string("a\0\0\0b\0", 6)},   // nulls are characters
         {"\xFF", "\xFD\xFF"}, {"\xE2\x82", "\xFD\xFF"},          // ill-formed: U+FFFD
     };
@@ -412,25 +359,24 @@ TEST(binaryBufferText, scramblingIsItsOwnInverseAndKeepsTheLength) {
     using scramble = void (binaryBuffer::*)(const string&);
     const std::string data = randomBytes(1000, 3) + std::string(64, '\0');
     for (scramble s : {&binaryBuffer::bitwiseXor, &binaryBuffer::xxor, &binaryBuffer::xxorDontUseAnyLonger}) {
-        for (const wchar_t* key : {L"k", L"secret key", L"\u00e9\u20ac"}) {
+        for (const wchar_t* key : {L"k", L"secret key", L"\u00e9\u20ac", L""}) {
             binaryBuffer b = bufferOf(data);
             (b.*s)(key);
-            EXPECT_NE(bytesOf(b), data);
+            EXPECT_EQ(bytesOf(b) != data, *key != 0) << "an empty key changes nothing";
             (b.*s)(key);
             EXPECT_EQ(bytesOf(b), data);
         }
-        binaryBuffer unchanged = bufferOf(data);
-        (unchanged.*s)(L"");
-        EXPECT_EQ(bytesOf(unchanged), data);
     }
-    // The key's bytes are its UTF-8 form.
-    binaryBuffer zeros = bufferOf(std::string(4, '\0'));
-    zeros.bitwiseXor(L"\u00e9");
-    EXPECT_EQ(bytesOf(zeros), "\xC3\xA9\xC3\xA9");
-    binaryBuffer former = bufferOf(std::string(3, '\0'));
-    former.xxorDontUseAnyLonger(L"A");
-    EXPECT_EQ(bytesOf(former), "A@C");
-    // Zero bytes scrambled by xxor do not repeat the key.
+    // The key's bytes are its UTF-8 form; zero bytes scrambled by xxor do not repeat the key.
+    const struct { scramble s; const wchar_t* key; std::string bytes, scrambled; } cases[] = {
+        {&binaryBuffer::bitwiseXor, L"\u00e9", std::string(4, '\0'), "\xC3\xA9\xC3\xA9"},
+        {&binaryBuffer::xxorDontUseAnyLonger, L"A", std::string(3, '\0'), "A@C"},
+    };
+    for (const auto& c : cases) {
+        binaryBuffer b = bufferOf(c.bytes);
+        (b.*c.s)(c.key);
+        EXPECT_EQ(bytesOf(b), c.scrambled);
+    }
     binaryBuffer stream = bufferOf(std::string(64, '\0'));
     stream.xxor(L"k");
     EXPECT_NE(bytesOf(stream), std::string(64, 'k'));
@@ -447,27 +393,22 @@ TEST_F(bufferTest, readFromFileAppendsAfterOneExactGrowthAndCancelsBetweenBlocks
     EXPECT_FALSE(kept.readFromFile(at("missing")) || kept.readFromFile(file(dir.windowsForm())) ||
                  kept.readFromFile(file()));
     EXPECT_TRUE(bytesOf(kept) == "x" && kept.physicalLength() == 1u);
-
-    // A cancel keeps the blocks read and closes the file.
+    // A cancel keeps the blocks read and closes the file; a callback is asked once per block.
     write("f", randomBytes(5000, 1));
     const std::size_t descriptors = openDescriptors();
     int calls = 0;
-    binaryBuffer cancelled;
+    binaryBuffer cancelled, whole;
     EXPECT_FALSE(cancelled.readFromFile(at("f"), [&calls] { return ++calls == 3; }));
     EXPECT_TRUE(calls == 3 && cancelled.logicalLength() == 2048u && cancelled.physicalLength() == 5000u);
     EXPECT_EQ(openDescriptors(), descriptors);
-    // A callback that never cancels is asked once per block.
     calls = 0;
-    binaryBuffer whole;
     EXPECT_TRUE(whole.readFromFile(at("f"), [&calls] { return ++calls < 0; }));
-    EXPECT_EQ(calls, 5);
-    EXPECT_EQ(bytesOf(whole), read("f"));
+    EXPECT_TRUE(calls == 5 && bytesOf(whole) == read("f"));
 }
 
 TEST_F(bufferTest, writeToFileReplacesOrAppends) {
     const binaryBuffer b = bufferOf("abc");
-    ASSERT_TRUE(b.writeToFile(at("f"), false));
-    ASSERT_TRUE(b.writeToFile(at("f"), true));
+    ASSERT_TRUE(b.writeToFile(at("f"), false) && b.writeToFile(at("f"), true));
     EXPECT_EQ(read("f"), "abcabc");
     ASSERT_TRUE(b.writeToFile(at("f"), false));
     EXPECT_EQ(read("f"), "abc");
@@ -483,14 +424,12 @@ TEST_F(bufferTest, base64FilesAsText) {
     write("in", "Man is");
     string text = L"<";
     vx::binaryBufferUtil::writeFile(at("in"), text);
-    EXPECT_EQ(text, L"<TWFuIGlz");
     vx::binaryBufferUtil::writeFile(at("missing"), text);
     EXPECT_EQ(text, L"<TWFuIGlz");
     vx::binaryBufferUtil::readFile(at("out"), text.substr(1), true);
     EXPECT_EQ(read("out"), "Man is");
     // Only the low byte of each character counts: U+0154 reads as 'T'.
     vx::binaryBufferUtil::readFile(at("out"), L"\u0154WFu", true);
-    EXPECT_EQ(read("out"), "Man");
     vx::binaryBufferUtil::readFile(at("out"), L"", true); // skipped
     EXPECT_EQ(read("out"), "Man");
     vx::binaryBufferUtil::readFile(at("out"), L"", false);
@@ -505,14 +444,6 @@ TEST_F(bufferTest, base64FilesAsText) {
 
 // --- gzip -------------------------------------------------------------------------------------------------
 
-TEST(binaryBufferGzip, isGZCompressedLooksAtThreeBytes) {
-    const struct { std::string bytes; bool gzip; } cases[] = {
-        {"", false}, {"\x1F\x8B", false}, {"\x1F\x8B\x08rest", true}, {"\x1F\x8B\x09", false}, {"\x8B\x1F\x08", false},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(bufferOf(c.bytes).isGZCompressed(), c.gzip) << c.bytes.size();
-}
-
 // In memory, with the bytes of a gzip file the library writes, and no file touched.
 TEST_F(bufferTest, gzipRoundTripsInMemoryWithTheBytesOfAGzipFile) {
     const struct { const char* name; std::string bytes; } cases[] = {
@@ -523,30 +454,46 @@ TEST_F(bufferTest, gzipRoundTripsInMemoryWithTheBytesOfAGzipFile) {
         ASSERT_TRUE(at("plain").gzCompressTo(at("packed"), nullptr, nullptr)) << c.name;
         binaryBuffer b = bufferOf(c.bytes);
         ASSERT_TRUE(b.gzCompress()) << c.name;
-        EXPECT_TRUE(bytesOf(b) == read("packed")) << c.name;
-        EXPECT_EQ(b.physicalLength(), b.logicalLength()) << c.name;
-        EXPECT_EQ(leftovers(), 0u) << c.name;
+        EXPECT_TRUE(bytesOf(b) == read("packed") && b.isGZCompressed()) << c.name;
+        EXPECT_TRUE(b.physicalLength() == b.logicalLength() && leftovers() == 0u) << c.name;
         ASSERT_TRUE(b.gzUncompress()) << c.name;
         EXPECT_TRUE(bytesOf(b) == c.bytes && leftovers() == 0u) << c.name;
     }
+    const struct { std::string bytes; bool gzip; } magic[] = {
+        {"", false}, {"\x1F\x8B", false}, {"\x1F\x8B\x08rest", true}, {"\x1F\x8B\x09", false}, {"\x8B\x1F\x08", false},
+    };
+    for (const auto& c : magic)
+        EXPECT_EQ(bufferOf(c.bytes).isGZCompressed(), c.gzip) << c.bytes.size();
 }
 
-TEST_F(bufferTest, gzUncompressReadsMembersAsGzipFilesAreRead) {
+TEST_F(bufferTest, gzUncompressReadsMembersAsGzipFilesAreReadAndRefusesDamagedData) {
     binaryBuffer one = bufferOf("first "), two = bufferOf("second");
     ASSERT_TRUE(one.gzCompress() && two.gzCompress());
     const std::string a = bytesOf(one), b = bytesOf(two);
     const struct { const char* what; std::string bytes; std::string expected; } cases[] = {
         {"two members in turn", a + b, "first second"},
         {"anything after a member that starts no other is ignored", a + "garbage", "first "},
-        {"so is a single byte", a + "\x1F", "first "},
-        {"plain data passes through", "plain", "plain"},
+        {"so is a single byte", a + "\x1F", "first "}, {"plain data passes through", "plain", "plain"},
         {"a single byte too", "\x1F", "\x1F"},
     };
     for (const auto& c : cases) {
         binaryBuffer buffer = bufferOf(c.bytes);
-        EXPECT_TRUE(buffer.gzUncompress()) << c.what;
-        EXPECT_EQ(bytesOf(buffer), c.expected) << c.what;
+        EXPECT_TRUE(buffer.gzUncompress() && bytesOf(buffer) == c.expected) << c.what;
     }
+    binaryBuffer packed = bufferOf(randomBytes(10000, 4));
+    ASSERT_TRUE(packed.gzCompress());
+    const std::string gzip = bytesOf(packed);
+    std::string damaged = gzip;
+    for (std::size_t i = 20; i < 60; ++i)
+        damaged[i] = static_cast<char>(~damaged[i]);
+    const std::string cut = gzip.substr(0, gzip.size() / 2), badTrailer = gzip.substr(0, gzip.size() - 4) + "CRC!";
+    for (const std::string& bytes : {damaged, cut, badTrailer}) {
+        binaryBuffer damagedBuffer = bufferOf(bytes);
+        const std::size_t descriptors = openDescriptors();
+        EXPECT_FALSE(damagedBuffer.gzUncompress());
+        EXPECT_TRUE(bytesOf(damagedBuffer) == bytes && openDescriptors() == descriptors);
+    }
+    EXPECT_EQ(leftovers(), 0u);
 }
 
 TEST_F(bufferTest, gzUncompressGrowsTwofoldAndStopsAtTheLimit) {
@@ -557,9 +504,7 @@ TEST_F(bufferTest, gzUncompressGrowsTwofoldAndStopsAtTheLimit) {
     ASSERT_TRUE(b.gzCompress());
     const std::string packed = bytesOf(b);
     ASSERT_TRUE(b.gzUncompress());
-    EXPECT_TRUE(bytesOf(b) == zeros);
-    EXPECT_LT(b.physicalLength(), 2 * zeros.size());
-
+    EXPECT_TRUE(bytesOf(b) == zeros && b.physicalLength() < 2 * zeros.size());
     const struct { std::uint64_t limit; bool done; } limits[] = {
         {zeros.size(), true}, {zeros.size() - 1, false}, {1000, false}, {0, false},
     };
@@ -568,24 +513,6 @@ TEST_F(bufferTest, gzUncompressGrowsTwofoldAndStopsAtTheLimit) {
         EXPECT_EQ(limited.gzUncompress({}, l.limit), l.done) << l.limit;
         EXPECT_EQ(limited.logicalLength(), l.done ? zeros.size() : packed.size()) << l.limit;
     }
-}
-
-TEST_F(bufferTest, gzUncompressRefusesDamagedData) {
-    binaryBuffer packed = bufferOf(randomBytes(10000, 4));
-    ASSERT_TRUE(packed.gzCompress());
-    const std::string gzip = bytesOf(packed);
-    std::string damaged = gzip;
-    for (std::size_t i = 20; i < 60; ++i)
-        damaged[i] = static_cast<char>(~damaged[i]);
-    const std::string truncated = gzip.substr(0, gzip.size() / 2), badTrailer = gzip.substr(0, gzip.size() - 4) + "CRC!";
-    for (const std::string* bytes : {&std::as_const(damaged), &truncated, &badTrailer}) {
-        binaryBuffer b = bufferOf(*bytes);
-        const std::size_t descriptors = openDescriptors();
-        EXPECT_FALSE(b.gzUncompress());
-        EXPECT_TRUE(bytesOf(b) == *bytes);
-        EXPECT_EQ(openDescriptors(), descriptors);
-    }
-    EXPECT_EQ(leftovers(), 0u);
 }
 
 TEST_F(bufferTest, gzUncompressCancelKeepsTheContent) {
@@ -597,8 +524,7 @@ TEST_F(bufferTest, gzUncompressCancelKeepsTheContent) {
     EXPECT_FALSE(b.gzUncompress([&calls] { return ++calls == 2; }));
     EXPECT_TRUE(calls == 2 && bytesOf(b) == packed && b.physicalLength() == room);
     EXPECT_FALSE(b.gzUncompress([] { return true; }));
-    EXPECT_EQ(bytesOf(b), packed);
-    EXPECT_EQ(leftovers(), 0u);
+    EXPECT_TRUE(bytesOf(b) == packed && leftovers() == 0u);
     // Asked once per block of 1024 bytes, and a callback may itself uncompress.
     calls = 0;
     EXPECT_TRUE(b.gzUncompress([&calls] {
@@ -606,27 +532,23 @@ TEST_F(bufferTest, gzUncompressCancelKeepsTheContent) {
         inner.gzUncompress();
         return ++calls < 0;
     }));
-    EXPECT_EQ(calls, 3);
-    EXPECT_EQ(bytesOf(b), std::string(3000, 'q'));
+    EXPECT_TRUE(calls == 3 && bytesOf(b) == std::string(3000, 'q'));
 }
 
 #ifndef _WIN32 // a child process with a file-size limit, as another user
-TEST_F(bufferTest, gzipCodecsNeedNoTemporaryFolder) {
+TEST_F(bufferTest, gzipCodecsNeedNoTemporaryFolderAndAFullDiskLosesNoData) {
     ASSERT_EQ(::chmod((dir / "tmp").c_str(), 0555), 0);
-    const std::string report = inChild(temp(), 0, true, [](std::string& errors) {
+    EXPECT_EQ(inChild(temp(), 0, true, [](std::string& errors) {
         binaryBuffer b = bufferOf("content");
         check(errors, b.gzCompress() && b.gzUncompress() && bytesOf(b) == "content", "a round trip failed");
-    });
-    EXPECT_EQ(report, "");
-}
-
-TEST_F(bufferTest, aFullDiskFailsWithoutLosingTheCallersData) {
+    }), "");
+    ASSERT_EQ(::chmod((dir / "tmp").c_str(), 0777), 0);
     // The files of the child may hold at most 64 KiB.
     const std::string bigText = randomBytes(100000, 5), smallText = randomBytes(60000, 6);
     write("keep", "old bytes");
     write("target", "old target");
     const file keep = at("keep"), target = at("target");
-    const std::string report = inChild(temp(), 65536, false, [&](std::string& errors) {
+    EXPECT_EQ(inChild(temp(), 65536, false, [&](std::string& errors) {
         binaryBuffer big = bufferOf(bigText);
         check(errors, !big.writeToFile(target, false), "writing 100000 bytes succeeded");
         check(errors, !big.writeToFile(keep, true), "appending beyond the limit succeeded");
@@ -634,13 +556,10 @@ TEST_F(bufferTest, aFullDiskFailsWithoutLosingTheCallersData) {
         binaryBuffer small = bufferOf(smallText);
         check(errors, small.gzCompress() && small.gzUncompress() && bytesOf(small) == smallText,
               "a round trip within the limit failed");
-    });
-    EXPECT_EQ(report, "");
-    EXPECT_EQ(read("keep").substr(0, 9), "old bytes");
+    }), "");
     // A replacing write that fails leaves the old file whole, and nothing beside it.
-    EXPECT_EQ(read("target"), "old target");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), std::filesystem::directory_iterator()), 3); // tmp, keep, target
-    EXPECT_EQ(leftovers(), 0u);
+    EXPECT_TRUE(read("keep").substr(0, 9) == "old bytes" && read("target") == "old target");
+    EXPECT_TRUE(dir.count() == 3u && leftovers() == 0u); // tmp, keep, target
 }
 #endif
 
@@ -648,29 +567,24 @@ TEST_F(bufferTest, aFullDiskFailsWithoutLosingTheCallersData) {
 
 TEST_F(bufferTest, vxcompressMakesAZlibStreamThatInflates) {
     const std::string data = randomBytes(5000, 11) + std::string(20000, 'r');
-    std::vector<unsigned char> packed(vx::vxcompressBound(static_cast<unsigned long>(data.size())));
+    const auto* source = reinterpret_cast<const unsigned char*>(data.data());
+    const auto size = static_cast<unsigned long>(data.size());
+    std::vector<unsigned char> packed(vx::vxcompressBound(size));
     unsigned long length = static_cast<unsigned long>(packed.size());
-    ASSERT_EQ(vx::vxcompress(packed.data(), &length, reinterpret_cast<const unsigned char*>(data.data()),
-                             static_cast<unsigned long>(data.size())),
-              vx::vxcompressOk);
+    ASSERT_EQ(vx::vxcompress(packed.data(), &length, source, size), vx::vxcompressOk);
     ASSERT_GT(length, 6u);
-    EXPECT_EQ(packed[0], 0x78);
-    EXPECT_EQ((packed[0] * 256 + packed[1]) % 31, 0);
+    EXPECT_TRUE(packed[0] == 0x78 && (packed[0] * 256 + packed[1]) % 31 == 0);
     // The deflate data in a gzip frame (header, data, CRC-32, size) inflates to the bytes.
     std::string gzip("\x1F\x8B\x08\0\0\0\0\0\0\x03", 10);
     gzip.append(reinterpret_cast<const char*>(packed.data()) + 2, length - 6);
-    const std::uint32_t crc = vxtest::referenceCrc(data), size = static_cast<std::uint32_t>(data.size());
-    for (std::uint32_t value : {crc, size})
+    for (std::uint32_t value : {vxtest::referenceCrc(data), static_cast<std::uint32_t>(size)})
         for (int i = 0; i < 4; ++i)
             gzip += static_cast<char>(value >> (8 * i));
     binaryBuffer b = bufferOf(gzip);
     ASSERT_TRUE(b.gzUncompress());
     EXPECT_EQ(bytesOf(b), data);
-
     unsigned long tooSmall = 10;
-    EXPECT_EQ(vx::vxcompress(packed.data(), &tooSmall, reinterpret_cast<const unsigned char*>(data.data()),
-                             static_cast<unsigned long>(data.size())),
-              vx::vxcompressNoRoom);
+    EXPECT_EQ(vx::vxcompress(packed.data(), &tooSmall, source, size), vx::vxcompressNoRoom);
     EXPECT_EQ(vx::vxcompress(nullptr, &length, nullptr, 0), vx::vxcompressNoRoom);
     EXPECT_EQ(vx::vxcompress(packed.data(), &length, nullptr, 5), vx::vxcompressNoRoom);
     length = static_cast<unsigned long>(packed.size());

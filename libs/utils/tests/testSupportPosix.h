@@ -13,8 +13,8 @@
 
 namespace vxtest {
 
-// Expects check() to answer true for a user without special rights: the calling user, or, for the superuser, who
-// may read and write everything, the user nobody in a child process.
+// Expects check() to answer true for a user without special rights: the calling user, or, for the
+// superuser, who may read and write everything, the user nobody in a child process.
 inline void expectUnprivileged(const std::function<bool()>& check) {
     if (::geteuid() != 0) {
         EXPECT_TRUE(check());
@@ -32,9 +32,9 @@ inline void expectUnprivileged(const std::function<bool()>& check) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
 }
 
-// Runs body in a child process whose files may hold at most fileLimit bytes (0: no limit), as the user nobody
-// when asNobody is set and the tests run as the superuser (who writes anywhere). Answers what the body reported
-// as failed; empty when all went well.
+// Runs body in a child process whose files may hold at most fileLimit bytes (0: no limit), as the
+// user nobody when asNobody is set and the tests run as the superuser (who writes anywhere).
+// Answers what the body reported as failed; empty when all went well.
 inline std::string inRestrictedChild(rlim_t fileLimit, bool asNobody,
                                      const std::function<void(std::string&)>& body) {
     int channel[2];

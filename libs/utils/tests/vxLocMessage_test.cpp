@@ -82,7 +82,7 @@ TEST(locMessagePrefix, stateThatCannotBeAllocatedThrowsOutOfMemory) {
 }
 #endif
 
-TEST(locMessageNamed, placeholderBoundsConversionsAndWhatIsNone) {
+TEST(locMessageNamed, placeholderBoundsConversionsTheBufferAndTheTextsFirstConversion) {
     expectAll({
         {L"\\[N] [N]", L"a", L"\\[N] a"}, {L"[N] and [N]", L"1", L"1 and [N]"}, // escaped bracket skipped; first only
         {L"[Nx] [N]", L"v", L"[Nx] v"}, {L"[N in mm%4.1f]", L"3", L" 3.0"}, // the name must end; free text after it
@@ -113,9 +113,8 @@ TEST(locMessageNamed, placeholderBoundsConversionsAndWhatIsNone) {
         // '%', twelve '0' flags, width 5, 'd' make fifteen characters; one more is too long.
         {L"[N%0000000000005d]", L"42", L"00042"}, {L"[N%00000000000005d]", L"42", L"42"},
     });
-}
 
-TEST(locMessageFormat, outputIsCutToTheBufferOrFallsBackToTheTextsFirstConversion) {
+    // The output is cut to the buffer; without the placeholder the text's first conversion takes the value.
     EXPECT_EQ(filled(L"[N%-600d]", 7, L"N"), L"7" + std::wstring(510, L' '));
     EXPECT_EQ(filled(L"[N%600d]", 7, L"N"), std::wstring(511, L' '));
     EXPECT_EQ(filled(L"[N%-900s]", std::wstring(256, L'a').c_str(), L"N").size(), 511u);

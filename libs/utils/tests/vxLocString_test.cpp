@@ -29,6 +29,15 @@ T fromList(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file, .
 
 std::wstring text(const locString& s) { return s.string(); }
 
+// Sets the parameters value1, name1, value2, name2, ... of a string in this order.
+template <class S>
+void setParams(S&) {}
+template <class S, class V, class... More>
+void setParams(S& s, const V& value, const wchar_t* name, const More&... more) {
+    s.params().set(value, name);
+    setParams(s, more...);
+}
+
 } // namespace
 
 TEST(locStringId, persistentIdWithFilesFromListsLocalCopiesAndText) {
@@ -72,8 +81,7 @@ TEST(locStringId, persistentIdWithFilesFromListsLocalCopiesAndText) {
 
 TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersInEntryOrder) {
     locString s(L"Msg_Unknown", L"E: Could not open [File] after [Tries] tries", L"missing.loc");
-    s.params().set(L"C:\\a.txt", L"File");
-    s.params().set(3, L"Tries");
+    setParams(s, L"C:\\a.txt", L"File", 3, L"Tries");
     EXPECT_EQ(text(s), L"Could not open C:\\a.txt after 3 tries");
     EXPECT_EQ(std::wstring(s.string(L"de")), L"Could not open C:\\a.txt after 3 tries");
     EXPECT_EQ(text(locString(L"", L"Only [X]")) + text(locString()), L"Only [X]");
@@ -84,21 +92,13 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersIn
     EXPECT_EQ(std::wstring(msg), L"unchanged");
 
     locString typed(L"Id", L"[S] [I] [L] [D] [B] [C] [T] [W] [F%5.2f] [N%03d]");
-    typed.params().set(static_cast<short>(-2), L"S");
-    typed.params().set(7, L"I");
-    typed.params().set(static_cast<long>(5000000000LL), L"L"); // cut to 32 bits where long is 64
-    typed.params().set(2.5, L"D");
-    typed.params().set(false, L"B");
-    typed.params().set(L'q', L"C");
-    typed.params().set(vx::string(L"text"), L"T");
-    typed.params().set(static_cast<const wchar_t*>(nullptr), L"W");
-    typed.params().set(2, L"F");
-    typed.params().set(L"7", L"N");
+    setParams(typed, static_cast<short>(-2), L"S", 7, L"I", static_cast<long>(5000000000LL), L"L", // cut to 32 bits
+              2.5, L"D", false, L"B", L'q', L"C", vx::string(L"text"), L"T", static_cast<const wchar_t*>(nullptr), L"W",
+              2, L"F", L"7", L"N");
     EXPECT_EQ(text(typed), L"-2 7 705032704 2.500000 False q text   2.00 007");
 
     locString ordered(L"Id", L"%d %d");
-    ordered.params().set(1, L"A");
-    ordered.params().set(2, L"B");
+    setParams(ordered, 1, L"A", 2, L"B");
     EXPECT_EQ(text(ordered), L"1 2");
     locString copy(ordered);
     ordered.params().set(3, L"A"); // replaces, keeps the place
@@ -107,8 +107,7 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersIn
     EXPECT_EQ(text(ordered) + L"|" + text(copy), L"3 2|1 2");
 
     locString unnamed(L"Id", L"$2 before $1");
-    unnamed.params().set(L"first", nullptr);
-    unnamed.params().set(L"second", L"");
+    setParams(unnamed, L"first", nullptr, L"second", L"");
     EXPECT_EQ(text(unnamed), L"second before first");
 
     // Localised parameters are resolved too.
@@ -146,11 +145,7 @@ TEST(locStringSerialize, parametersInOrderTextsAsTheyStandAndNestedStrings) {
     EXPECT_EQ(locString(L"A", L"B", L"f.loc").serialize(), L"<LocString><Id>A</Id><Default>B</Default></LocString>");
     locString inner(L"I", L"inner");
     locString s(L"Msg_<X>", L"a & b");
-    s.params().set(5, L"N");
-    s.params().set(1.5, L"D");
-    s.params().set(true, L"B");
-    s.params().set(L"<v>", nullptr);
-    s.params().set(&inner, L"P");
+    setParams(s, 5, L"N", 1.5, L"D", true, L"B", L"<v>", nullptr, &inner, L"P");
     EXPECT_EQ(s.serialize(), L"<LocString><Id>Msg_<X></Id><Default>a & b</Default><Params>"
                              L"<Param><Name>N</Name><Value>5</Value></Param><Param><Name>D</Name><Value>1.500000"
                              L"</Value></Param><Param><Name>B</Name><Value>True</Value></Param><Param><Name></Name>"

@@ -144,7 +144,7 @@ protected:
     vxtest::scopedEnvironment mDrives{"VX_DRIVES", "D=" + mDir.path()};
 };
 
-TEST_F(fileSystem, statusAttributesRenameAndMove) {
+TEST_F(fileSystem, statusAttributesRenameMoveAccessAndMode) {
     mDir.makeFile("f");
     mDir.makeFile(".hidden");
     mDir.makeFile("ro", "", 0444);
@@ -168,29 +168,28 @@ TEST_F(fileSystem, statusAttributesRenameAndMove) {
     EXPECT_TRUE(mDir.has("dir/W3") && !mDir.has("dir/w3"));
     EXPECT_TRUE(platform::movePath(on("dir"), on("dir2")) && mDir.has("dir2/W3"));
     EXPECT_FALSE(platform::movePath(on("missing"), on("x")));
-}
 
-TEST_F(fileSystem, accessAndModeFollowTheOwnerBits) {
+    // Access and mode follow the owner bits.
     mDir.makeFile("f", "", 0666);
     for (int mode : {0, 2, 4, 6})
         EXPECT_TRUE(platform::accessPath(on("f"), mode)) << mode;
     for (int mode : {1, 3, 8, -1})
         EXPECT_FALSE(platform::accessPath(on("f"), mode)) << mode;
 
-    const std::pair<int, int> rows[] = {
+    const std::pair<int, int> modes[] = {
         {0x100, 0444}, // read-only: nobody writes
         {0x180, 0644}, // the owner may write again; group and others stay
         {0x080, 0200}, // the owner may not read, and neither may anyone else
         {0x000, 0000},
     };
-    for (const auto& row : rows) {
+    for (const auto& row : modes) {
         EXPECT_TRUE(platform::changeMode(on("f"), row.first));
         EXPECT_EQ(mDir.mode("f"), row.second) << std::hex << row.first;
         EXPECT_TRUE(platform::accessPath(on("f"), 2) == ((row.second & 0200) != 0) &&
                     platform::accessPath(on("f"), 4) == ((row.second & 0400) != 0));
     }
-    EXPECT_TRUE(platform::createNewFile(on("r"), 0x100));
-    EXPECT_EQ(mDir.mode("r") & 0622, 0400);
+    EXPECT_TRUE(platform::createNewFile(on("new"), 0x100));
+    EXPECT_EQ(mDir.mode("new") & 0622, 0400);
 }
 
 TEST_F(fileSystem, copyKeepsModeAndTimesHandlesMoveAndNeitherWaitsForAPipe) {

@@ -7,8 +7,7 @@ namespace {
 
 using names = std::vector<std::wstring>;
 
-// A temporary tree; its paths are given in Windows form (on POSIX systems on the default drive
-// table, where C: is /).
+// A temporary tree; its paths are given in Windows form (on POSIX systems on the default drive table).
 class searchPathTest : public ::testing::Test {
 protected:
     // Makes the directories of a relative native path and gives its Windows form.
@@ -103,9 +102,8 @@ TEST_F(searchPathTest, theFirstEntryWinsADeepHitBeatsALaterDirectOneAndFindFiles
 
 TEST_F(searchPathTest, collectingSubdirectoriesIsDepthFirstAndEndsAtLinks) {
     const std::wstring top = dir("top");
-    dir("top/a/a1");
-    dir("top/b");
-    dir("top/.hidden/h1");
+    for (const char* below : {"top/a/a1", "top/b", "top/.hidden/h1"})
+        mRoot.makeDirs(below);
 #ifdef _WIN32
     const names loop; // a link needs a privilege on Windows that tests do not have
 #else

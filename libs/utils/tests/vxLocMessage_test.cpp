@@ -52,8 +52,7 @@ TEST(locMessagePrefix, prefixSetsStateAndIsRemovedWithLeadingBlanks) {
     locMessage m(L"E: $1 $1");
     EXPECT_TRUE(m.insertParameter(L"a") && text(m) == L"a $1");
     m.setMessage(L"$1 and $2");
-    EXPECT_EQ(m.msgState(), vx::eMsgNone);
-    EXPECT_TRUE(m.insertParameter(L"b") && text(m) == L"b and $2");
+    EXPECT_TRUE(m.msgState() == vx::eMsgNone && m.insertParameter(L"b") && text(m) == L"b and $2");
     m.setMessage(L"E: x");
     m.setMessage(nullptr);
     EXPECT_TRUE(text(m).empty() && m.msgState() == vx::eMsgNone);
@@ -123,9 +122,8 @@ TEST(locMessageNamed, placeholderBoundsConversionsTheBufferAndTheTextsFirstConve
     EXPECT_EQ(filled(L"<[N]>", huge.c_str(), L"N"), L"<" + huge + L">");
     EXPECT_EQ(filled(L"[N%ls]", huge.c_str(), L"N"), huge);
 
-    EXPECT_EQ(filled(L"Count: %d items", 5, L"Missing"), L"Count: 5 items");
-    EXPECT_EQ(filled(L"100%%: %d", 5, L"X"), L"100%%: 5");
-    EXPECT_EQ(filled(L"100%, %d", 5, L"X"), L"100%, 5");
+    EXPECT_EQ(filled(L"Count: %d items", 5, L"Missing") + L"|" + filled(L"100%%: %d", 5, L"X") + L"|" +
+                  filled(L"100%, %d", 5, L"X"), L"Count: 5 items|100%%: 5|100%, 5");
     locMessage twice(L"%d %d");
     EXPECT_TRUE(twice.insertParameter(1, L"A") && twice.insertParameter(2, L"B") && text(twice) == L"1 2");
     locMessage none(L"50%");

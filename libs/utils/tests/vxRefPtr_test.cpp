@@ -40,8 +40,7 @@ TEST_F(RefPtrTest, CountingAndAssignmentOrder) {
     EXPECT_TRUE(object.addRef() == 1u && object.addRef() == 2u);
     probe copy(object); // a new object, owned by nobody
     EXPECT_EQ(copy.getRefCount(), 0u);
-    EXPECT_TRUE(object.release() == 1u && object.deleted == 0);
-    EXPECT_TRUE(object.release() == 0u && object.deleted == 1);
+    EXPECT_TRUE(object.release() == 1u && object.deleted == 0 && object.release() == 0u && object.deleted == 1);
 
     node* raw = new node(7);
     {
@@ -51,8 +50,7 @@ TEST_F(RefPtrTest, CountingAndAssignmentOrder) {
         EXPECT_TRUE(raw->getRefCount() == 4u && constant->value + (*b).value == 14);
         vx::refPtr<node> moved(std::move(b));
         vx::const_refPtr<node> constMoved(std::move(constant));
-        EXPECT_TRUE(b.isNull() && constant.isNull() && constMoved.get() == raw);
-        EXPECT_EQ(raw->getRefCount(), 4u);
+        EXPECT_TRUE(b.isNull() && constant.isNull() && constMoved.get() == raw && raw->getRefCount() == 4u);
         moved.reset();
         node* detached = a.detach(); // keeps its reference
         EXPECT_TRUE(a.isNull() && raw->getRefCount() == 3u);

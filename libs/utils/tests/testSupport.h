@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -27,10 +28,8 @@
 
 namespace vxtest {
 
-// Runs this test program again, with the environment of the caller and its standard output
-// discarded, and answers its status as std::system gives it: 0 when it exited with 0 (-1 when
-// the program's own path is not known). The child sees a variable the caller set and does its
-// part before any test runs.
+// Runs this test program again, in the caller's environment, its output discarded: the status
+// std::system gives (-1 when the program's path is not known). The child does its part before any test.
 inline int runSelf() {
     vx::file self;
     vx::getModuleFileName(nullptr, self);
@@ -63,8 +62,8 @@ private:
     vx::assertPresenter mPrevious;
 };
 
-// Runs f, which must fail an assertion: present `presented` texts and throw the bool false, which
-// passes by handlers for std::exception. Answers the last text presented.
+// Runs f, which must fail an assertion: present `presented` texts and throw the bool false, which passes by
+// handlers for std::exception. Answers the last text presented.
 template <class F>
 std::wstring failedAssertion(F&& f, std::size_t presented = 1) {
     assertionCapture capture;
@@ -76,17 +75,10 @@ std::wstring failedAssertion(F&& f, std::size_t presented = 1) {
     return capture.last();
 }
 
-// What f throws, as a text: the message of an exception E (the library's exceptions), "bool" for a
-// thrown bool, "nothing" when f returns.
+// What f throws: the message of an E (the library's exceptions), "bool" for a bool, "nothing" when f returns.
 template <class E, class F>
 std::wstring thrownMessage(F&& f) {
-    try {
-        f();
-    } catch (const E& e) {
-        return e.message().string();
-    } catch (bool) {
-        return L"bool";
-    }
+    try { f(); } catch (const E& e) { return e.message().string(); } catch (bool) { return L"bool"; }
     return L"nothing";
 }
 
@@ -113,9 +105,9 @@ inline std::wstring assertionSite(const std::wstring& text) {
            L":" + text.substr(lineAt + line.size());
 }
 
-// Checks a guard of a global lock that is not recursive: a second guard on the holding thread fails
-// the assertion "<name> not held by the calling thread", copies of a guard hold nothing, waiter() on
-// another thread ends only after the first guard is gone, and whileHeld() runs while it waits.
+// Checks a guard of a global lock that is not recursive: a second guard on the holding thread fails the assertion
+// "<name> not held by the calling thread", copies of a guard hold nothing, waiter() on another thread ends only
+// after the first guard is gone, and whileHeld() runs while it waits.
 template <class Guard, class F, class G>
 void expectNonRecursiveLock(const std::wstring& name, F whileHeld, G waiter) {
     auto outer = std::make_unique<Guard>();
@@ -171,8 +163,7 @@ private:
     std::vector<std::string> mSteps;
 };
 
-// The descriptors the process has open; 0 on Windows, which keeps no list of open files to count
-// here, so that the checks that count them pass.
+// The descriptors the process has open; 0 on Windows, which has no list of them to count.
 inline std::size_t openDescriptors() {
 #ifdef _WIN32
     return 0;
@@ -227,10 +218,8 @@ std::string bytesOf(const Buffer& b) {
 // For messages: gtest prints a std::wstring, but none of the classes derived from it.
 inline const std::wstring& show(const std::wstring& text) { return text; }
 
-// The Windows form of a native absolute path: on Windows the path itself with '\' for '/';
-// elsewhere, on the default drive table where "C:" is "/", "C:" and the path with '\' for '/'.
-// Each byte stands for one character, so keep to ASCII.
-// (Built as a std::wstring: the platform tests have no library to call.)
+// The Windows form of an ASCII native absolute path, '\' for '/': on other systems on the default
+// drive table, where "C:" is "/". Built by hand: the platform tests have no library to call.
 inline vx::string windowsForm(const std::string& native) {
 #ifdef _WIN32
     std::wstring text;
@@ -242,18 +231,17 @@ inline vx::string windowsForm(const std::string& native) {
     return vx::string(std::move(text));
 }
 
-// Gives an entry the permission bits mode (on Windows: read-only unless the owner may write);
-// false when the entry is missing.
+// Gives an entry the permission bits mode (Windows: read-only unless the owner may write); false when it is missing.
 inline bool setMode(const std::string& native, int mode) {
     std::error_code error;
-    std::filesystem::permissions(native, static_cast<std::filesystem::perms>(mode), std::filesystem::perm_options::replace,
-                                 error);
+    std::filesystem::permissions(native, static_cast<std::filesystem::perms>(mode),
+                                 std::filesystem::perm_options::replace, error);
     return !error;
 }
 
-// A fresh temporary directory without symbolic links in its path. At the end it is removed with
-// everything in it; directories get their owner's rights back first, so that read-only or
-// unreadable ones do not keep the tree alive. Names below it are relative native paths.
+// A fresh temporary directory without symbolic links in its path. At the end it is removed with everything in
+// it; directories get their owner's rights back first, so that read-only or unreadable ones do not keep the tree
+// alive. Names below it are relative native paths.
 class tempDir {
 public:
     tempDir() {
@@ -292,8 +280,7 @@ public:
     vx::string windowsForm(const std::string& name = "") const { return vxtest::windowsForm(*this / name); }
 
     void makeDirs(const std::string& name) const { std::filesystem::create_directories(*this / name); }
-    // Writes a file, with its missing parents, and then gives it the permission bits mode (on
-    // Windows: read-only unless the owner may write).
+    // Writes a file, with its missing parents, and then gives it the permission bits mode (as setMode).
     void makeFile(const std::string& name, const std::string& bytes = "x", int mode = 0644) const {
         namespace fs = std::filesystem;
         const fs::path native = *this / name;
@@ -311,21 +298,14 @@ public:
     // The bytes of a file, or "<missing>" when it cannot be opened.
     std::string read(const std::string& name) const {
         std::ifstream in(std::filesystem::path(*this / name), std::ios::binary);
-        if (!in.is_open())
-            return "<missing>";
-        std::string bytes;
-        char buffer[65536];
-        while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
-            bytes.append(buffer, static_cast<std::size_t>(in.gcount()));
-        return bytes;
+        return in.is_open() ? std::string(std::istreambuf_iterator<char>(in), {}) : "<missing>";
     }
     // Whether the entry is there; a dangling link counts.
     bool has(const std::string& name) const {
         std::error_code ignored;
         return std::filesystem::symlink_status(*this / name, ignored).type() != std::filesystem::file_type::not_found;
     }
-    // The permission bits (0777), or -1 when the entry is missing. On Windows a read-only entry
-    // is 0555 and any other 0777.
+    // The permission bits (0777), or -1 when the entry is missing; on Windows 0555 when read-only, else 0777.
     int mode(const std::string& name) const {
         std::error_code error;
         const auto status = std::filesystem::status(*this / name, error);
@@ -336,18 +316,15 @@ public:
     // The number of entries in a directory.
     std::size_t count(const std::string& name = "") const {
         std::error_code ignored;
-        std::size_t n = 0;
-        for (std::filesystem::directory_iterator it(*this / name, ignored), end; it != end; it.increment(ignored))
-            ++n;
-        return n;
+        const std::filesystem::directory_iterator entries(*this / name, ignored);
+        return static_cast<std::size_t>(std::distance(entries, std::filesystem::directory_iterator()));
     }
 
 private:
     std::string mPath;
 };
 
-// Sets environment variables, or removes them with a null value, and restores each one as it was
-// before its first change when it goes.
+// Sets environment variables, or removes them with a null value; at the end each is as before its first change.
 class scopedEnvironment {
 public:
     scopedEnvironment() = default;
@@ -361,10 +338,8 @@ public:
     scopedEnvironment& operator=(const scopedEnvironment&) = delete;
 
     void set(const char* name, const char* value) {
-        bool saved = false;
-        for (const auto& entry : mSaved)
-            saved = saved || std::get<0>(entry) == name;
-        if (!saved) {
+        const auto named = [name](const auto& entry) { return std::get<0>(entry) == name; };
+        if (std::none_of(mSaved.begin(), mSaved.end(), named)) {
             const char* old = std::getenv(name);
             mSaved.emplace_back(name, old != nullptr, old ? old : "");
         }
@@ -409,17 +384,13 @@ inline void check(std::string& errors, bool ok, const char* what) {
         errors += std::string(what) + "; ";
 }
 
-} // namespace vxtest
-
 #ifdef _WIN32
-namespace vxtest {
-
 // Expects check() to answer true: Windows honours the read-only attribute for every user.
-inline void expectUnprivileged(const std::function<bool()>& check) {
-    EXPECT_TRUE(check());
-}
+inline void expectUnprivileged(const std::function<bool()>& check) { EXPECT_TRUE(check()); }
+#endif
 
 } // namespace vxtest
-#else
+
+#ifndef _WIN32
 #include "testSupportPosix.h"
 #endif

@@ -4,14 +4,9 @@
 
 #include "testSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
 #include <type_traits>
 
 #ifdef _WIN32
-#include <filesystem>
-#include <fstream>
 #include <windows.h>
 #endif
 
@@ -42,9 +37,7 @@ fsEntryName raw(const wchar_t* text) {
 
 } // namespace
 
-// --- construction and assignment: the directory flag keeps one trailing delimiter ----------------
-
-TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtra) {
+TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtraAndAssignmentKeepsADirectorysDelimiter) {
     const struct { const wchar_t *a, *b; bool isDirectory; const wchar_t* expected; } cases[] = {
         {L"C:\\a", L"b", false, L"C:\\a\\b"}, {L"C:/a/", L"./b/../c", true, L"C:\\a\\c\\"},
         {L"", L"b", true, L""}, // an empty directory text drops the name
@@ -52,8 +45,7 @@ TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtra) {
     };
     for (const auto& c : cases) {
         const entry e(c.a, c.b, c.isDirectory);
-        EXPECT_EQ(e.fullName(), c.expected) << c.a << L" + " << c.b;
-        EXPECT_EQ(e.isDirectoryEntry(), c.isDirectory);
+        EXPECT_TRUE(e.fullName() == c.expected && e.isDirectoryEntry() == c.isDirectory) << c.a << L" + " << c.b;
     }
 
     const struct { fsEntryName name; const wchar_t* extra; bool isDirectory; const wchar_t* expected; } fromName[] = {
@@ -65,9 +57,8 @@ TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtra) {
     };
     for (const auto& c : fromName)
         EXPECT_EQ(entry(c.name, c.extra, c.isDirectory).fullName(), c.expected) << show(c.name.text() + c.extra);
-}
 
-TEST(fsEntryConstruction, assignmentKeepsADirectorysDelimiter) {
+    // An assignment keeps a directory's one trailing delimiter.
     entry dir(L"C:\\d", L"", true), plain(L"C:\\f", L"", false);
     EXPECT_EQ((dir = raw(L"C:\\two\\\\")).fullName(), L"C:\\two\\");
     EXPECT_EQ((dir = raw(L"C:\\other")).fullName(), L"C:\\other\\");
@@ -78,31 +69,22 @@ TEST(fsEntryConstruction, assignmentKeepsADirectorysDelimiter) {
 }
 
 #ifndef _WIN32
-// --- the system's view: existence, native path and remote drives, on drive Q ----------------------
-
-class fsEntryOnQ : public ::testing::Test {
-protected:
-    vxtest::tempDir mDir;
-    vxtest::scopedEnvironment mEnv{"VX_DRIVES", "Q=" + mDir.path()};
-};
-
-TEST_F(fsEntryOnQ, existsNativePathAndRemote) {
-    mDir.makeFile("f");
+TEST(fsEntryOnQ, existsNativePathAndRemote) {
+    const vxtest::tempDir dir;
+    const vxtest::scopedEnvironment drives("VX_DRIVES", "Q=" + dir.path());
+    dir.makeFile("f");
     const struct { const wchar_t* name; bool isDirectory, exists; } cases[] = {
-        {L"", true, true}, {L"f", false, true}, {L"F", false, true}, // case is ignored
-        {L"missing", false, false},
+        {L"", true, true}, {L"f", false, true}, {L"F", false, true}, {L"missing", false, false}, // case is ignored
     };
     for (const auto& c : cases)
         EXPECT_EQ(entry(L"Q:\\", c.name, c.isDirectory).exists(), c.exists) << c.name;
     EXPECT_FALSE(entry(L"", L"", false).exists() || entry(L"P:\\", L"", true).exists()); // no name, no such drive
 
-    mDir.makeDirs("Data");
-    const vxtest::scopedEnvironment shares("VX_UNC_ROOT", nullptr);
+    // The mapping itself is the platform layer's (its tests cover it): success, its failure, and no name.
+    dir.makeDirs("Data");
     const struct { fsEntryName name; bool isDirectory, ok; std::string native; } natives[] = {
-        {raw(L"Q:\\data\\New File.txt"), false, true, mDir / "Data/New File.txt"}, // case matched
-        {raw(L"Q:\\DATA"), true, true, mDir / "Data"},
-        {raw(L"P:\\x"), false, false, ""}, {raw(L""), false, false, ""}, // no such drive; no name
-        {raw(L"\\\\srv\\share\\x"), false, false, ""}, {fsEntryName(string(L"Q:\\a\0b", 6)), false, false, ""},
+        {raw(L"Q:\\data\\New File.txt"), false, true, dir / "Data/New File.txt"}, {raw(L"P:\\x"), false, false, ""},
+        {raw(L""), false, false, ""},
     };
     for (const auto& c : natives) {
         std::string native = "unchanged";
@@ -121,36 +103,22 @@ TEST_F(fsEntryOnQ, existsNativePathAndRemote) {
 
 #else
 
-// --- the system's view on Windows: real drives, native paths in UTF-16 --------------------------
-
-class fsEntryOnWindows : public ::testing::Test {
-protected:
-    fsEntryOnWindows() {
-        mPath = std::filesystem::temp_directory_path() / (L"vxFsEntry." + std::to_wstring(::GetCurrentProcessId()));
-        std::filesystem::create_directories(mPath / L"Data");
-        std::ofstream(mPath / L"f") << "x";
-        mWin = mPath.wstring();
-    }
-    ~fsEntryOnWindows() override {
-        std::error_code ignored;
-        std::filesystem::remove_all(mPath, ignored);
-    }
-    std::filesystem::path mPath;
-    string mWin;
-};
-
-TEST_F(fsEntryOnWindows, existsNativePathAndRemote) {
+TEST(fsEntryOnWindows, existsNativePathAndRemote) {
+    const vxtest::tempDir dir;
+    dir.makeFile("f");
+    dir.makeDirs("Data");
+    const string win = dir.windowsForm();
     const struct { const wchar_t* name; bool isDirectory, exists; } cases[] = {
         {L"", true, true}, {L"f", false, true}, {L"F", false, true}, {L"data", true, true}, {L"missing", false, false},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(entry(mWin, c.name, c.isDirectory).exists(), c.exists) << c.name;
+        EXPECT_EQ(entry(win, c.name, c.isDirectory).exists(), c.exists) << c.name;
 
     // The native path is the text with "." and ".." resolved and every '/' a backslash; a drive that
     // does not exist and a null character give none.
     vx::nativePathText native;
-    EXPECT_TRUE(entry(raw((mWin + L"/x/../Data/./New File.txt").c_str()), L"", false).nativePath(native));
-    EXPECT_EQ(native, mWin + L"\\Data\\New File.txt");
+    EXPECT_TRUE(entry(raw((win + L"/x/../Data/./New File.txt").c_str()), L"", false).nativePath(native));
+    EXPECT_EQ(native, win + L"\\Data\\New File.txt");
     DWORD drives = ::GetLogicalDrives();
     wchar_t missing = 0;
     for (wchar_t letter = L'Z'; letter >= L'D' && !missing; --letter)
@@ -163,13 +131,11 @@ TEST_F(fsEntryOnWindows, existsNativePathAndRemote) {
     EXPECT_EQ(native, L"unchanged");
 
     EXPECT_TRUE(entry(raw(L"\\\\server\\share\\x"), L"", false).isRemote());
-    EXPECT_FALSE(entry(raw(mWin.c_str()), L"", false).isRemote()); // a local disk
+    EXPECT_FALSE(entry(raw(win.c_str()), L"", false).isRemote()); // a local disk
     EXPECT_FALSE(entry(raw((string(missing) + L":\\x").c_str()), L"", false).isRemote());
 }
 
 #endif
-
-// --- parts: the drive upper-cased, the directory with its delimiter -------------------------------
 
 TEST(fsEntryParts, driveDirectoryNameAndExtension) {
     const struct { const wchar_t *text, *drive, *dir, *name, *extension; } cases[] = {

@@ -2,10 +2,8 @@
 
 #include "testSupport.h"
 
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <set>
 
 using vx::guid;
@@ -24,23 +22,23 @@ std::uint64_t timeCount(const guid& g) {
            (static_cast<std::uint64_t>(g.data2) << 32) | g.data1;
 }
 
-// b was made after a: greater, unless the low 32 bits of the time count wrapped in between.
-void expectFollows(const guid& a, const guid& b) {
-    ASSERT_LT(timeCount(a), timeCount(b));
-    if (timeCount(a) >> 32 == timeCount(b) >> 32) {
-        ASSERT_TRUE(a < b) << a.toString().getMBCS() << " " << b.toString().getMBCS();
+// Each guid was made after the one before it: greater, unless the low 32 bits of the time count wrapped between.
+void expectMadeInOrder(const std::vector<guid>& list) {
+    for (std::size_t i = 1; i < list.size(); ++i) {
+        const guid &a = list[i - 1], &b = list[i];
+        ASSERT_LT(timeCount(a), timeCount(b));
+        if (timeCount(a) >> 32 == timeCount(b) >> 32) {
+            ASSERT_TRUE(a < b) << a.toString().getMBCS() << " " << b.toString().getMBCS();
+        }
     }
 }
 
 } // namespace
 
-// --- text: 8-4-4-4-12 lower-case hexadecimal; "" and "0" are the zero guid; anything else throws false
-
 TEST(guid, zeroTextsTextFormAndInitialisation) {
     guid zero = parsed(L"01234567-89ab-cdef-0123-456789abcdef");
     EXPECT_TRUE(zero.fromString(L"0") == guid() && parsed(L"") == guid());
-    EXPECT_FALSE(guid().isInitialized());
-    EXPECT_EQ(guid().toString(), L"00000000-0000-0000-0000-000000000000");
+    EXPECT_TRUE(!guid().isInitialized() && guid().toString() == L"00000000-0000-0000-0000-000000000000");
     // One zero among the three numbers is enough; the eight bytes do not count.
     EXPECT_TRUE(parsed(L"00000001-0001-0001-0000-000000000000").isInitialized());
     for (const wchar_t* text : {L"00000000-0001-0001-ffff-ffffffffffff", L"00000001-0000-0001-ffff-ffffffffffff",
@@ -75,15 +73,12 @@ TEST(guid, malformedTextThrowsFalseAndLeavesTheGuidOrderIsFieldByField) {
         L"00000000-0001-0000-0000-000000000000", L"00000000-8000-0000-0000-000000000000",
         L"7fffffff-ffff-ffff-ffff-ffffffffffff", L"80000000-0000-0000-0000-000000000000"};
     for (std::size_t i = 0; i + 1 < ascending.size(); ++i) {
-        EXPECT_TRUE(parsed(ascending[i]) < parsed(ascending[i + 1])) << ascending[i];
-        EXPECT_FALSE(parsed(ascending[i + 1]) < parsed(ascending[i])) << ascending[i];
-        EXPECT_FALSE(parsed(ascending[i]) < parsed(ascending[i])) << ascending[i];
+        const guid low = parsed(ascending[i]), high = parsed(ascending[i + 1]);
+        EXPECT_TRUE(low < high && !(high < low) && !(low < low)) << ascending[i];
     }
 }
 
-// --- creation: version 1, growing from any thread, a new clock sequence after fork ------------------
-
-TEST(guid, createMakesTimeBasedGuidsOfThisComputerThatGrowWithinOneTickAndAcrossThreads) {
+TEST(guid, createMakesTimeBasedGuidsThatGrowWithinOneTickAndAcrossThreadsAndChangeTheClockSequenceInAChild) {
     guid a, b;
     a.create();
     b.create();
@@ -99,8 +94,7 @@ TEST(guid, createMakesTimeBasedGuidsOfThisComputerThatGrowWithinOneTickAndAcross
     std::vector<guid> made(20000);
     for (guid& g : made)
         g.create(); // far more than one per 100 ns step
-    for (std::size_t i = 1; i < made.size(); ++i)
-        expectFollows(made[i - 1], made[i]);
+    expectMadeInOrder(made);
 
     // Concurrent creation: each thread sees growing guids, and all are distinct.
     constexpr int kThreads = 4, kEach = 5000;
@@ -117,26 +111,19 @@ TEST(guid, createMakesTimeBasedGuidsOfThisComputerThatGrowWithinOneTickAndAcross
     });
     std::set<guid> distinct;
     for (const std::vector<guid>& list : perThread) {
-        for (std::size_t i = 1; i < list.size(); ++i)
-            expectFollows(list[i - 1], list[i]);
+        expectMadeInOrder(list);
         distinct.insert(list.begin(), list.end());
     }
-    for (std::size_t i = 1; i < inOrder.size(); ++i)
-        expectFollows(inOrder[i - 1], inOrder[i]);
+    expectMadeInOrder(inOrder);
     EXPECT_EQ(distinct.size(), static_cast<std::size_t>(kThreads * kEach));
-}
 
 #if !defined(_WIN32)
-TEST(guid, aForkedChildUsesAnotherClockSequence) {
-    guid parent;
-    parent.create();
-    // Same computer, so the same node; parent and child must not share a clock sequence,
-    // or they could make equal guids from equal time counts.
+    // A forked child has the same node: a shared clock sequence could make equal guids from equal time counts.
     EXPECT_EQ(vxtest::inRestrictedChild(0, false, [&](std::string& errors) {
         guid g;
         g.create();
-        vxtest::check(errors, std::memcmp(g.data4 + 2, parent.data4 + 2, 6) == 0, "another node");
-        vxtest::check(errors, std::memcmp(g.data4, parent.data4, 2) != 0, "the same clock sequence");
+        vxtest::check(errors, std::memcmp(g.data4 + 2, a.data4 + 2, 6) == 0, "another node");
+        vxtest::check(errors, std::memcmp(g.data4, a.data4, 2) != 0, "the same clock sequence");
     }), "");
-}
 #endif
+}

@@ -27,37 +27,49 @@ T fromList(const wchar_t* id, const wchar_t* defaultText, const wchar_t* file, .
     return result;
 }
 
-std::wstring text(const locString& s) {
-    return s.string();
+std::wstring text(const locString& s) { return s.string(); }
+
+// Sets the parameters value1, name1, value2, name2, ... of a string in this order.
+template <class S>
+void setParams(S&) {}
+template <class S, class V, class... More>
+void setParams(S& s, const V& value, const wchar_t* name, const More&... more) {
+    s.params().set(value, name);
+    setParams(s, more...);
 }
 
 } // namespace
 
-// --- identifiers: the persistent id "id|default|,file1,file2", and reading it back ---------------------
-
 TEST(locStringId, persistentIdWithFilesFromListsLocalCopiesAndText) {
-    EXPECT_EQ(persistentId(locStringId(L"A", L"B")), L"A|B|");
-    EXPECT_EQ(persistentId(locStringId(L"A", L"B", L"f1", L"f2", L"f3", nullptr, L"ignored")), L"A|B|,f1,f2,f3");
-    EXPECT_EQ(persistentId(locStringId(L"A", nullptr, nullptr, L"f2", nullptr)), L"A||,f2");
-    EXPECT_EQ(persistentId(locStringId(L"A", L"B", L"f", 0)), L"A|B|,f");
+    const auto of = [](const auto&... args) { return persistentId(locStringId(args...)); };
     locStringId id(L"A", L"B", std::vector<const wchar_t*>{L"", nullptr, L"g"});
     id.addAlternativeFile(nullptr);
     id.addAlternativeFile(L"h");
     EXPECT_EQ(id.alternativeFiles().size(), 3u); // the empty name is kept but not written
-    EXPECT_EQ(persistentId(id), L"A|B|,g,h");
-
-    // An empty id gives an empty persistent id.
-    EXPECT_EQ(persistentId(locStringId(L"", L"B", L"f.loc")), L"");
-    EXPECT_EQ(persistentId(locStringId(nullptr, L"B")), L"");
-    EXPECT_EQ(persistentId(localLocStringId()), L"");
-    locStringId empty(nullptr, nullptr, nullptr);
+    const locStringId original(L"Msg_Y", L"Text [P]", L"a.loc", L"b.loc", nullptr);
+    const std::wstring rows[][2] = {
+        {of(L"A", L"B"), L"A|B|"}, {of(L"A", L"B", L"f1", L"f2", L"f3", nullptr, L"ignored"), L"A|B|,f1,f2,f3"},
+        {of(L"A", nullptr, nullptr, L"f2", nullptr), L"A||,f2"}, {persistentId(id), L"A|B|,g,h"},
+        {persistentId(locStringId(L"A", L"B", L"f", 0)), L"A|B|,f"}, // 0 as the end of the list
+        // An empty id gives an empty persistent id.
+        {of(L"", L"B", L"f.loc"), L""}, {of(nullptr, L"B"), L""}, {persistentId(localLocStringId()), L""},
+        {of(static_cast<const wchar_t*>(nullptr)), L""},
+        // Started argument lists.
+        {persistentId(fromList<locStringId>(L"A", L"B", L"f1", L"f2", nullptr)), L"A|B|,f1,f2"},
+        {persistentId(fromList<locStringId>(L"A", L"B", nullptr, L"f2", nullptr)), L"A|B|,f2"},
+        {persistentId(fromList<localLocStringId>(L"A", L"B", L"f1", nullptr)), L"A|B|,f1"},
+        {persistentId(fromList<locString>(L"A", L"B", L"f1", L"f2", nullptr).stringId()), L"A|B|,f1,f2"},
+        // Read back from the text.
+        {of(persistentId(original).c_str()), L"Msg_Y|Text [P]|,a.loc,b.loc"}, {of(L"A|B"), L"A|B|"},
+        {of(L"A|B|single.loc"), L"A|B|,single.loc"},
+        {of(L"A|x|y|,f"), L"A|x|,y"}, // a bar in the default text moves the fields: the rest is the file list
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(row[0], row[1]);
+    locStringId empty(nullptr, nullptr, nullptr), plain(L"Just a text");
     EXPECT_EQ(std::wstring(empty.id()) + empty.defaultString(), L"");
-
-    // Started argument lists.
-    EXPECT_EQ(persistentId(fromList<locStringId>(L"A", L"B", L"f1", L"f2", nullptr)), L"A|B|,f1,f2");
-    EXPECT_EQ(persistentId(fromList<locStringId>(L"A", L"B", nullptr, L"f2", nullptr)), L"A|B|,f2");
-    EXPECT_EQ(persistentId(fromList<localLocStringId>(L"A", L"B", L"f1", nullptr)), L"A|B|,f1");
-    EXPECT_EQ(persistentId(fromList<locString>(L"A", L"B", L"f1", L"f2", nullptr).stringId()), L"A|B|,f1,f2");
+    EXPECT_EQ(std::wstring(plain.id()) + L"|" + plain.defaultString(), L"Just a text|Just a text");
+    EXPECT_EQ(std::wstring(locStringId(L"|only default|").defaultString()), L"only default");
 
     // A local identifier copies into the ordinary class, file names included.
     localLocStringId local(L"A", L"B", L"f1", L"f2", nullptr);
@@ -65,25 +77,11 @@ TEST(locStringId, persistentIdWithFilesFromListsLocalCopiesAndText) {
     locStringId copy = asInterface.copy();
     EXPECT_EQ(persistentId(copy), L"A|B|,f1,f2");
     EXPECT_EQ(copy.alternativeFiles()[0], locStringId(L"C", L"D", L"f1").alternativeFiles()[0]);
-
-    const locStringId original(L"Msg_Y", L"Text [P]", L"a.loc", L"b.loc", nullptr);
-    EXPECT_EQ(persistentId(locStringId(persistentId(original).c_str())), L"Msg_Y|Text [P]|,a.loc,b.loc");
-    EXPECT_EQ(persistentId(locStringId(L"A|B")), L"A|B|");
-    EXPECT_EQ(persistentId(locStringId(L"A|B|single.loc")), L"A|B|,single.loc");
-    locStringId plain(L"Just a text");
-    EXPECT_EQ(std::wstring(plain.id()) + L"|" + plain.defaultString(), L"Just a text|Just a text");
-    EXPECT_EQ(persistentId(locStringId(static_cast<const wchar_t*>(nullptr))), L"");
-    // A bar in the default text moves the fields: what follows it is read as the file list.
-    EXPECT_EQ(persistentId(locStringId(L"A|x|y|,f")), L"A|x|,y");
-    EXPECT_EQ(std::wstring(locStringId(L"|only default|").defaultString()), L"only default");
 }
 
-// --- resolution: without a language file the default text, with the parameters inserted --------------
-
-TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedParametersInEntryOrder) {
+TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersInEntryOrder) {
     locString s(L"Msg_Unknown", L"E: Could not open [File] after [Tries] tries", L"missing.loc");
-    s.params().set(L"C:\\a.txt", L"File");
-    s.params().set(3, L"Tries");
+    setParams(s, L"C:\\a.txt", L"File", 3, L"Tries");
     EXPECT_EQ(text(s), L"Could not open C:\\a.txt after 3 tries");
     EXPECT_EQ(std::wstring(s.string(L"de")), L"Could not open C:\\a.txt after 3 tries");
     EXPECT_EQ(text(locString(L"", L"Only [X]")) + text(locString()), L"Only [X]");
@@ -94,21 +92,13 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedParametersInEntryOrder) 
     EXPECT_EQ(std::wstring(msg), L"unchanged");
 
     locString typed(L"Id", L"[S] [I] [L] [D] [B] [C] [T] [W] [F%5.2f] [N%03d]");
-    typed.params().set(static_cast<short>(-2), L"S");
-    typed.params().set(7, L"I");
-    typed.params().set(static_cast<long>(5000000000LL), L"L"); // cut to 32 bits where long is 64
-    typed.params().set(2.5, L"D");
-    typed.params().set(false, L"B");
-    typed.params().set(L'q', L"C");
-    typed.params().set(vx::string(L"text"), L"T");
-    typed.params().set(static_cast<const wchar_t*>(nullptr), L"W");
-    typed.params().set(2, L"F");
-    typed.params().set(L"7", L"N");
+    setParams(typed, static_cast<short>(-2), L"S", 7, L"I", static_cast<long>(5000000000LL), L"L", // cut to 32 bits
+              2.5, L"D", false, L"B", L'q', L"C", vx::string(L"text"), L"T", static_cast<const wchar_t*>(nullptr), L"W",
+              2, L"F", L"7", L"N");
     EXPECT_EQ(text(typed), L"-2 7 705032704 2.500000 False q text   2.00 007");
 
     locString ordered(L"Id", L"%d %d");
-    ordered.params().set(1, L"A");
-    ordered.params().set(2, L"B");
+    setParams(ordered, 1, L"A", 2, L"B");
     EXPECT_EQ(text(ordered), L"1 2");
     locString copy(ordered);
     ordered.params().set(3, L"A"); // replaces, keeps the place
@@ -117,12 +107,10 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedParametersInEntryOrder) 
     EXPECT_EQ(text(ordered) + L"|" + text(copy), L"3 2|1 2");
 
     locString unnamed(L"Id", L"$2 before $1");
-    unnamed.params().set(L"first", nullptr);
-    unnamed.params().set(L"second", L"");
+    setParams(unnamed, L"first", nullptr, L"second", L"");
     EXPECT_EQ(text(unnamed), L"second before first");
-}
 
-TEST(locStringResolve, localisedParametersAreResolvedToo) {
+    // Localised parameters are resolved too.
     locString inner(L"Msg_Inner", L"inner [X]");
     inner.params().set(5, L"X");
     locString outer(L"Msg_Outer", L"Outer: [Inner]!");
@@ -147,30 +135,20 @@ TEST(locStringResolve, localisedParametersAreResolvedToo) {
     localLocString fromInterface(locStringId(L"Msg_N", L"n", L"g.loc"));
     EXPECT_EQ(persistentId(fromInterface.stringId()), L"Msg_N|n|,g.loc");
 
-    locString s(L"Msg_T|Hello [Who]|,a.loc");
-    s.params().set(L"you", L"Who");
-    EXPECT_EQ(text(s), L"Hello you");
+    locString persistent(L"Msg_T|Hello [Who]|,a.loc");
+    persistent.params().set(L"you", L"Who");
+    EXPECT_EQ(text(persistent), L"Hello you");
     EXPECT_EQ(text(locString(L"plain text")), L"plain text");
 }
-
-// --- serialisation: unescaped, parameters in order, nested strings as fragments ------------------------
 
 TEST(locStringSerialize, parametersInOrderTextsAsTheyStandAndNestedStrings) {
     EXPECT_EQ(locString(L"A", L"B", L"f.loc").serialize(), L"<LocString><Id>A</Id><Default>B</Default></LocString>");
     locString inner(L"I", L"inner");
     locString s(L"Msg_<X>", L"a & b");
-    s.params().set(5, L"N");
-    s.params().set(1.5, L"D");
-    s.params().set(true, L"B");
-    s.params().set(L"<v>", nullptr);
-    s.params().set(&inner, L"P");
-    EXPECT_EQ(s.serialize(),
-              L"<LocString><Id>Msg_<X></Id><Default>a & b</Default><Params>"
-              L"<Param><Name>N</Name><Value>5</Value></Param>"
-              L"<Param><Name>D</Name><Value>1.500000</Value></Param>"
-              L"<Param><Name>B</Name><Value>True</Value></Param>"
-              L"<Param><Name></Name><Value><v></Value></Param>"
-              L"<Param><Name>P</Name><Value><LocString><Id>I</Id><Default>inner</Default>"
-              L"</LocString></Value></Param>"
-              L"</Params></LocString>");
+    setParams(s, 5, L"N", 1.5, L"D", true, L"B", L"<v>", nullptr, &inner, L"P");
+    EXPECT_EQ(s.serialize(), L"<LocString><Id>Msg_<X></Id><Default>a & b</Default><Params>"
+                             L"<Param><Name>N</Name><Value>5</Value></Param><Param><Name>D</Name><Value>1.500000"
+                             L"</Value></Param><Param><Name>B</Name><Value>True</Value></Param><Param><Name></Name>"
+                             L"<Value><v></Value></Param><Param><Name>P</Name><Value><LocString><Id>I</Id>"
+                             L"<Default>inner</Default></LocString></Value></Param></Params></LocString>");
 }

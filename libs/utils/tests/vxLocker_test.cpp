@@ -2,10 +2,7 @@
 
 #include "testSupport.h"
 
-#include <atomic>
-#include <chrono>
 #include <limits>
-#include <memory>
 
 #if defined(__linux__)
 #include <sys/syscall.h>
@@ -36,8 +33,6 @@ void expectFree(spinLockerRecursive* lock) {
     EXPECT_TRUE(flagOf(lock) == 0u && ownerOf(lock) == 0u && lock->depth == 0u);
 }
 
-// --- interlocked counters: each change answers the new value, handed out exactly once ------------------
-
 TEST(Interlocked, ReturnsTheNewValueAndHandsOutEveryValueOnce) {
     long volatile s = 0;
     unsigned long volatile u = 0;
@@ -45,9 +40,7 @@ TEST(Interlocked, ReturnsTheNewValueAndHandsOutEveryValueOnce) {
     EXPECT_EQ(vx::interlockedDecrement(&u), std::numeric_limits<unsigned long>::max());
     EXPECT_TRUE(vx::interlockedIncrement(&u) == 0UL && vx::interlockedRead(&u) == 0UL);
 
-    // Concurrent changes hand out every value exactly once.
-    constexpr int kThreads = 4;
-    constexpr long kTotal = kThreads * static_cast<long>(kRounds);
+    constexpr long kThreads = 4, kTotal = kThreads * kRounds;
     unsigned long volatile up = 0;
     long volatile down = kTotal;
     std::vector<char> seenUp(kTotal + 1, 0), seenDown(kTotal + 1, 0); // one writer per element
@@ -58,20 +51,15 @@ TEST(Interlocked, ReturnsTheNewValueAndHandsOutEveryValueOnce) {
         }
     });
     EXPECT_TRUE(up == static_cast<unsigned long>(kTotal) && down == 0L);
-    for (long v = 0; v <= kTotal; ++v) {
-        ASSERT_EQ(seenUp[v], v == 0 ? 0 : 1) << v;
-        ASSERT_EQ(seenDown[v], v == kTotal ? 0 : 1) << v;
-    }
+    for (long v = 0; v <= kTotal; ++v)
+        ASSERT_TRUE(seenUp[v] == (v != 0) && seenDown[v] == (v != kTotal)) << v;
 }
 
-// --- the recursive spin lock and its guard: owner value, nesting, and who releases -----------------------
-
 TEST(SpinLockerRecursive, OwnerValueIsFnv1aOfTheFourLowBytesOfTheThreadId) {
-    // Reference values computed independently.
-    EXPECT_EQ(spinLockerRecursive::ownerValueOf(0), 5558979605539197941ULL);
-    EXPECT_EQ(spinLockerRecursive::ownerValueOf(1), 12478008331234465636ULL);
-    EXPECT_EQ(spinLockerRecursive::ownerValueOf(0x12345678), 14758243562650612581ULL);
-    EXPECT_EQ(spinLockerRecursive::ownerValueOf(0xABCDEF0123456789ULL), 10064956810098138709ULL);
+    const std::uint64_t rows[][2] = {{0, 5558979605539197941ULL}, {1, 12478008331234465636ULL},
+        {0x12345678, 14758243562650612581ULL}, {0xABCDEF0123456789ULL, 10064956810098138709ULL}};
+    for (const auto& row : rows)
+        EXPECT_EQ(spinLockerRecursive::ownerValueOf(row[0]), row[1]) << row[0];
 #if defined(__linux__)
     EXPECT_EQ(spinLockerRecursive::currentOwnerValue(),
               spinLockerRecursive::ownerValueOf(static_cast<std::uint64_t>(::syscall(SYS_gettid))));
@@ -108,8 +96,7 @@ TEST(GenericValueHolderLocker, NestsOnOneThreadAndFreesAfterTheOutermostGuard) {
 
     genericValueHolderLocker none(nullptr), noneCopy(none); // a null lock: nothing happens
     noneCopy = none;
-    spinLockerRecursive* a = genericValueHolderLocker::createLocker();
-    spinLockerRecursive* b = genericValueHolderLocker::createLocker();
+    spinLockerRecursive *a = genericValueHolderLocker::createLocker(), *b = genericValueHolderLocker::createLocker();
     a->release(); // held by nobody: nothing changes
     expectFree(a);
     {

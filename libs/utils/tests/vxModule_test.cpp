@@ -5,10 +5,6 @@
 
 #include "testSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
 #ifdef _WIN32
 #  define WIN32_LEAN_AND_MEAN
 #  include <windows.h>
@@ -31,15 +27,6 @@ std::string executablePath() {
     return std::filesystem::read_symlink("/proc/self/exe").string();
 #endif
 }
-
-// Module names are answered in Windows form on the default drive table.
-class moduleLookup : public ::testing::Test {
-protected:
-    vxtest::scopedEnvironment mDrives{"VX_DRIVES", nullptr};
-    const std::string mExecutable = executablePath();
-};
-
-// --- processes: running, ended (a zombie until reaped) and impossible ------------------------------
 
 TEST(processLookup, runningEndedAndImpossibleProcesses) {
     EXPECT_TRUE(vx::processIsRunning(vx::getCurrentProcessId()));
@@ -69,35 +56,33 @@ TEST(processLookup, runningEndedAndImpossibleProcesses) {
 #endif
 }
 
-// --- modules: the executable, a library by any form of its name, and names that are not loaded -----
-
-TEST_F(moduleLookup, theExecutableIsTheNullAndTheEmptyName) {
+TEST(moduleLookup, theExecutableAndTheLibraryByEveryFormOfTheirNames) {
+    const vxtest::scopedEnvironment drives("VX_DRIVES", nullptr); // names in Windows form on the default table
+    const std::string executable = executablePath();
     vx::file byNull, byName;
     ASSERT_TRUE(vx::getModuleFileName(static_cast<void*>(nullptr), byNull) && vx::getModuleHandle(L"") != nullptr);
-    EXPECT_EQ(byNull.fullName(), windowsForm(mExecutable));
+    EXPECT_EQ(byNull.fullName(), windowsForm(executable));
     EXPECT_TRUE(vx::getModuleFileName(vx::string(), byName) && byName.fullName() == byNull.fullName());
 
     vx::directory folder;
     ASSERT_TRUE(vx::getModulePath(static_cast<void*>(nullptr), folder));
-    EXPECT_EQ(folder.fullName(), windowsForm(mExecutable.substr(0, mExecutable.rfind('/') + 1)));
+    EXPECT_EQ(folder.fullName(), windowsForm(executable.substr(0, executable.rfind('/') + 1)));
 
 #ifdef _WIN32
-    const wchar_t* const fileName = L"\\vxUtils.dll";
-    void* handle = vx::getModuleHandle(L"vxUtils.dll");
-    ASSERT_NE(handle, nullptr);
-    for (const wchar_t* name : {L"vxUtils", L"VXUTILS", L"vxutils.DLL"})
-        EXPECT_EQ(vx::getModuleHandle(name), handle) << name;
+    const wchar_t* const fileName = L"vxUtils.dll";
+    const std::vector<const wchar_t*> otherNames = {L"vxUtils", L"VXUTILS", L"vxutils.DLL"};
 #else
-    const wchar_t* const fileName = L"\\libvxUtils.so";
-    void* handle = vx::getModuleHandle(L"libvxUtils.so");
-    ASSERT_NE(handle, nullptr);
-    for (const wchar_t* name : {L"vxUtils", L"VXUTILS", L"libvxutils", L"libvxUtils.so.0"})
-        EXPECT_EQ(vx::getModuleHandle(name), handle) << name;
+    const wchar_t* const fileName = L"libvxUtils.so";
+    const std::vector<const wchar_t*> otherNames = {L"vxUtils", L"VXUTILS", L"libvxutils", L"libvxUtils.so.0"};
 #endif
+    void* handle = vx::getModuleHandle(fileName);
+    ASSERT_NE(handle, nullptr);
+    for (const wchar_t* name : otherNames)
+        EXPECT_EQ(vx::getModuleHandle(name), handle) << name;
     EXPECT_NE(handle, vx::getModuleHandle(L""));
     vx::file library;
     ASSERT_TRUE(vx::getModuleFileName(L"vxUtils", library) && library.exists());
-    EXPECT_NE(library.fullName().find(fileName), vx::string::npos) << library.fullName().getMBCS();
+    EXPECT_NE(library.fullName().find(L"\\" + vx::string(fileName)), vx::string::npos) << library.fullName().getMBCS();
 
     vx::directory libraryFolder;
     ASSERT_TRUE(vx::getModulePath(handle, libraryFolder));

@@ -3,18 +3,11 @@
 
 #include "testSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-#include <vector>
-
 namespace {
 
 using names = std::vector<std::wstring>;
 
-// A temporary tree; its paths are given in Windows form (on POSIX systems on the default drive
-// table, where C: is /).
+// A temporary tree; its paths are given in Windows form (on POSIX systems on the default drive table).
 class searchPathTest : public ::testing::Test {
 protected:
     // Makes the directories of a relative native path and gives its Windows form.
@@ -23,10 +16,12 @@ protected:
         return win(relative);
     }
     std::wstring win(const std::string& relative) const { return mRoot.windowsForm(relative); }
-    static names listed(const vx::searchPath& path) {
+    // The full names of the entries of a search path or a list of files.
+    template <class List>
+    static names listed(const List& list) {
         names out;
-        for (const vx::directory& d : path)
-            out.push_back(d.fullName());
+        for (const auto& entry : list)
+            out.push_back(entry.fullName());
         return out;
     }
 
@@ -35,8 +30,6 @@ protected:
 };
 
 std::wstring slash(const std::wstring& text) { return text + L"\\"; }
-
-// --- building the list: existing, distinct in any case, in order; by hand without questions -------
 
 TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderWithABaseAndFromDollarPath) {
     const std::wstring a = dir("a"), b = dir("b"), lower = dir("x"), upper = win("X");
@@ -77,9 +70,7 @@ TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderWithABas
     EXPECT_EQ(listed(fromPath), (names{slash(a), slash(b)}));
 }
 
-// --- finding: the first entry wins, and its deep hit beats a later direct one -------------------
-
-TEST_F(searchPathTest, theFirstEntryWinsAndADeepHitBeatsALaterDirectOne) {
+TEST_F(searchPathTest, theFirstEntryWinsADeepHitBeatsALaterDirectOneAndFindFilesSkipsHiddenEntries) {
     const std::wstring early = dir("early"), late = dir("late");
     mRoot.makeFile("early/deep/er/target.txt");
     mRoot.makeFile("early/.hidden/target.txt");
@@ -96,30 +87,23 @@ TEST_F(searchPathTest, theFirstEntryWinsAndADeepHitBeatsALaterDirectOne) {
     EXPECT_TRUE(path.findFile(L"er\\target.txt", f, true) && f.fullName() == early + L"\\deep\\er\\target.txt");
     found = vx::directory(win("unchanged"));
     EXPECT_FALSE(path.findContainingDir(L"absent.txt", found, true) || found.fullName() != slash(win("unchanged")));
-}
 
-TEST_F(searchPathTest, findFilesSkipsHiddenEntriesAndKeepsDuplicates) {
+    // findFiles skips hidden entries and keeps duplicates.
     const std::wstring a = dir("a");
     for (const char* name : {"a/one.txt", "a/.two.txt", "a/sub/three.txt", "a/.hiddenDir/four.txt", "a/sub/five.dat"})
         mRoot.makeFile(name);
-    vx::searchPath path;
-    path.appendDirectory(vx::directory(a));
+    vx::searchPath single;
+    single.appendDirectory(vx::directory(a));
     std::vector<vx::file> out;
-    path.findFiles(L"*.txt", out, false);
-    path.findFiles(L"*.txt", out, true);
-    names found;
-    for (const vx::file& f : out)
-        found.push_back(f.fullName());
-    EXPECT_EQ(found, (names{a + L"\\one.txt", a + L"\\one.txt", a + L"\\sub\\three.txt"}));
+    single.findFiles(L"*.txt", out, false);
+    single.findFiles(L"*.txt", out, true);
+    EXPECT_EQ(listed(out), (names{a + L"\\one.txt", a + L"\\one.txt", a + L"\\sub\\three.txt"}));
 }
-
-// --- collecting sub-directories: depth first, parent before child, ending at link loops --------------
 
 TEST_F(searchPathTest, collectingSubdirectoriesIsDepthFirstAndEndsAtLinks) {
     const std::wstring top = dir("top");
-    dir("top/a/a1");
-    dir("top/b");
-    dir("top/.hidden/h1");
+    for (const char* below : {"top/a/a1", "top/b", "top/.hidden/h1"})
+        mRoot.makeDirs(below);
 #ifdef _WIN32
     const names loop; // a link needs a privilege on Windows that tests do not have
 #else

@@ -130,6 +130,10 @@ TEST_F(SharedPtrTest, OneVariableAssignedAndReadByManyThreads) {
             std::this_thread::yield();
         if (t < kWriters) {
             for (int i = 0; i < kWriterRounds; ++i) {
+                // Halfway, each writer's last store was a new object: the writers wait there until a
+                // reader has copied one, so that reads overlap writes however the threads are scheduled.
+                if (i == kWriterRounds / 10 * 5 + 1)
+                    vxtest::eventually([&] { return seen > 0; }, 20000);
                 switch (i % 5) {
                 case 0: shared = vx::sharedPtr<tracked>(new tracked(i)); break;
                 case 1: shared = mine; break;

@@ -130,6 +130,46 @@ TEST(locFileEncoding, byteOrderMarkDecidesAndBrokenTextBecomesReplacementCharact
     EXPECT_TRUE(lookUp(bigEndian, L"A") == absent && lookUp(bigEndian, L"\uFFFD\uFFFDA") == L"x");
 }
 
+// --- aliases -------------------------------------------------------------------------------------
+
+TEST(locFileAlias, aliasesFollowAndCyclesEnd) {
+    expectCases({
+        {"alias", "A $$B\nB Text\n", L"A", L"Text"}, {"chain", "A $$B\nB $$C\nC $$D\nD End\n", L"A", L"End"},
+        {"two-key cycle", "A $$B\nB $$A\n", L"A", L"$$A"}, {"self", "A $$A\n", L"A", L"$$A"},
+        {"cycle entered later", "A $$B\nB $$C\nC $$B\n", L"A", L"$$B"},
+        {"missing target", "A $$Nowhere\n", L"A", absent}, {"empty target", "A $$\n", L"A", absent},
+        {"quoted alias", "A \"$$B\"\nB Text\n", L"A", L"Text"}, {"a single $ is text", "A $B\nB Text\n", L"A", L"$B"},
+        {"a very long chain", [] {
+             std::string chain;
+             for (int i = 0; i < 100000; ++i)
+                 chain += "K" + std::to_string(i) + " $$K" + std::to_string(i + 1) + "\n";
+             return chain + "K100000 End\n";
+         }(), L"K0", L"End"},
+    });
+}
+
+// --- commands -------------------------------------------------------------------------------------
+
+TEST(locFileCommands, replaceAfterAllEntriesInFileOrder) {
+    expectCases({
+        {"replace in every text", "A foo bar\n;;cmd(replace:::foo:::baz)\nB more foo\n", L"B", L"more baz"},
+        {"before the entries", ";;cmd(replace:::foo:::baz)\nA foo foo\n", L"A", L"baz baz"},
+        {"unknown verb", ";;cmd(delete:::foo:::baz)\nA foo\n", L"A", L"foo"},
+        {"two fields", ";;cmd(replace:::foo)\nA foo\n", L"A", L"foo"},
+        {"in file order", ";;cmd(replace:::a:::b)\n;;cmd(replace:::b:::c)\nA ab\n", L"A", L"cc"},
+        {"inserted text is not searched", ";;cmd(replace:::a:::aa)\nA aba\n", L"A", L"aabaa"},
+        {"more fields are ignored", ";;cmd(replace:::a:::b:::c)\nA a\n", L"A", L"b"},
+        {"empty search text", ";;cmd(replace::::::x)\nA a\n", L"A", L"a"},
+        {"replace by nothing", ";;cmd(replace:::o:::)\nA foo\n", L"A", L"f"},
+        {"blanks and the closing parenthesis go", "  ;;cmd(replace:::o:::0)  \t\nA foo\n", L"A", L"f00"},
+        {"only the closing parenthesis", ";;cmd(replace:::o:::))\nA o\n", L"A", L")"},
+        {"anywhere in a line", "Note text ;;cmd(replace:::t:::T)\nA t\n", L"A", L"T"},
+        {"verb case counts", ";;cmd(Replace:::a:::b)\nA a\n", L"A", L"a"},
+        {"alias texts change too", ";;cmd(replace:::B:::C)\nA $$B\nB bee\nC sea\n", L"A", L"sea"},
+        {"the line feed is in place", ";;cmd(replace:::\\n:::+)\nA x\\ny\n", L"A", L"x\ny"},
+    });
+}
+
 // --- includes ---------------------------------------------------------------------------------------
 
 TEST(locFileInclude, nestedIncludesThreeDeepAreReadAgainWhenTouched) {

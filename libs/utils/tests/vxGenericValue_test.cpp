@@ -92,8 +92,9 @@ TEST(GenericValueConversion, ReadsConvertAndRangeFailuresStoreTheLimit) {
     int untouched = 9;
     EXPECT_FALSE(genericValue(vx::string(L"abc")).get(untouched) || untouched != 9);
     EXPECT_EQ(read<short>(genericValue(40000), false), 32767);
-    if (sizeof(long) == 8) // where long is 64 bits, it is still 32 bits wide in text
+    if (sizeof(long) == 8) { // where long is 64 bits, it is still 32 bits wide in text
         EXPECT_EQ(read<vx::string>(genericValue(static_cast<long>(5000000000LL)), false), L"2147483647");
+    }
 }
 
 TEST(GenericValueConversion, WriteKeepsTheHolderType) {

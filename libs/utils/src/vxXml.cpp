@@ -352,17 +352,21 @@ struct byteSink {
         hasNull = hasNull || (kUnitBytes == 1 && std::wmemchr(p, L'\0', n) != nullptr);
         to = writeTo(to, p, n);
     }
+    // One ASCII character as a unit of the encoding; the room is the caller's.
+    void unit(char c) {
+        *to++ = c;
+        if (kUnitBytes == 2)
+            *to++ = '\0';
+    }
     void ascii(const char* s, std::size_t n) {
         room(n * kUnitBytes);
-        for (std::size_t i = 0; i < n; ++i) {
-            *to++ = s[i];
-            if (kUnitBytes == 2)
-                *to++ = '\0';
-        }
+        for (std::size_t i = 0; i < n; ++i)
+            unit(s[i]);
     }
     void spaces(std::size_t n) {
+        room(n * kUnitBytes);
         for (std::size_t i = 0; i < n; ++i)
-            ascii(" ", 1);
+            unit(' ');
     }
     // Text with the characters of stops (values below 64) replaced by entityOf. Nearly all of a
     // document's bytes pass here, so blocks of plain characters (ASCII, neither stops nor null)
@@ -372,11 +376,8 @@ struct byteSink {
         const wchar_t newline = ((stops >> '\n') & 1) != 0 ? L'\n' : L'&'; // '&' stands for "none"
         const auto plain = [&](std::size_t from, std::size_t length) {
             room(length * kUnitBytes);
-            for (std::size_t k = 0; k < length; ++k) {
-                *to++ = static_cast<char>(p[from + k]);
-                if (kUnitBytes == 2)
-                    *to++ = '\0';
-            }
+            for (std::size_t k = 0; k < length; ++k)
+                unit(static_cast<char>(p[from + k]));
         };
         // One character that is not plain, or the run of non-ASCII characters it starts; returns
         // the position after it.

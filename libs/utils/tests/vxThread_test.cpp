@@ -44,6 +44,10 @@ struct gate {
     std::atomic<int> left{0};
     static int wait(void* raw) {
         auto* g = static_cast<gate*>(raw);
+        // The first sleep sets up the runtime's record of the thread, under the runtime's lock:
+        // a thread ended from outside on Windows stops wherever it is, so it says it has entered
+        // only once it holds no lock that others need.
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
         ++g->entered;
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (!g->open && std::chrono::steady_clock::now() < end)

@@ -137,7 +137,13 @@ std::uint32_t resumeThread(systemThread* t) {
 }
 
 bool terminateThread(systemThread* t, std::uint32_t exitCode) {
-    return TerminateThread(t->ended.handle, exitCode) != FALSE;
+    if (!TerminateThread(t->ended.handle, exitCode))
+        return false;
+    // The system ends the thread after the call has returned. Waiting for it (a second at most)
+    // lets the next look at the handle see the end, and lets a close find a thread that never
+    // began ended, so that it frees what the thread would have taken.
+    WaitForSingleObject(t->ended.handle, 1000);
+    return true;
 }
 
 bool wasTerminated(systemThread*) {

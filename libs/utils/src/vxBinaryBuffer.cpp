@@ -378,7 +378,9 @@ void binaryBuffer::write(const void* src, std::uint64_t n) {
         return;
     // A source inside the block moves with it when the block grows.
     const bool inside = pointsInto(src, mData, mPhysicalLength);
-    const std::uint64_t offset = inside ? static_cast<const char*>(src) - mData : 0;
+    // Addresses as numbers: the compiler cannot tell the source from the block it may free.
+    const std::uint64_t offset =
+        inside ? reinterpret_cast<std::uintptr_t>(src) - reinterpret_cast<std::uintptr_t>(mData) : 0;
     reAllocate(checkedSum(mLogicalLength, n));
     const void* from = inside ? mData + offset : src;
     std::memmove(mData + mLogicalLength, from, static_cast<std::size_t>(n));

@@ -69,11 +69,10 @@ TEST_F(fsEntryNameTest, setNameNormalisesInOrder) {
 }
 
 TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceJoinsAndAsksTheSystem) {
-    vxtest::scopedEnvironment env("VXFS_A", "C:/v");
-    env.set("VXFS_B", "D:\\w");
-    env.set("VXFS_Q", "\"C:\\q\" tail");
-    env.set("VXFS_UNSET", nullptr);
-    env.set("VXFS", "C:\\wrong");
+    vxtest::scopedEnvironment env;
+    for (const auto& [name, value] : {std::pair<const char*, const char*>{"VXFS_A", "C:/v"}, {"VXFS_B", "D:\\w"},
+                                      {"VXFS_Q", "\"C:\\q\" tail"}, {"VXFS_UNSET", nullptr}, {"VXFS", "C:\\wrong"}})
+        env.set(name, value);
     struct row { std::wstring in, out; } rows[] = {
         {L"%VXFS_A%\\a", L"C:\\v\\a"}, {L"%VXFS_A%\\%VXFS_A%", L"C:\\v\\C:\\v"},
         {L"%VXFS_A%\\%VXFS_B%", L"C:\\v\\%VXFS_B%"}, {L"%VXFS_Q%", L"C:\\q"},
@@ -135,7 +134,6 @@ TEST(fsEntryNameParts, getComponentsSplitsAnyTextAndSelectorsNest) {
     }
     EXPECT_TRUE(raw(L"c:\\x").driveLetter() == L'C' && raw(L"\\\\srv\\x").driveLetter() == L' ' &&
                 fsEntryName().driveLetter() == L' ');
-
     // The part selectors nest.
     const fsEntryName n = raw(L"C:\\d\\a.b.c"), plain = raw(L"C:\\d\\f"), dir = raw(L"C:\\dir.ext\\"), empty;
     using getter = string (F::*)(int) const;
@@ -210,12 +208,10 @@ TEST(fsEntryNameRaw, relativePathsAndInvalidCharacters) {
         EXPECT_EQ(levels, r.levels) << r.text;
         EXPECT_EQ(F::isARelativePath(r.text, nullptr), r.relative) << r.text;
     }
-
     for (wchar_t c : std::wstring(L"\\/<>:*?|#\""))
         EXPECT_TRUE(F::containsInvalidChars(string(L"a") + c)) << c;
     EXPECT_FALSE(F::containsInvalidChars(L"a.b c") || F::containsInvalidChars(L""));
     EXPECT_TRUE(F::containsInvalidChars(std::wstring(L"a\0#", 3)));
-
     const struct { std::wstring text; wchar_t replacement; std::wstring out; } replacements[] = {
         {L"a?b", L'_', L"a b"}, {L"a?b", L'#', L"a b"}, // an invalid replacement is not written
         {L"  <x>  ", L'_', L"x"}, {L"??", L'?', L""}, {L"1\\2/3<4>5:6*7?8|9#0\"", L'?', L"1 2 3 4 5 6 7 8 9 0"},

@@ -10,13 +10,13 @@ TEST(version, boundsTextFormAndOrder) {
               L"0.0.0.0|999999.999999.999999.999999");
     EXPECT_EQ(version(4294967295u, 20, 300, 4000).asString(), L"4294967295.20.300.4000");
     // Numeric, field by field.
-    const version ascending[] = {version(1, 2, 3, 4), version(1, 2, 3, 5), version(1, 2, 4, 3), version(1, 9, 0, 0),
-                                 version(1, 10, 0, 0), version(1, 999999, 999999, 999999), version(2, 0, 0, 0),
-                                 version(999999, 999999, 999999, 999998), version::maxVersion()};
-    for (std::size_t i = 0; i + 1 < std::size(ascending); ++i) {
+    const std::vector<version> ascending{{1, 2, 3, 4}, {1, 2, 3, 5}, {1, 2, 4, 3}, {1, 9, 0, 0}, {1, 10, 0, 0},
+                                         {1, 999999, 999999, 999999}, {2, 0, 0, 0}, {999999, 999999, 999999, 999998},
+                                         version::maxVersion()};
+    for (std::size_t i = 0; i + 1 < ascending.size(); ++i) {
         const version &low = ascending[i], &high = ascending[i + 1];
         EXPECT_TRUE(low < high && !(high < low) && high > low && low <= high && high >= low && low != high) << i;
-        EXPECT_TRUE(low <= low && low >= low && !(low < low) && low == version(low)) << i;
+        EXPECT_TRUE(low <= low && low >= low && !(low < low)) << i;
     }
 }
 

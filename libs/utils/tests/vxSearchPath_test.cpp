@@ -70,8 +70,7 @@ TEST_F(searchPathTest, theFirstEntryWinsADeepHitBeatsALaterDirectOneAndFindFiles
     for (const char* name : {"early/deep/er/target.txt", "early/.hidden/target.txt", "late/target.txt"})
         mRoot.makeFile(name);
     vx::searchPath path;
-    path.appendDirectory(vx::directory(early));
-    path.appendDirectory(vx::directory(late));
+    vx::searchPath::fromString(early + L";" + late, path, L';');
     vx::directory found(win("unchanged"));
     EXPECT_TRUE(path.findContainingDir(L"target.txt", found, false) && found.fullName() == slash(late));
     EXPECT_TRUE(path.findContainingDir(L"target.txt", found, true) &&
@@ -114,8 +113,7 @@ TEST_F(searchPathTest, collectingSubdirectoriesIsDepthFirstAndEndsAtLinks) {
     flat.appendDirectory(vx::directory(top));
     flat.collectSubdirectories(false);
     flat.collectSubdirectories(false);
-    EXPECT_EQ(listed(flat),
-              withLoop({slash(top), slash(top + L"\\a"), slash(top + L"\\b"), slash(top + L"\\a\\a1")}));
+    EXPECT_EQ(listed(flat), withLoop({slash(top), slash(top + L"\\a"), slash(top + L"\\b"), slash(top + L"\\a\\a1")}));
 }
 
 } // namespace

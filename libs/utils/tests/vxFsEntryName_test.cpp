@@ -189,8 +189,7 @@ TEST(fsEntryNameChange, appendingAndRemoving) {
     EXPECT_EQ(apply(L"C:\\a\\\\\\", delimit) + L"|" + apply(L"\\\\", delimit) + L"|" + apply(L"", delimit),
               L"C:\\a\\||");
     EXPECT_EQ(apply(L"C:\\a\\", ext(L"txt")) + L"|" + apply(L"C:\\a", ext(L"")) + L"|" + apply(L"C:\\a", ext(L".txt")) +
-                  L"|" + apply(L"\\", ext(L"txt")),
-              L"C:\\a.txt|C:\\a.|C:\\a..txt|");
+                  L"|" + apply(L"\\", ext(L"txt")), L"C:\\a.txt|C:\\a.|C:\\a..txt|");
     // removeExtension appends to the stored text instead of replacing it.
     EXPECT_EQ(apply(L"C:\\a\\b.t.gz", remove(0)), L"C:\\a\\b.t.gzC:\\a\\b.t");
     EXPECT_EQ(apply(L"C:\\a\\b.t.gz", remove(F::firstDot)) + L"|" + apply(L"", remove(0)), L"C:\\a\\b.t.gzC:\\a\\b|");

@@ -73,8 +73,7 @@ TEST_F(searchPathTest, theFirstEntryWinsADeepHitBeatsALaterDirectOneAndFindFiles
     vx::searchPath::fromString(early + L";" + late, path, L';');
     vx::directory found(win("unchanged"));
     EXPECT_TRUE(path.findContainingDir(L"target.txt", found, false) && found.fullName() == slash(late));
-    EXPECT_TRUE(path.findContainingDir(L"target.txt", found, true) &&
-                found.fullName() == slash(early + L"\\deep\\er"));
+    EXPECT_TRUE(path.findContainingDir(L"target.txt", found, true) && found.fullName() == slash(early + L"\\deep\\er"));
     vx::file f;
     EXPECT_TRUE(path.findFile(L"er\\target.txt", f, true) && f.fullName() == early + L"\\deep\\er\\target.txt");
     found = vx::directory(win("unchanged"));

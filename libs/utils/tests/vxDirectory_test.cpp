@@ -150,9 +150,8 @@ TEST(directoryIteration, eachIteratorInItsOrder) {
         EXPECT_EQ(all(tree, fileIterator(root, L"*.*", row.mask)), inSampleTree(row.expected)) << row.mask;
     const struct { const wchar_t* fileFilter; int fileMask; const wchar_t* dirFilter; int dirMask; names expected; }
         walkRows[] = {
-            {L"*.*", 0, L"*.*", 0,
-             {"Sub/.hiddenDir/h.txt", "Sub/deep/y.txt", "Sub/x.txt", "sub/z.txt", ".hid.txt", "A.txt", "a.txt",
-              "b.txt", "ro.txt"}},
+            {L"*.*", 0, L"*.*", 0, {"Sub/.hiddenDir/h.txt", "Sub/deep/y.txt", "Sub/x.txt", "sub/z.txt", ".hid.txt",
+                                    "A.txt", "a.txt", "b.txt", "ro.txt"}},
             {L"*.*", vx::DI_HIDDEN | vx::DI_RDONLY, L"*.*", vx::DI_HIDDEN,
              {"Sub/deep/y.txt", "Sub/x.txt", "sub/z.txt", "A.txt", "a.txt", "b.txt"}},
             // The directory filter limits the descent, the file filter does not.
@@ -188,10 +187,9 @@ TEST(directoryIteration, listAllFilesPutsALevelsFilesFirstAndAgreesWithTheWalk) 
         listed.erase(listed.begin());
         // listAllFiles never enters hidden or system directories, whatever the mask.
         std::multiset<vx::string> fromWalk;
-        for (const std::string& name : walk(tree, tree.dir(), L"*.txt", mask, L"*.*", vx::DI_HIDDEN | vx::DI_SYSTEM)) {
-            vx::string text = L".\\" + std::wstring(name.begin(), name.end());
-            std::replace(text.begin(), text.end(), L'/', L'\\');
-            fromWalk.insert(text.lower());
+        for (std::string name : walk(tree, tree.dir(), L"*.txt", mask, L"*.*", vx::DI_HIDDEN | vx::DI_SYSTEM)) {
+            std::replace(name.begin(), name.end(), '/', '\\');
+            fromWalk.insert(vx::string(L".\\" + std::wstring(name.begin(), name.end())).lower());
         }
         EXPECT_EQ(std::multiset<vx::string>(listed.begin(), listed.end()), fromWalk) << mask;
         EXPECT_EQ(listed.size(), inSampleTree({"a.txt"}).size() + (mask == 0 ? 8u : 7u));

@@ -116,9 +116,8 @@ TEST(fsEntryNameParts, getComponentsSplitsAnyTextAndSelectorsNest) {
         {L"\\\\srv\\share\\x", true, L"\\\\srv", L"\\share\\", L"x", L""},
         {L"\\\\srv", true, L"\\\\srv", L"\\", L"", L""}, {L"C:\\dir.ext\\", true, L"C:", L"\\", L"dir", L"ext"},
         {L"C:\\a\\.hidden", true, L"C:", L"\\a\\", L"", L"hidden"}, {L"C:/a/b.c//", true, L"C:", L"/a\\", L"b", L"c"},
-        {L"C:x", true, L"C:", L"\\", L"", L""}, {L"ab", true, L"", L"\\", L"b", L""},
+        {L"C:x", true, L"C:", L"\\", L"", L""}, {L"ab", true, L"", L"\\", L"b", L""}, {L"", true, L"", L"", L"", L""},
         {std::wstring(L"C:\\a\0b.t", 8), true, L"C:", L"\\", std::wstring(L"a\0b", 3), L"t"},
-        {L"", true, L"", L"", L"", L""},
     };
     for (const auto& r : rows) {
         string d = L"old", p = L"old", n = L"old", e = L"old";

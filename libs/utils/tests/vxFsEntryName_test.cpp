@@ -69,11 +69,10 @@ TEST_F(fsEntryNameTest, setNameNormalisesInOrder) {
 }
 
 TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceJoinsAndAsksTheSystem) {
-    vxtest::scopedEnvironment env("VXFS_A", "C:/v");
-    env.set("VXFS_B", "D:\\w");
-    env.set("VXFS_Q", "\"C:\\q\" tail");
-    env.set("VXFS_UNSET", nullptr);
-    env.set("VXFS", "C:\\wrong");
+    vxtest::scopedEnvironment env;
+    for (const auto& [name, value] : {std::pair<const char*, const char*>{"VXFS_A", "C:/v"}, {"VXFS_B", "D:\\w"},
+                                      {"VXFS_Q", "\"C:\\q\" tail"}, {"VXFS_UNSET", nullptr}, {"VXFS", "C:\\wrong"}})
+        env.set(name, value);
     struct row { std::wstring in, out; } rows[] = {
         {L"%VXFS_A%\\a", L"C:\\v\\a"}, {L"%VXFS_A%\\%VXFS_A%", L"C:\\v\\C:\\v"},
         {L"%VXFS_A%\\%VXFS_B%", L"C:\\v\\%VXFS_B%"}, {L"%VXFS_Q%", L"C:\\q"},
@@ -117,9 +116,8 @@ TEST(fsEntryNameParts, getComponentsSplitsAnyTextAndSelectorsNest) {
         {L"\\\\srv\\share\\x", true, L"\\\\srv", L"\\share\\", L"x", L""},
         {L"\\\\srv", true, L"\\\\srv", L"\\", L"", L""}, {L"C:\\dir.ext\\", true, L"C:", L"\\", L"dir", L"ext"},
         {L"C:\\a\\.hidden", true, L"C:", L"\\a\\", L"", L"hidden"}, {L"C:/a/b.c//", true, L"C:", L"/a\\", L"b", L"c"},
-        {L"C:x", true, L"C:", L"\\", L"", L""}, {L"ab", true, L"", L"\\", L"b", L""},
+        {L"C:x", true, L"C:", L"\\", L"", L""}, {L"ab", true, L"", L"\\", L"b", L""}, {L"", true, L"", L"", L"", L""},
         {std::wstring(L"C:\\a\0b.t", 8), true, L"C:", L"\\", std::wstring(L"a\0b", 3), L"t"},
-        {L"", true, L"", L"", L"", L""},
     };
     for (const auto& r : rows) {
         string d = L"old", p = L"old", n = L"old", e = L"old";
@@ -135,7 +133,6 @@ TEST(fsEntryNameParts, getComponentsSplitsAnyTextAndSelectorsNest) {
     }
     EXPECT_TRUE(raw(L"c:\\x").driveLetter() == L'C' && raw(L"\\\\srv\\x").driveLetter() == L' ' &&
                 fsEntryName().driveLetter() == L' ');
-
     // The part selectors nest.
     const fsEntryName n = raw(L"C:\\d\\a.b.c"), plain = raw(L"C:\\d\\f"), dir = raw(L"C:\\dir.ext\\"), empty;
     using getter = string (F::*)(int) const;
@@ -191,8 +188,7 @@ TEST(fsEntryNameChange, appendingAndRemoving) {
     EXPECT_EQ(apply(L"C:\\a\\\\\\", delimit) + L"|" + apply(L"\\\\", delimit) + L"|" + apply(L"", delimit),
               L"C:\\a\\||");
     EXPECT_EQ(apply(L"C:\\a\\", ext(L"txt")) + L"|" + apply(L"C:\\a", ext(L"")) + L"|" + apply(L"C:\\a", ext(L".txt")) +
-                  L"|" + apply(L"\\", ext(L"txt")),
-              L"C:\\a.txt|C:\\a.|C:\\a..txt|");
+                  L"|" + apply(L"\\", ext(L"txt")), L"C:\\a.txt|C:\\a.|C:\\a..txt|");
     // removeExtension appends to the stored text instead of replacing it.
     EXPECT_EQ(apply(L"C:\\a\\b.t.gz", remove(0)), L"C:\\a\\b.t.gzC:\\a\\b.t");
     EXPECT_EQ(apply(L"C:\\a\\b.t.gz", remove(F::firstDot)) + L"|" + apply(L"", remove(0)), L"C:\\a\\b.t.gzC:\\a\\b|");
@@ -210,12 +206,10 @@ TEST(fsEntryNameRaw, relativePathsAndInvalidCharacters) {
         EXPECT_EQ(levels, r.levels) << r.text;
         EXPECT_EQ(F::isARelativePath(r.text, nullptr), r.relative) << r.text;
     }
-
     for (wchar_t c : std::wstring(L"\\/<>:*?|#\""))
         EXPECT_TRUE(F::containsInvalidChars(string(L"a") + c)) << c;
     EXPECT_FALSE(F::containsInvalidChars(L"a.b c") || F::containsInvalidChars(L""));
     EXPECT_TRUE(F::containsInvalidChars(std::wstring(L"a\0#", 3)));
-
     const struct { std::wstring text; wchar_t replacement; std::wstring out; } replacements[] = {
         {L"a?b", L'_', L"a b"}, {L"a?b", L'#', L"a b"}, // an invalid replacement is not written
         {L"  <x>  ", L'_', L"x"}, {L"??", L'?', L""}, {L"1\\2/3<4>5:6*7?8|9#0\"", L'?', L"1 2 3 4 5 6 7 8 9 0"},

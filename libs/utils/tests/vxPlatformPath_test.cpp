@@ -28,7 +28,6 @@ TEST(platformPath, driveTableFromVxDrivesAndWindowsFormToNative) {
     const std::string data = dir / "data";
     vxtest::scopedEnvironment drives("VX_DRIVES", nullptr);
     EXPECT_EQ(platform::posix::driveLetters(), L"C");
-
     // Items that are malformed, relative or empty are ignored; a later item for a letter wins.
     drives.set("VX_DRIVES", "e=" + data + "/usb//;bogus;F=relative;G=;D=/x;D=" + data + "/;;");
     EXPECT_EQ(platform::posix::driveLetters(), L"CDE");
@@ -46,12 +45,10 @@ TEST(platformPath, driveTableFromVxDrivesAndWindowsFormToNative) {
     };
     for (const auto& row : fromRows)
         EXPECT_EQ(fromNative(row.first), row.second) << row.first;
-
     // A change of the variable takes effect at the next call.
     drives.set("VX_DRIVES", "C=" + data);
     EXPECT_EQ(fromNative("/etc") + L"|" + fromNative(data + "/a"), L"<false>|C:\\a");
     EXPECT_EQ(toNative(L"C:\\..\\a"), data + "/a");
-
     dir.makeDirs("data/sub");
     drives.set("VX_DRIVES", "D=" + data);
     // Relative forms are read against the current directory, which is answered in Windows form.
@@ -81,7 +78,6 @@ TEST(platformPath, shares) {
     EXPECT_TRUE(toNative(L"\\\\srv\\share\\f") == "<false>" && errno == ENOENT);
     platform::fileStatus status;
     EXPECT_FALSE(platform::statPath(L"\\\\srv\\share", status));
-
     uncRoot.set("VX_UNC_ROOT", shares);
     EXPECT_EQ(toNative(L"\\\\srv\\share\\f"), shares + "/srv/share/f");
     EXPECT_EQ(toNative(L"//srv/share/../../f"), shares + "/srv/share/f"); // ".." stops at the share
@@ -91,7 +87,6 @@ TEST(platformPath, shares) {
     EXPECT_EQ(fromNative(shares + "/srv/share/f") + L"|" + fromNative(shares + "/srv/share"),
               L"\\\\srv\\share\\f|\\\\srv\\share");
     EXPECT_EQ(fromNative(shares + "/srv"), windowsForm(shares + "/srv")); // no share named: a plain directory
-
     // A current directory on a share has no drive; "\x" is at the share's root.
     vxtest::scopedCurrentDirectory cd(shares + "/srv/share/d");
     std::wstring current;
@@ -102,8 +97,8 @@ TEST(platformPath, shares) {
 
 TEST(platformPath, lookupIgnoresCaseWhereTheExactPathDoesNotExistAndNamesThatAreNotUtf8RoundTrip) {
     vxtest::tempDir dir;
-    dir.makeFile("Data/Sub/readme.txt", "lower");
-    dir.makeFile("Data/Sub/README.txt", "upper");
+    dir.makeFile("Data/Sub/readme.txt");
+    dir.makeFile("Data/Sub/README.txt");
     vxtest::scopedEnvironment drives("VX_DRIVES", "D=" + dir.path());
     const std::pair<std::wstring, std::string> rows[] = {
         {L"D:\\Data\\Sub\\readme.txt", dir / "Data/Sub/readme.txt"}, // exact match wins
@@ -114,11 +109,9 @@ TEST(platformPath, lookupIgnoresCaseWhereTheExactPathDoesNotExistAndNamesThatAre
     };
     for (const auto& row : rows)
         EXPECT_EQ(toNative(row.first), row.second);
-
     // A new entry is made under the resolved parent with the name as given.
     EXPECT_TRUE(platform::createNewFile(L"D:\\DATA\\SUB\\New.Txt", 0x80) && dir.has("Data/Sub/New.Txt"));
     EXPECT_FALSE(platform::createNewFile(L"D:\\data\\sub\\NEW.TXT", 0x80)); // exists in another case
-
     // Latin-1 "café", a lone continuation byte, a cut sequence and an encoded surrogate.
     const std::string name = "caf\xE9-\x80-\xE2\x82-\xED\xA0\x80-\xC3\xA9";
     dir.makeFile(name, "bytes");
@@ -145,10 +138,11 @@ protected:
 };
 
 TEST_F(fileSystem, statusAttributesRenameMoveAccessAndMode) {
-    mDir.makeFile("f");
-    mDir.makeFile(".hidden");
+    for (const char* name : {"f", ".hidden", "w", "r"})
+        mDir.makeFile(name);
     mDir.makeFile("ro", "", 0444);
     mDir.makeDirs(".d");
+    mDir.makeDirs("dir");
     ASSERT_EQ(::mkfifo((mDir / "fifo").c_str(), 0644), 0);
     const std::pair<const char*, std::uint32_t> rows[] = {
         {"f", 0x20}, {".hidden", 0x22}, {"ro", 0x21}, {".d", 0x12}, {"fifo", 0x04}, {"missing", 0xFFFF},
@@ -157,25 +151,19 @@ TEST_F(fileSystem, statusAttributesRenameMoveAccessAndMode) {
         platform::fileStatus status;
         EXPECT_EQ(platform::statPath(on(name), status) ? status.attributes : 0xFFFF, attributes) << name;
     }
-
     // Rename and move: never over an existing target, a change of case only is a rename.
-    mDir.makeFile("w");
-    mDir.makeFile("r");
-    mDir.makeDirs("dir");
     EXPECT_FALSE(platform::renamePath(on("w"), on("r")) || platform::movePath(on("w"), on("dir"))); // the targets exist
     EXPECT_TRUE(platform::movePath(on("w"), on("dir\\w3")));
     EXPECT_TRUE(platform::renamePath(on("DIR\\W3"), on("dir\\W3"))); // only the case changes
     EXPECT_TRUE(mDir.has("dir/W3") && !mDir.has("dir/w3"));
     EXPECT_TRUE(platform::movePath(on("dir"), on("dir2")) && mDir.has("dir2/W3"));
     EXPECT_FALSE(platform::movePath(on("missing"), on("x")));
-
-    // Access and mode follow the owner bits.
+    // Access and mode follow the owner bits; other modes than 0, 2, 4 and 6 are never granted.
     mDir.makeFile("f", "", 0666);
-    for (int mode : {0, 2, 4, 6})
-        EXPECT_TRUE(platform::accessPath(on("f"), mode)) << mode;
-    for (int mode : {1, 3, 8, -1})
-        EXPECT_FALSE(platform::accessPath(on("f"), mode)) << mode;
-
+    std::string granted;
+    for (int mode = -1; mode <= 8; ++mode)
+        granted += platform::accessPath(on("f"), mode) ? std::to_string(mode) : "";
+    EXPECT_EQ(granted, "0246");
     const std::pair<int, int> modes[] = {
         {0x100, 0444}, // read-only: nobody writes
         {0x180, 0644}, // the owner may write again; group and others stay
@@ -202,13 +190,11 @@ TEST_F(fileSystem, copyKeepsModeAndTimesHandlesMoveAndNeitherWaitsForAPipe) {
     ASSERT_EQ(::mkfifo((mDir / "fifo").c_str(), 0644), 0);
     // At once, not waiting for a writer.
     EXPECT_FALSE(platform::copyFile(on("fifo"), on("fromFifo"), true) || mDir.has("fromFifo"));
-
     mDir.makeFile("other", "");
     ::chmod((mDir / "src").c_str(), 0400);
     EXPECT_TRUE(platform::copyFileProperties(on("src"), on("other")) && mDir.mode("other") == 0400);
     ASSERT_TRUE(platform::statPath(on("src"), a) && platform::statPath(on("other"), b));
     EXPECT_TRUE(a.modificationTime == b.modificationTime && a.accessTime == b.accessTime);
-
     // Handles move, and never wait for a pipe either.
     {
         platform::fileHandle out;
@@ -223,7 +209,6 @@ TEST_F(fileSystem, copyKeepsModeAndTimesHandlesMoveAndNeitherWaitsForAPipe) {
     std::size_t done = 0;
     EXPECT_TRUE(in.read(buffer, 8, done) && std::string(buffer, done) == "abcde");
     EXPECT_TRUE(in.read(buffer, 8, done) && done == 0u && !in.write("x", 1));
-
     platform::fileHandle other;
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(other.open(on("fifo"), platform::fileHandle::openRead) ||

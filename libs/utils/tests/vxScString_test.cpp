@@ -2,14 +2,10 @@
 
 #include "testSupport.h"
 
-#include <atomic>
-#include <cstdint>
 #include <set>
 #include <unordered_set>
 
 using vx::scString;
-
-// --- interning: one copy per text, the whole length counts, the empty text is the null pointer --------
 
 TEST(scString, equalTextsShareOneCopyAndTheEmptyTextIsTheNullPointer) {
     vx::string text = L"Length";
@@ -19,9 +15,8 @@ TEST(scString, equalTextsShareOneCopyAndTheEmptyTextIsTheNullPointer) {
     text += L"!"; // the interned copy does not follow its source
     EXPECT_STREQ(a.c_str(), L"Length");
     // Length counts, not the first null.
-    EXPECT_NE(scString::createFrom(vx::string(L"a\0b", 3)), scString::createFrom(L"a"));
-    EXPECT_EQ(scString::createFrom(vx::string(L"a\0b", 3)).string().size(), 3u);
-
+    const scString withNull = scString::createFrom(vx::string(L"a\0b", 3));
+    EXPECT_TRUE(withNull != scString::createFrom(L"a") && withNull.string().size() == 3u);
     const scString none;
     EXPECT_STREQ(none.c_str(), L"");
     EXPECT_TRUE(scString::createFrom(L"") == none && scString::createFrom(vx::string()) == none);
@@ -39,8 +34,6 @@ TEST(scString, textsWithTheSameHashStayApart) {
     const scString a = scString::createFrom(first), b = scString::createFrom(second);
     EXPECT_TRUE(a != b && a.string() == first && b.string() == second && scString::createFrom(second) == b);
 }
-
-// --- use as a key, and interning from many threads at once ---------------------------------------------
 
 TEST(scString, worksAsKeyOfSortedAndHashedContainers) {
     std::set<scString> sorted;

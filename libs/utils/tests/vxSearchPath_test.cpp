@@ -36,30 +36,25 @@ TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderWithABas
     vx::searchPath path;
     vx::searchPath::fromString(a + L";;" + b + L";", path, L';');
     EXPECT_EQ(listed(path), (names{slash(a), slash(b)}));
-
     // Blanks and tabs around a piece go; a missing directory and a duplicate in another case are
     // not added; the first spelling stays. Repeated calls accumulate.
     vx::searchPath::fromString(L" \t" + upper + L"  ;" + lower + L";" + win("missing") + L";" + a, path, L';');
     EXPECT_EQ(listed(path), (names{slash(a), slash(b), slash(upper)}));
-
     path.appendDirectory(vx::directory(win("missing")));
     EXPECT_TRUE(path.containsDirectory(vx::directory(win("MISSING"))));
     path.removeDirectory(vx::directory(win("B")));
     EXPECT_EQ(listed(path), (names{slash(a), slash(upper), slash(win("missing"))}));
-
     vx::searchPath same;
     for (const vx::directory& d : path)
         same.appendDirectory(vx::directory(vx::string(d.fullName()).upper()));
     EXPECT_TRUE(same == path); // the directories compare as names do, in any case
     same.removeDirectory(path.front());
     EXPECT_TRUE(same != path);
-
     // Relative pieces against a base.
     const std::wstring base = dir("base"), sub = dir("base/sub"), other = dir("other");
     vx::searchPath based;
     vx::searchPath::fromString(L".\\sub;" + other + L";.\\none", based, vx::directory(base), L';');
     EXPECT_EQ(listed(based), (names{slash(sub), slash(other)}));
-
     // PATH is read with the system's separator; an empty one adds nothing.
     vxtest::scopedEnvironment env("PATH", "");
     vx::searchPath fromPath;
@@ -71,25 +66,20 @@ TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderWithABas
 }
 
 TEST_F(searchPathTest, theFirstEntryWinsADeepHitBeatsALaterDirectOneAndFindFilesSkipsHiddenEntries) {
-    const std::wstring early = dir("early"), late = dir("late");
-    mRoot.makeFile("early/deep/er/target.txt");
-    mRoot.makeFile("early/.hidden/target.txt");
-    mRoot.makeFile("late/target.txt");
+    const std::wstring early = win("early"), late = win("late");
+    for (const char* name : {"early/deep/er/target.txt", "early/.hidden/target.txt", "late/target.txt"})
+        mRoot.makeFile(name);
     vx::searchPath path;
-    path.appendDirectory(vx::directory(early));
-    path.appendDirectory(vx::directory(late));
-
+    vx::searchPath::fromString(early + L";" + late, path, L';');
     vx::directory found(win("unchanged"));
     EXPECT_TRUE(path.findContainingDir(L"target.txt", found, false) && found.fullName() == slash(late));
-    EXPECT_TRUE(path.findContainingDir(L"target.txt", found, true) &&
-                found.fullName() == slash(early + L"\\deep\\er"));
+    EXPECT_TRUE(path.findContainingDir(L"target.txt", found, true) && found.fullName() == slash(early + L"\\deep\\er"));
     vx::file f;
     EXPECT_TRUE(path.findFile(L"er\\target.txt", f, true) && f.fullName() == early + L"\\deep\\er\\target.txt");
     found = vx::directory(win("unchanged"));
     EXPECT_FALSE(path.findContainingDir(L"absent.txt", found, true) || found.fullName() != slash(win("unchanged")));
-
     // findFiles skips hidden entries and keeps duplicates.
-    const std::wstring a = dir("a");
+    const std::wstring a = win("a");
     for (const char* name : {"a/one.txt", "a/.two.txt", "a/sub/three.txt", "a/.hiddenDir/four.txt", "a/sub/five.dat"})
         mRoot.makeFile(name);
     vx::searchPath single;
@@ -117,14 +107,12 @@ TEST_F(searchPathTest, collectingSubdirectoriesIsDepthFirstAndEndsAtLinks) {
     vx::searchPath path;
     path.collectSubdirectories(vx::directory(top), true);
     EXPECT_EQ(listed(path), withLoop({slash(top + L"\\a"), slash(top + L"\\a\\a1"), slash(top + L"\\b")}));
-
     // The list form walks the entries it held when it started, and adds nothing twice.
     vx::searchPath flat;
     flat.appendDirectory(vx::directory(top));
     flat.collectSubdirectories(false);
     flat.collectSubdirectories(false);
-    EXPECT_EQ(listed(flat),
-              withLoop({slash(top), slash(top + L"\\a"), slash(top + L"\\b"), slash(top + L"\\a\\a1")}));
+    EXPECT_EQ(listed(flat), withLoop({slash(top), slash(top + L"\\a"), slash(top + L"\\b"), slash(top + L"\\a\\a1")}));
 }
 
 } // namespace

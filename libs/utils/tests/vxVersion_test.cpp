@@ -6,19 +6,22 @@ using vx::version;
 
 TEST(version, boundsTextFormAndOrder) {
     EXPECT_EQ(version(), version::minVersion());
-    EXPECT_EQ(version::minVersion().asString(), L"0.0.0.0");
-    EXPECT_EQ(version::maxVersion().asString(), L"999999.999999.999999.999999");
+    EXPECT_EQ(version::minVersion().asString() + L"|" + version::maxVersion().asString(),
+              L"0.0.0.0|999999.999999.999999.999999");
     EXPECT_EQ(version(4294967295u, 20, 300, 4000).asString(), L"4294967295.20.300.4000");
     // Numeric, field by field.
-    EXPECT_LT(version(1, 9, 0, 0), version(1, 10, 0, 0));
-    EXPECT_LT(version(1, 2, 3, 4), version(1, 2, 3, 5));
-    EXPECT_GT(version(2, 0, 0, 0), version(1, 999999, 999999, 999999));
-    EXPECT_LE(version(1, 2, 3, 4), version(1, 2, 3, 4));
-    EXPECT_GE(version::maxVersion(), version(999999, 999999, 999999, 999998));
-    EXPECT_NE(version(1, 2, 3, 4), version(1, 2, 4, 3));
+    const std::vector<version> ascending{{1, 2, 3, 4}, {1, 2, 3, 5}, {1, 2, 4, 3}, {1, 9, 0, 0}, {1, 10, 0, 0},
+                                         {1, 999999, 999999, 999999}, {2, 0, 0, 0}, {999999, 999999, 999999, 999998},
+                                         version::maxVersion()};
+    for (std::size_t i = 0; i + 1 < ascending.size(); ++i) {
+        const version &low = ascending[i], &high = ascending[i + 1];
+        EXPECT_TRUE(low < high && !(high < low) && high > low && low <= high && high >= low && low != high) << i;
+        EXPECT_TRUE(low <= low && low >= low && !(low < low)) << i;
+    }
 }
 
-TEST(version, parseTakesOneToFourFieldsAndSaturatesAboveTheLimit) {
+TEST(version, parseTakesOneToFourFieldsSaturatesAboveTheLimitAndLeavesTheVersionWhenMalformed) {
+    const version unchanged(9, 9, 9, 9);
     const struct { const wchar_t* text; bool ok; version expected; } cases[] = {
         {L"1.2.3.4", true, version(1, 2, 3, 4)}, {L"7", true, version(7, 0, 0, 0)},
         {L"1.2", true, version(1, 2, 0, 0)}, {L"1.2.3", true, version(1, 2, 3, 0)},
@@ -29,18 +32,14 @@ TEST(version, parseTakesOneToFourFieldsAndSaturatesAboveTheLimit) {
         {L"1.2.3.4294967296", false, version(1, 2, 3, 999999)},
     };
     for (const auto& c : cases) {
-        version v(9, 9, 9, 9);
+        version v = unchanged;
         EXPECT_EQ(v.parse(c.text), c.ok) << c.text;
         EXPECT_EQ(v, c.expected) << c.text;
     }
-}
-
-TEST(version, malformedTextAnswersFalseAndLeavesTheVersion) {
-    const wchar_t* const texts[] = {L"",   L"   ", L"1.2.3.4.5", L"1..2", L".1",  L"1.",  L"1. 2",      L"1 .2",
-                                    L"-1", L"+1",  L"1.2a",      L"a",    L"1,2", L"0x10", L"1.2.3.4 x", nullptr};
-    for (const wchar_t* text : texts) {
-        version v(5, 6, 7, 8);
-        EXPECT_FALSE(v.parse(text)) << (text ? text : L"null");
-        EXPECT_EQ(v, version(5, 6, 7, 8)) << (text ? text : L"null");
+    const wchar_t* const malformed[] = {L"",   L"   ", L"1.2.3.4.5", L"1..2", L".1",  L"1.",  L"1. 2",      L"1 .2",
+                                        L"-1", L"+1",  L"1.2a",      L"a",    L"1,2", L"0x10", L"1.2.3.4 x", nullptr};
+    for (const wchar_t* text : malformed) {
+        version v = unchanged;
+        EXPECT_TRUE(!v.parse(text) && v == unchanged) << (text ? text : L"null");
     }
 }

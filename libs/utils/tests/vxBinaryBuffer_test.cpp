@@ -1,26 +1,15 @@
 #include <vxBinaryBuffer.h>
 #include <vxDirectory.h>
 #include <vxEnvironment.h>
-#include <vxFile.h>
 #include <vxException.h>
 #include <vxZLib.h>
 
 #include "testSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <functional>
-#include <random>
-#include <string>
 #include <utility>
-#include <vector>
 
-using vx::binaryBuffer;
-using vx::file;
-using vx::string;
+using vx::binaryBuffer, vx::file, vx::string;
 
 // Under AddressSanitizer a request for more memory than can be had must answer null, as the C
 // library does, instead of ending the program.
@@ -30,9 +19,7 @@ extern "C" __attribute__((visibility("default"))) const char* __asan_default_opt
 
 namespace {
 
-using vxtest::bytesOf;
-using vxtest::crcRunning;
-using vxtest::randomBytes;
+using vxtest::bytesOf, vxtest::check, vxtest::crcRunning, vxtest::openDescriptors, vxtest::randomBytes;
 
 binaryBuffer bufferOf(const std::string& bytes, std::uint64_t room = 0) {
     binaryBuffer b(room);
@@ -73,9 +60,6 @@ std::string inChild(const vx::directory& tempDir, rlim_t fileLimit, bool asNobod
 }
 #endif
 
-using vxtest::check;
-using vxtest::openDescriptors;
-
 // A fresh temporary directory whose "tmp" is the gzip codecs' temporary directory, to see what they leave.
 class bufferTest : public ::testing::Test {
 protected:
@@ -95,8 +79,6 @@ protected:
 
     vxtest::tempDir dir;
 };
-
-// --- construction, growth and room ------------------------------------------------------------------
 
 TEST(binaryBufferRoom, constructorsAndGrowthSetExactLengths) {
     const binaryBuffer none(0), room(16);
@@ -122,23 +104,20 @@ TEST(binaryBufferRoom, constructorsAndGrowthSetExactLengths) {
     }
     EXPECT_EQ(bytesOf(b), ">>12345abcdefghijklmnopqrst#");
     // Room asked for ahead is exact too, and never taken back by a smaller request.
-    b.reserve(100);
-    b.reserve(50);
-    b.clear();
+    b.reserve(100), b.reserve(50), b.clear();
     EXPECT_TRUE(b.logicalLength() == 0u && b.physicalLength() == 100u);
 }
 
 TEST(binaryBufferRoom, shrinkLeavesAtLeastEightBytes) {
     const struct { std::uint64_t room, content, expected; } cases[] = {
         {16, 3, 8}, {20, 10, 10}, {9, 0, 8}, {8, 8, 8}, {10, 10, 10}, {0, 0, 0},
-        {5, 2, 8}, // below 8 bytes of room, shrinking grows
-        {3, 3, 3}, // full: nothing happens
+        {5, 2, 8}, {3, 3, 3}, // below 8 bytes of room shrinking grows; a full buffer stays as it is
     };
     for (const auto& c : cases) {
         binaryBuffer b = bufferOf(std::string("0123456789", c.content), c.room);
         b.shrink();
-        EXPECT_EQ(b.physicalLength(), c.expected) << c.room << "/" << c.content;
-        EXPECT_EQ(bytesOf(b), std::string("0123456789", c.content));
+        EXPECT_TRUE(b.physicalLength() == c.expected && bytesOf(b) == std::string("0123456789", c.content))
+            << c.room << "/" << c.content;
     }
 }
 
@@ -183,8 +162,6 @@ TEST(binaryBufferRoom, writesFromInsideTheBufferSurviveItsGrowthAndUnlinkLeavesI
     EXPECT_TRUE(bytesOf(b) == "abc" && b.physicalLength() == 3u);
 }
 
-// --- cursors ----------------------------------------------------------------------------------------
-
 TEST(binaryBufferCursor, readFollowsTheCursorRules) {
     const binaryBuffer b = bufferOf("abcdefg", 16);
     void* cursor = nullptr;
@@ -213,27 +190,10 @@ TEST(binaryBufferCursor, readFollowsTheCursorRules) {
     EXPECT_TRUE(none.read(start, out, 4) == 0u && start == nullptr);
 }
 
-// --- base64 ---------------------------------------------------------------------------------------------
-
-TEST(base64, bufferCodecsTakeEveryByteInEachPlaceOfAGroup) {
-    std::string all;
-    for (int i = 0; i < 256; ++i)
-        all += static_cast<char>(i);
-    for (std::size_t shift = 0; shift < 3; ++shift) {
-        const std::string bytes = all.substr(shift) + all.substr(0, shift);
-        binaryBuffer b = bufferOf(bytes);
-        ASSERT_TRUE(b.base64Encode());
-        EXPECT_EQ(bytesOf(b), referenceBase64(bytes));
-        ASSERT_TRUE(b.base64Decode());
-        EXPECT_EQ(bytesOf(b), bytes);
-    }
-}
-
 TEST(base64, decodingStopsSilentlyAndAppends) {
     const struct { std::string text, bytes; } cases[] = {
-        {"TWFu", "Man"}, {"TQ", "M"}, {"TWE", "Ma"}, {"T", ""}, {"TQ==", "M"}, {"TWFuTQ==", "ManM"},
-        {"TWFu\nTWFu", "Man"}, {"TWFu TWFu", "Man"}, {"TW=Fu", "M"}, {"TWFu*", "Man"},
-        {"TWF\xC3\xA9u", "Ma"}, {"", ""}, {"=TWFu", ""}, {"////", "\xFF\xFF\xFF"}, {std::string("TW\0Fu", 5), "M"},
+        {"TWFu", "Man"}, {"TQ", "M"}, {"TWE", "Ma"}, {"T", ""}, {"TQ==", "M"}, {"TWFuTQ==", "ManM"}, {"", ""},
+        {"TWFu\nTWFu", "Man"}, {"TW=Fu", "M"}, {"=TWFu", ""}, // every other stop: see the test of every place
     };
     for (const auto& c : cases) {
         std::string out = "head:";
@@ -246,7 +206,7 @@ TEST(base64, decodingStopsSilentlyAndAppends) {
     EXPECT_EQ(out, "head:TWFu");
 }
 
-TEST(base64, bufferDecodingEndsAtTheFirstNullAndGrowsForIt) {
+TEST(base64, bufferCodecsSetTheRoomAndDecodingEndsAtTheFirstNull) {
     // No null at the end: one is appended, which takes one byte more of room.
     // A null already at the end: no growth. The text ends at the first null, wherever it is.
     const struct { std::string in, out; std::uint64_t room; } cases[] = {
@@ -258,13 +218,11 @@ TEST(base64, bufferDecodingEndsAtTheFirstNullAndGrowsForIt) {
         ASSERT_TRUE(b.base64Decode());
         EXPECT_TRUE(bytesOf(b) == c.out && (c.room == UINT64_MAX || b.physicalLength() == c.room)) << c.in;
     }
-}
-
-TEST(base64, bufferEncodingKeepsAWiderRoomAndGrowsAShortOneToTheText) {
-    const struct { std::string bytes; std::uint64_t roomBefore, roomAfter; } cases[] = {
+    // Encoding keeps a wider room and grows a short one to the text.
+    const struct { std::string bytes; std::uint64_t roomBefore, roomAfter; } encoded[] = {
         {"Man", 3, 4}, {"Man", 64, 64}, {"M", 4, 4}, {std::string(300, 'x'), 300, 400}, {"", 0, 0}, {"", 16, 16},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : encoded) {
         binaryBuffer b = bufferOf(c.bytes, c.roomBefore);
         ASSERT_TRUE(b.base64Encode());
         EXPECT_TRUE(bytesOf(b) == referenceBase64(c.bytes) && b.physicalLength() == c.roomAfter) << c.bytes;
@@ -303,8 +261,6 @@ TEST(base64, agreesWithThePlainDefinitionAtEveryLengthAndEveryStop) {
     }
 }
 
-// --- CRC-32 -------------------------------------------------------------------------------------------
-
 TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
     std::mt19937 generator(7);
     for (std::size_t size : {0, 1, 7, 15, 16, 17, 33, 255, 4096, 65537, 300001}) {
@@ -312,11 +268,8 @@ TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
         const std::uint32_t expected = vxtest::referenceCrc(bytes);
         EXPECT_EQ(vx::CCrc32Dynamic::crc32(bytes.data(), size), expected) << size;
         vx::calcCrc32 running;
-        for (std::size_t at = 0; at < size;) {
-            const std::size_t piece = std::min<std::size_t>(size - at, generator() % 40);
-            running.crc(bytes.data() + at, piece);
-            at += piece;
-        }
+        for (std::size_t at = 0, piece = 0; at < size; at += piece)
+            running.crc(bytes.data() + at, piece = std::min<std::size_t>(size - at, generator() % 40));
         EXPECT_EQ(~running.value() & 0xFFFFFFFFul, expected) << size;
     }
     // Every length from 0 to 4096 at every start within 16 bytes: the carry-less folding (from 64
@@ -338,8 +291,6 @@ TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
     wide.setValue(static_cast<unsigned long>(0xABCDEF0123ull));
     EXPECT_EQ(wide.value(), 0xCDEF0123ul);
 }
-
-// --- text and scrambling ------------------------------------------------------------------------------
 
 TEST(binaryBufferText, mbcsToWideCharGivesUtf16LittleEndian) {
     const struct { std::string in, out; } cases[] = {
@@ -382,8 +333,6 @@ TEST(binaryBufferText, scramblingIsItsOwnInverseAndKeepsTheLength) {
     EXPECT_NE(bytesOf(stream), std::string(64, 'k'));
 }
 
-// --- files ------------------------------------------------------------------------------------------------
-
 TEST_F(bufferTest, readFromFileAppendsAfterOneExactGrowthAndCancelsBetweenBlocks) {
     write("f", "0123456789");
     binaryBuffer b = bufferOf("ab");
@@ -408,12 +357,9 @@ TEST_F(bufferTest, readFromFileAppendsAfterOneExactGrowthAndCancelsBetweenBlocks
 
 TEST_F(bufferTest, writeToFileReplacesOrAppends) {
     const binaryBuffer b = bufferOf("abc");
-    ASSERT_TRUE(b.writeToFile(at("f"), false) && b.writeToFile(at("f"), true));
-    EXPECT_EQ(read("f"), "abcabc");
-    ASSERT_TRUE(b.writeToFile(at("f"), false));
-    EXPECT_EQ(read("f"), "abc");
-    ASSERT_TRUE(binaryBuffer().writeToFile(at("f"), false));
-    EXPECT_EQ(read("f"), "");
+    EXPECT_TRUE(b.writeToFile(at("f"), false) && b.writeToFile(at("f"), true) && read("f") == "abcabc");
+    EXPECT_TRUE(b.writeToFile(at("f"), false) && read("f") == "abc");
+    EXPECT_TRUE(binaryBuffer().writeToFile(at("f"), false) && read("f").empty());
     EXPECT_FALSE(b.writeToFile(file(), false) || b.writeToFile(file(dir.windowsForm()), false));
     vxtest::setMode(dir / "f", 0444); // read-only for everyone, as on Windows
     EXPECT_FALSE(b.writeToFile(at("f"), true) || b.writeToFile(at("f"), false));
@@ -441,8 +387,6 @@ TEST_F(bufferTest, base64FilesAsText) {
     vx::binaryBufferUtil::readFile(at("out"), text, true);
     EXPECT_EQ(read("out"), bytes);
 }
-
-// --- gzip -------------------------------------------------------------------------------------------------
 
 // In memory, with the bytes of a gzip file the library writes, and no file touched.
 TEST_F(bufferTest, gzipRoundTripsInMemoryWithTheBytesOfAGzipFile) {
@@ -527,11 +471,8 @@ TEST_F(bufferTest, gzUncompressCancelKeepsTheContent) {
     EXPECT_TRUE(bytesOf(b) == packed && leftovers() == 0u);
     // Asked once per block of 1024 bytes, and a callback may itself uncompress.
     calls = 0;
-    EXPECT_TRUE(b.gzUncompress([&calls] {
-        binaryBuffer inner = bufferOf("x");
-        inner.gzUncompress();
-        return ++calls < 0;
-    }));
+    const auto nested = [&calls] { binaryBuffer inner = bufferOf("x"); inner.gzUncompress(); return ++calls < 0; };
+    EXPECT_TRUE(b.gzUncompress(nested));
     EXPECT_TRUE(calls == 3 && bytesOf(b) == std::string(3000, 'q'));
 }
 
@@ -562,8 +503,6 @@ TEST_F(bufferTest, gzipCodecsNeedNoTemporaryFolderAndAFullDiskLosesNoData) {
     EXPECT_TRUE(dir.count() == 3u && leftovers() == 0u); // tmp, keep, target
 }
 #endif
-
-// --- one-shot compression ------------------------------------------------------------------------------
 
 TEST_F(bufferTest, vxcompressMakesAZlibStreamThatInflates) {
     const std::string data = randomBytes(5000, 11) + std::string(20000, 'r');

@@ -1,49 +1,30 @@
 #include <vxBinaryBuffer.h>
 #include <vxCompoundDoc.h>
 #include <vxException.h>
-#include <vxFile.h>
 
 #include "testSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 #include <map>
-#include <random>
-#include <string>
-#include <vector>
 
 #ifndef _WIN32
 #include <sys/stat.h>
 #endif
 
-using vx::compoundDocReader;
-using vx::compoundDocUtils;
-using vx::compoundDocWriter;
+using vx::compoundDocReader, vx::compoundDocUtils, vx::compoundDocWriter;
 
 namespace {
 
+using vxtest::bytesOf;
 using names = std::vector<std::string>;
+using blocks = std::map<std::string, std::string>;
 
 // What an exception of type E that f throws says: "<id>|<text>", or what went wrong instead.
 template <class E, class F>
 std::wstring thrown(F&& f) {
-    try {
-        f();
-    } catch (const E& e) {
-        return std::wstring(e.message().stringId().id()) + L"|" + e.message().string();
-    } catch (const vx::exception& e) {
-        return L"other exception: " + std::wstring(e.message().string());
-    }
+    try { f(); } catch (const E& e) { return std::wstring(e.message().stringId().id()) + L"|" + e.message().string(); }
+    catch (const vx::exception& e) { return L"other exception: " + std::wstring(e.message().string()); }
     return L"nothing thrown";
 }
-
-using vxtest::bytesOf;
-using blocks = std::map<std::string, std::string>;
 
 std::string le64(std::uint64_t v) {
     std::string s;
@@ -101,8 +82,6 @@ protected:
     vxtest::tempDir dir;
 };
 
-// --- the format, byte for byte ---------------------------------------------------------------------
-
 TEST_F(compoundDocTest, smallDocumentHasExactlyTheseBytes) {
     write("d.vxc", {{"b", "XY"}, {"a", "Z"}});
     // Data in the order written, then the dictionary sorted: "a" at 2..3, "b" at 0..2, D = 3.
@@ -110,10 +89,7 @@ TEST_F(compoundDocTest, smallDocumentHasExactlyTheseBytes) {
                                    "\x01\0\0\0\0\0\0\0b\0\0\0\0\0\0\0\0\x02\0\0\0\0\0\0\0"
                                    "\0\0\0\0\0\0\0\0vxcompoundDoc\x03\0\0\0\0\0\0\0";
     EXPECT_EQ(get("d.vxc"), std::string(expected, sizeof expected - 1));
-    {
-        compoundDocWriter w(at("empty.vxc"));
-        w.create();
-    } // the destructor completes it
+    compoundDocWriter(at("empty.vxc")).create(); // the destructor completes it
     EXPECT_EQ(get("empty.vxc"), forged("", ""));
     compoundDocReader r(at("empty.vxc"));
     r.open();
@@ -127,8 +103,7 @@ TEST_F(compoundDocTest, thousandBlocksRoundTripInWriteOrderWithASortedDictionary
     {
         compoundDocWriter w(at("big.vxc"));
         for (int i = 0; i < 1000; ++i) {
-            // Names out of order; mostly small blocks, some at and beyond the sizes where reading
-            // changes its way.
+            // Names out of order; mostly small blocks, some at and beyond the sizes where reading changes its way.
             const std::string name = "block" + std::to_string((i * 7919) % 1000);
             const std::size_t sizes[] = {16384, 16385, 65536, 70000};
             std::string data(i % 97 == 0 ? sizes[(i / 97) % 4] : random() % 3000, '\0');
@@ -170,8 +145,7 @@ TEST_F(compoundDocTest, namesSortBytewiseAndMatchExactlyAndEmptyBlocksHaveEqualO
     compoundDocReader r(at("d"));
     r.open();
     names listed;
-    r.getDictionary(listed);
-    EXPECT_EQ(listed, (names{"A", "Z", "a", "ab", "\xC3\xA9"}));
+    EXPECT_TRUE(r.getDictionary(listed) && listed == (names{"A", "Z", "a", "ab", "\xC3\xA9"}));
     EXPECT_TRUE(r.has("Z") && !r.has("z") && !r.has("a ") && !r.has(nullptr));
     EXPECT_TRUE(r.length(nullptr) == 0u && r.length("missing") == 0u);
     {
@@ -188,8 +162,6 @@ TEST_F(compoundDocTest, namesSortBytewiseAndMatchExactlyAndEmptyBlocksHaveEqualO
     b.write("old", 3);
     EXPECT_TRUE(e.read("empty", b) && b.logicalLength() == 0u && e.length("y") == 0u);
 }
-
-// --- the writer ---------------------------------------------------------------------------------------
 
 TEST_F(compoundDocTest, flushGivesACompleteFileAndLaterWritesExtendIt) {
     compoundDocWriter w(at("d"));
@@ -262,23 +234,18 @@ TEST_F(compoundDocTest, createReplacesAnExistingFileAndStartsAfresh) {
     EXPECT_EQ(thrown<vx::writeFileException>([&] { add(onDirectory, "a", "1"); }).substr(0, 15), L"Msg_EWriteFile|");
 }
 
-// --- the reader ---------------------------------------------------------------------------------------
-
 TEST_F(compoundDocTest, openRefusesWhatIsNoDocument) {
     const std::string valid = forged("abc", entry("a", 0, 1) + entry("b", 1, 3)), abc = "abc" + kMagic + le64(0);
     std::vector<std::pair<std::string, std::string>> cases = {
-        {"an empty file", ""}, {"fewer than 21 bytes", std::string(20, 'v')},
-        {"21 bytes without the magic", std::string(21, 'v')},
-        {"a wrong trailer magic", abc + "vxcompoundDoC" + le64(3)},
+        {"21 bytes without the magic", std::string(21, 'v')}, {"wrong trailer magic", abc + "vxcompoundDoC" + le64(3)},
         {"a wrong magic at D", forged("abc", "").replace(3, 1, "V")}, {"D beyond the end", abc + kMagic + le64(1000)},
         {"D just behind the trailer", abc + kMagic + le64(37)}, {"D beyond any position", abc + kMagic + le64(~0ull)},
         {"a name length of 128", forged("", entry(std::string(128, 'n'), 0, 0))},
-        {"a name length of 129", forged("", entry(std::string(129, 'n'), 0, 0))},
         {"a huge name length", forged("", le64(~0ull))},
         // Without the end mark the loop runs on into the trailer, which is no entry.
         {"no end mark", "abc" + kMagic + entry("a", 0, 1) + kMagic + le64(3)},
     };
-    for (std::size_t size = 0; size < valid.size(); ++size) // every cut of a valid document
+    for (std::size_t size = 0; size < valid.size(); ++size) // every cut of a valid document, the empty file too
         cases.emplace_back("cut at " + std::to_string(size), valid.substr(0, size));
     for (const auto& [what, bytes] : cases) {
         put("d", bytes);
@@ -324,8 +291,7 @@ TEST_F(compoundDocTest, readerTakesEntriesAsTheyStand) {
     compoundDocReader r(at("d"));
     r.open();
     names listed;
-    r.getDictionary(listed);
-    EXPECT_EQ(listed, (names{"a", "all", "b", "back", "far", "out"}));
+    EXPECT_TRUE(r.getDictionary(listed) && listed == (names{"a", "all", "b", "back", "far", "out"}));
     vx::binaryBuffer b;
     EXPECT_TRUE(r.read("a", b) && bytesOf(b) == "0") << "the first of two equal names stands";
     EXPECT_TRUE(r.read("all", b) && bytesOf(b) == "0123456789");
@@ -345,8 +311,6 @@ TEST_F(compoundDocTest, readerTakesEntriesAsTheyStand) {
     tiny.open();
     EXPECT_FALSE(tiny.getDictionary(listed));
 }
-
-// --- the known blocks -------------------------------------------------------------------------------
 
 TEST_F(compoundDocTest, thumbnailFormatIsTheLowerCaseExtensionInUtf16) {
     const struct { const wchar_t* image; const char* utf8; std::string format; } cases[] = {
@@ -388,16 +352,13 @@ TEST_F(compoundDocTest, extractReadsTheKnownBlocks) {
     for (const auto& c : cases) {
         vx::binaryBuffer out;
         out.write("previous", 8);
-        EXPECT_EQ(c.extract(at("d"), out), !c.content.empty()) << c.content;
-        EXPECT_EQ(bytesOf(out), c.content);
+        EXPECT_TRUE(c.extract(at("d"), out) == !c.content.empty() && bytesOf(out) == c.content) << c.content;
         EXPECT_THROW(c.extract(at("plain"), out), vx::invalidFileFormatException);
         EXPECT_THROW(c.extract(at("missing"), out), vx::readFileException);
         out.write("previous", 8);
         EXPECT_TRUE(!c.extract(at("bare"), out) && out.logicalLength() == 0u) << "emptied when the block is missing";
     }
 }
-
-// --- failures of the system ---------------------------------------------------------------------------
 
 // A read-only directory and a full disk need the owner's bits and a child with a limit on file sizes:
 // POSIX only (a directory's read-only attribute keeps no file out on Windows).
@@ -457,7 +418,6 @@ TEST_F(compoundDocTest, fullDiskFailsTheWriteAndKeepsTheBlocksBeforeIt) {
     EXPECT_EQ(contents("d"), (blocks{{"d1", std::string(20000, '1')}, {"d2", std::string(20000, '2')},
                                      {"d3", std::string(20000, '3')}}));
 }
-
 #endif
 
 } // namespace

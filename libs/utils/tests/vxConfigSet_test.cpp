@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
 // Setting replaces, a failed lookup leaves the value alone, the empty name is a name, and names
 // are case-sensitive, ordered by code point.
 TEST(configSet, setGetReplaceRemoveAndOrder) {
@@ -17,12 +15,9 @@ TEST(configSet, setGetReplaceRemoveAndOrder) {
     EXPECT_EQ(value, L"untouched");
     EXPECT_TRUE(set.getValue(L"z", value) && value == L"3");
     EXPECT_TRUE(set.getValue(L"", value) && value == L"");
-
     EXPECT_TRUE(set.removeValue(L"Path"));
     EXPECT_FALSE(set.removeValue(L"Path") || set.hasValue(L"Path"));
     EXPECT_EQ(set.size(), 5u);
     set.clear();
     EXPECT_TRUE(set.empty() && set.names().empty());
 }
-
-} // namespace

@@ -2,8 +2,6 @@
 
 #include "testSupport.h"
 
-#include <gtest/gtest.h>
-
 #include <climits>
 #include <cmath>
 #include <limits>
@@ -51,7 +49,6 @@ TEST(rounding, numberedFormsUseTheirNumberOfDecimals) {
         EXPECT_EQ(rounds[n](5.555555555), rounded[n]) << n;
         EXPECT_EQ(cuts[n](5.555555555), cut[n]) << n;
     }
-    EXPECT_EQ(vx::round2(1.005), 1.01);
 }
 
 TEST(unitconv, convertsBySizesOfTheUnits) {
@@ -59,10 +56,8 @@ TEST(unitconv, convertsBySizesOfTheUnits) {
     EXPECT_TRUE(vx::dblEq(vx::unitconv(25.4, 0.001, 0.0254), 1.0, 1e-15));
     EXPECT_EQ(vx::unitconv(0.1, 0.3, 0.3), 0.1);
     EXPECT_EQ(vx::unitconv(-2, 1000, 1), -2000);
-    vxtest::assertionCapture capture;
     for (const double bad : {0.0, std::numeric_limits<double>::infinity(), std::nan("")}) {
-        EXPECT_THROW(vx::unitconv(1, 1, bad), bool);
-        EXPECT_THROW(vx::unitconv(1, bad, 1), bool);
+        vxtest::failedAssertion([bad] { vx::unitconv(1, 1, bad); });
+        vxtest::failedAssertion([bad] { vx::unitconv(1, bad, 1); });
     }
-    EXPECT_EQ(capture.texts().size(), 6u);
 }

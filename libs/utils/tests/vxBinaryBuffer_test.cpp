@@ -80,7 +80,7 @@ protected:
     vxtest::tempDir dir;
 };
 
-TEST(binaryBufferRoom, constructorsAndGrowthSetExactLengths) {
+TEST(binaryBufferRoom, constructorsGrowthAndShrinkSetExactLengths) {
     const binaryBuffer none(0), room(16);
     EXPECT_TRUE(none.data() == nullptr && none.physicalLength() == 0u);
     EXPECT_TRUE(room.data() != nullptr && room.logicalLength() == 0u && room.physicalLength() == 16u);
@@ -106,17 +106,14 @@ TEST(binaryBufferRoom, constructorsAndGrowthSetExactLengths) {
     // Room asked for ahead is exact too, and never taken back by a smaller request.
     b.reserve(100), b.reserve(50), b.clear();
     EXPECT_TRUE(b.logicalLength() == 0u && b.physicalLength() == 100u);
-}
-
-TEST(binaryBufferRoom, shrinkLeavesAtLeastEightBytes) {
+    // Shrinking leaves at least eight bytes of room: below that it grows. A full buffer stays as it is.
     const struct { std::uint64_t room, content, expected; } cases[] = {
-        {16, 3, 8}, {20, 10, 10}, {9, 0, 8}, {8, 8, 8}, {10, 10, 10}, {0, 0, 0},
-        {5, 2, 8}, {3, 3, 3}, // below 8 bytes of room shrinking grows; a full buffer stays as it is
+        {16, 3, 8}, {20, 10, 10}, {9, 0, 8}, {8, 8, 8}, {10, 10, 10}, {0, 0, 0}, {5, 2, 8}, {3, 3, 3},
     };
     for (const auto& c : cases) {
-        binaryBuffer b = bufferOf(std::string("0123456789", c.content), c.room);
-        b.shrink();
-        EXPECT_TRUE(b.physicalLength() == c.expected && bytesOf(b) == std::string("0123456789", c.content))
+        binaryBuffer shrunk = bufferOf(std::string("0123456789", c.content), c.room);
+        shrunk.shrink();
+        EXPECT_TRUE(shrunk.physicalLength() == c.expected && bytesOf(shrunk) == std::string("0123456789", c.content))
             << c.room << "/" << c.content;
     }
 }
@@ -190,7 +187,7 @@ TEST(binaryBufferCursor, readFollowsTheCursorRules) {
     EXPECT_TRUE(none.read(start, out, 4) == 0u && start == nullptr);
 }
 
-TEST(base64, decodingStopsSilentlyAndAppends) {
+TEST(base64, decodingStopsSilentlyAndAppendsAndTheBufferCodecsSetTheRoom) {
     const struct { std::string text, bytes; } cases[] = {
         {"TWFu", "Man"}, {"TQ", "M"}, {"TWE", "Ma"}, {"T", ""}, {"TQ==", "M"}, {"TWFuTQ==", "ManM"}, {"", ""},
         {"TWFu\nTWFu", "Man"}, {"TW=Fu", "M"}, {"=TWFu", ""}, // every other stop: see the test of every place
@@ -204,16 +201,13 @@ TEST(base64, decodingStopsSilentlyAndAppends) {
     vx::base64_encode(reinterpret_cast<const unsigned char*>("Man"), 3, out);
     vx::base64_encode(nullptr, 3, out);
     EXPECT_EQ(out, "head:TWFu");
-}
-
-TEST(base64, bufferCodecsSetTheRoomAndDecodingEndsAtTheFirstNull) {
-    // No null at the end: one is appended, which takes one byte more of room.
-    // A null already at the end: no growth. The text ends at the first null, wherever it is.
-    const struct { std::string in, out; std::uint64_t room; } cases[] = {
+    // In a buffer a null is appended, which takes one byte more of room, unless one is at the end already.
+    // The text ends at the first null, wherever it is.
+    const struct { std::string in, out; std::uint64_t room; } inBuffer[] = {
         {"TWFu", "Man", 5}, {std::string("TQ\0", 3), "M", 3}, {std::string("TWE\0TWFu", 8), "Ma", UINT64_MAX},
         {"", "", UINT64_MAX},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : inBuffer) {
         binaryBuffer b = bufferOf(c.in);
         ASSERT_TRUE(b.base64Decode());
         EXPECT_TRUE(bytesOf(b) == c.out && (c.room == UINT64_MAX || b.physicalLength() == c.room)) << c.in;
@@ -229,8 +223,7 @@ TEST(base64, bufferCodecsSetTheRoomAndDecodingEndsAtTheFirstNull) {
     }
 }
 
-// Every length from 0 to 300 and a few large ones, so that each way through the fast steps and
-// the final group is taken; then texts with a stop, or a null, at every place of 72 characters.
+// Every length from 0 to 300 and a few large ones take each way through the fast steps and the final group.
 TEST(base64, agreesWithThePlainDefinitionAtEveryLengthAndEveryStop) {
     std::vector<std::size_t> sizes = {4095, 65537, 1 << 20};
     for (std::size_t n = 0; n <= 300; ++n)
@@ -333,7 +326,7 @@ TEST(binaryBufferText, scramblingIsItsOwnInverseAndKeepsTheLength) {
     EXPECT_NE(bytesOf(stream), std::string(64, 'k'));
 }
 
-TEST_F(bufferTest, readFromFileAppendsAfterOneExactGrowthAndCancelsBetweenBlocks) {
+TEST_F(bufferTest, readFromFileAppendsAndCancelsBetweenBlocksAndWriteToFileReplacesOrAppends) {
     write("f", "0123456789");
     binaryBuffer b = bufferOf("ab");
     ASSERT_TRUE(b.readFromFile(at("f")));
@@ -353,10 +346,7 @@ TEST_F(bufferTest, readFromFileAppendsAfterOneExactGrowthAndCancelsBetweenBlocks
     calls = 0;
     EXPECT_TRUE(whole.readFromFile(at("f"), [&calls] { return ++calls < 0; }));
     EXPECT_TRUE(calls == 5 && bytesOf(whole) == read("f"));
-}
-
-TEST_F(bufferTest, writeToFileReplacesOrAppends) {
-    const binaryBuffer b = bufferOf("abc");
+    b = bufferOf("abc");
     EXPECT_TRUE(b.writeToFile(at("f"), false) && b.writeToFile(at("f"), true) && read("f") == "abcabc");
     EXPECT_TRUE(b.writeToFile(at("f"), false) && read("f") == "abc");
     EXPECT_TRUE(binaryBuffer().writeToFile(at("f"), false) && read("f").empty());
@@ -388,7 +378,6 @@ TEST_F(bufferTest, base64FilesAsText) {
     EXPECT_EQ(read("out"), bytes);
 }
 
-// In memory, with the bytes of a gzip file the library writes, and no file touched.
 TEST_F(bufferTest, gzipRoundTripsInMemoryWithTheBytesOfAGzipFile) {
     const struct { const char* name; std::string bytes; } cases[] = {
         {"empty", ""}, {"1 MiB", std::string(1 << 20, 'z') + "end"}, {"incompressible", randomBytes(300000, 9)},

@@ -42,7 +42,6 @@ TEST(GenericValueEmpty, EveryReadAnswersFalseAWriteMakesAValueHolderAndNdefConve
         EXPECT_FALSE(other.isNdef() || other.get(n));
 }
 
-// Construction: a copy of each parameter type, texts as vx::string, wchar_t by its exact type.
 TEST(GenericValueConstruction, OwnsACopyOfEachParameterType) {
     const std::pair<genericValue, vx::string> rows[] = {
         {genericValue(short(-12)), L"-12"}, {genericValue(2.5), L"2.5"}, {genericValue(true), L"1"},
@@ -67,20 +66,11 @@ TEST(GenericValueConstruction, OwnsACopyOfEachParameterType) {
     EXPECT_TRUE(none.getPtr(pi) && pi == nullptr);
 }
 
-// Conversions: reads convert; writes keep the holder's type unless they replace it.
-TEST(GenericValueConversion, ReadsConvertAndRangeFailuresStoreTheLimit) {
-    EXPECT_EQ(read<double>(genericValue(vx::string(L"1,5"))), 1.5);
-    EXPECT_EQ(read<std::string>(genericValue(vx::string(L"narrow"))), "narrow");
-    EXPECT_TRUE(read<bool>(genericValue(2.5))); // no converter from double to bool: through text
+TEST(GenericValueConversion, ReadsConvertAndWritesKeepTheHolderType) {
+    // A read that fails leaves the target, except a range failure, which stores the limit.
     int untouched = 9;
     EXPECT_FALSE(genericValue(vx::string(L"abc")).get(untouched) || untouched != 9);
     EXPECT_EQ(read<short>(genericValue(40000), false), 32767);
-    if (sizeof(long) == 8) { // where long is 64 bits, it is still 32 bits wide in text
-        EXPECT_EQ(read<vx::string>(genericValue(static_cast<long>(5000000000LL)), false), L"2147483647");
-    }
-}
-
-TEST(GenericValueConversion, WriteKeepsTheHolderType) {
     genericValue v(10);
     EXPECT_TRUE(!v.set(vx::string(L"x"), false) && read<int>(v) == 10);
     EXPECT_TRUE(v.set(3.9, false) && read<int>(v) == 3);
@@ -141,7 +131,6 @@ TEST(GenericValueReference, ValueCopiesAreIndependentMovesAndSharesAreNot) {
     EXPECT_TRUE(clone.set(11, false) && read<int>(original) == 10);
 }
 
-// The holders: clones, locks, read-only and missing values.
 TEST(GenericValueHolders, ConstPtrHolderIsReadOnly) {
     const vx::string value = L"const";
     {
@@ -238,7 +227,6 @@ TEST(GenericValueHolders, EveryCarriedInstantiationBehavesAsItsKind) {
     EXPECT_TRUE(overF.set(vx::string(L"0,5"), false) && f == 0.5f);
 }
 
-// Stress: copies taken while another thread writes never see a torn text.
 TEST(GenericValueConcurrency, CopiesNeverSeeATornText) {
     const vx::string longA(200, L'a'), longB(300, L'b');
     genericValue shared(longA);

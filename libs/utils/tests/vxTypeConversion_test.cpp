@@ -29,6 +29,14 @@
 #  include <unistd.h>
 #endif
 
+#if defined(__SANITIZE_ADDRESS__)
+// glibc's newlocale keeps its copy of LOCPATH, through which the German test locale is found,
+// and never frees it.
+extern "C" __attribute__((used, visibility("default"))) const char* __lsan_default_suppressions() {
+    return "leak:__argz_add_sep\n";
+}
+#endif
+
 namespace {
 
 using vx::typeconvert::conversionArguments, vx::typeconvert::convertBase, vx::typeconvert::convertLocale;
@@ -72,18 +80,6 @@ bool prepareGermanLocale() {
 #endif
 
 const bool germanUserLocale = prepareGermanLocale();
-
-} // namespace
-
-#if defined(__SANITIZE_ADDRESS__)
-// glibc's newlocale keeps its copy of LOCPATH, through which the German test locale is found,
-// and never frees it.
-extern "C" __attribute__((used, visibility("default"))) const char* __lsan_default_suppressions() {
-    return "leak:__argz_add_sep\n";
-}
-#endif
-
-namespace {
 
 // A target's value before a conversion: one that no conversion below produces.
 template <class T>
@@ -130,7 +126,6 @@ void expectTexts(std::initializer_list<std::pair<vx::string, vx::string>> rows) 
         EXPECT_EQ(vxtest::show(got), vxtest::show(want)) << "row " << row++;
 }
 
-// Numbers among themselves: each type's own range; a failure stores the nearest limit.
 TEST(NumberConversion, RangeFailureStoresTheNearestLimit) {
     expectRows({
         gives<short>(40000, short(32767), false), gives<short>(-40000, short(-32768), false),
@@ -149,38 +144,32 @@ TEST(NumberConversion, RangeFailureStoresTheNearestLimit) {
     });
 }
 
-// Integers from text: read as "%ld" / "%lu", 32 bits wide; bad text keeps the target.
 TEST(IntegerFromText, ReadsLikeScanfAndSaturatesAt32Bits) {
     for (const wchar_t* bad : {L"", L"abc", L"- 5", L"+", L"  "})
         EXPECT_TRUE(textFails<int>(bad) && textFails<unsigned long long>(bad)) << bad;
     expectRows({
-        reads<int>(L"12abc", 12), reads<int>(L" \t\n-7", -7), reads<long>(L"+5", 5L),
-        reads<unsigned short>(L"0x10", 0),
+        reads<int>(L"12abc", 12), reads<int>(L" \t\n-7", -7), reads<long>(L"+5", 5L), reads<unsigned short>(L"0x10", 0),
         // short out of its range keeps the target instead of storing the limit.
         textFails<short>(L"40000"), textFails<short>(L"-99999999999"), reads<short>(L"-32768", -32768),
         reads<long>(L"3000000000", 2147483647L, false), reads<long>(L"-3000000000", -2147483648L, false),
         reads<long>(L"-2147483648", -2147483648L), reads<unsigned short>(L"70000", 65535, false),
-        reads<unsigned short>(L"-1", 0, false),
+        reads<unsigned short>(L"-1", 0, false), reads<unsigned long>(L"4294967296", 4294967295UL, false),
         // Unsigned text reads as "%lu": a minus sign negates in 32-bit unsigned arithmetic, and
         // unsigned long long is read through unsigned long.
         reads<unsigned int>(L"-1", 4294967295u), reads<unsigned long>(L"4294967295", 4294967295UL),
-        reads<unsigned long>(L"4294967296", 4294967295UL, false),
         reads<unsigned long long>(L"5000000000", 4294967295ULL, false),
     });
 }
 
-// Integers to text: decimal with zero padding before the sign, or hexadecimal in front.
 TEST(IntegerToText, DecimalWithWidthOrHexadecimalInFront) {
+    const bool narrowLong = sizeof(long) < 8; // where long is 64 bits, it is still 32 bits wide in text
     expectRows({
         gives<vx::string>(short(-32768), L"-32768"), gives<vx::string>(INT_MIN, L"-2147483648"),
         gives<vx::string>(UINT_MAX, L"4294967295"), gives<vx::string>(ULLONG_MAX, L"18446744073709551615"),
+        narrowLong || gives<vx::string>(static_cast<long>(5000000000LL), L"2147483647", false),
+        narrowLong || gives<vx::string>(static_cast<long>(-5000000000LL), L"-2147483648", false),
+        narrowLong || gives<vx::string>(static_cast<unsigned long>(5000000000ULL), L"4294967295", false),
     });
-    if (sizeof(long) == 8) // where long is 64 bits, long and unsigned long are still 32 bits wide in text
-        expectRows({
-            gives<vx::string>(static_cast<long>(5000000000LL), L"2147483647", false),
-            gives<vx::string>(static_cast<long>(-5000000000LL), L"-2147483648", false),
-            gives<vx::string>(static_cast<unsigned long>(5000000000ULL), L"4294967295", false),
-        });
     expectTexts({
         {printed(-5, convertWidth, 4), L"00-5"}, // the padding stands before the sign
         {printed(42ULL, convertWidth, 6), L"000042"}, {printed(short(7), convertWidth, -3), L"7"},
@@ -190,10 +179,8 @@ TEST(IntegerToText, DecimalWithWidthOrHexadecimalInFront) {
         {printed(10, convertBase | convertWidth, kHexUpper, 8), L"A"},
         // Another base selector prints decimal, and then the width cell counts.
         {printed(10, convertBase | convertWidth, 2, 3), L"010"},
+        {printed(1, convertWidth, INT_MAX), vx::string(65535, L'0') + L"1"}, // a width far beyond any text is bounded
     });
-    // A width far beyond any text is bounded.
-    const vx::string wide = printed(1, convertWidth, INT_MAX);
-    EXPECT_TRUE(wide.size() == 65536u && wide.back() == L'1') << wide.size();
     // Flags without a cursor: nothing is read.
     vx::string s;
     EXPECT_TRUE((dtconvert<vx::string, int>(s, 5, convertBase | convertWidth, nullptr)) && s == L"5");
@@ -208,7 +195,6 @@ TEST(IntegerToText, DecimalWithWidthOrHexadecimalInFront) {
     EXPECT_TRUE((dtconvert<vx::string, int>(s, 255, convertBase, upper.cursor())) && s == L"FFxy") << vxtest::show(s);
 }
 
-// Bool and text: written as 1 and 0, read as a number or the words true and false.
 TEST(BoolConversion, TextForms) {
     expectRows({
         gives<vx::string>(true, L"1"), gives<vx::string>(false, L"0"), reads<bool>(L"12", true),
@@ -218,20 +204,17 @@ TEST(BoolConversion, TextForms) {
     });
 }
 
-// Floating point and text: either separator reads; short form, or a fixed precision.
 TEST(DoubleText, BothSeparatorsReadShortFormOrFixedPrecisionWrites) {
     for (const wchar_t* bad : {L"", L"1.5x", L"1,000.5", L"abc", L"1.5\n"})
         EXPECT_TRUE(textFails<double>(bad)) << bad;
     expectRows({
         reads<double>(L"12", 12.0), reads<double>(L"1,5 ", 1.5), reads<double>(L"1.5", 1.5),
-        reads<double>(L" -2.5e3\t", -2500.0),
-        // Only spaces: nothing is read and nothing but blanks is left, which counts as success.
-        reads<double>(L"  ", 0.0),
+        reads<double>(L" -2.5e3\t", -2500.0), reads<double>(L"  ", 0.0), // only blanks: nothing read counts as success
         // float reads through double and saturates.
         reads<float>(L"0,25", 0.25f), reads<float>(L"1e39", FLT_MAX, false), textFails<float>(L"x"),
-        gives<vx::string>(2.5, L"2.5"), gives<vx::string>(100.0, L"100"),
-        gives<vx::string>(1.23456789012, L"1.23456789"), gives<vx::string>(-0.000000001, L"-0"),
-        gives<vx::string>(1e20, L"100000000000000000000"), gives<vx::string>(0.5f, L"0.5"),
+        gives<vx::string>(0.5f, L"0.5"), gives<vx::string>(2.5, L"2.5"), gives<vx::string>(100.0, L"100"),
+        gives<vx::string>(-0.000000001, L"-0"), gives<vx::string>(1.23456789012, L"1.23456789"),
+        gives<vx::string>(1e20, L"100000000000000000000"),
     });
     expectTexts({
         // A precision keeps the zeros; it is cut to 10, and below 0 counts as 0.
@@ -269,7 +252,6 @@ TEST(DoubleText, LocaleSwitchIsPerThread) {
     EXPECT_EQ(wrong.load(), 0);
 }
 
-// Narrow text: UTF-8 both ways, U+FFFD for what is no character; null pointers change nothing.
 TEST(NarrowText, Utf8BothWaysAndNullPointers) {
     const std::string utf8 = "Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC";
     expectRows({

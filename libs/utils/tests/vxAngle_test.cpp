@@ -8,10 +8,8 @@
 using vx::angle;
 
 TEST(angle, unitsUseTheFixedFactors) {
-    EXPECT_EQ(angle::degreeToRadians(), 0.017453292519943295);
-    EXPECT_EQ(angle::radiansToDegree(), 57.29577951308232);
-    EXPECT_EQ(angle::fromDegree(180).radians(), angle::kPi);
-    EXPECT_EQ(angle::fromRadians(angle::kPi).degree(), 180.0);
+    EXPECT_TRUE(angle::degreeToRadians() == 0.017453292519943295 && angle::radiansToDegree() == 57.29577951308232);
+    EXPECT_TRUE(angle::fromDegree(180).radians() == angle::kPi && angle::fromRadians(angle::kPi).degree() == 180.0);
     EXPECT_TRUE(angle() == angle::kZero && angle::kZero.radians() == 0.0);
 }
 

@@ -34,8 +34,7 @@ TEST(rounding, roundHalvesAwayFromZeroAndCutOffGoesTowardsZeroInDecimal) {
     // Zero results are positive zero.
     EXPECT_FALSE(std::signbit(vx::roundImp(-0.004, 2)) || std::signbit(vx::cutOffImp(-0.9, 0)));
     const double inf = std::numeric_limits<double>::infinity();
-    EXPECT_EQ(vx::roundImp(-inf, 2), -inf);
-    EXPECT_TRUE(std::isnan(vx::roundImp(std::nan(""), 2)));
+    EXPECT_TRUE(vx::roundImp(-inf, 2) == -inf && std::isnan(vx::roundImp(std::nan(""), 2)));
 }
 
 TEST(rounding, numberedFormsUseTheirNumberOfDecimals) {
@@ -54,8 +53,7 @@ TEST(rounding, numberedFormsUseTheirNumberOfDecimals) {
 TEST(unitconv, convertsBySizesOfTheUnits) {
     EXPECT_EQ(vx::unitconv(1, 0.0254, 0.001), 25.4);
     EXPECT_TRUE(vx::dblEq(vx::unitconv(25.4, 0.001, 0.0254), 1.0, 1e-15));
-    EXPECT_EQ(vx::unitconv(0.1, 0.3, 0.3), 0.1);
-    EXPECT_EQ(vx::unitconv(-2, 1000, 1), -2000);
+    EXPECT_TRUE(vx::unitconv(0.1, 0.3, 0.3) == 0.1 && vx::unitconv(-2, 1000, 1) == -2000);
     for (const double bad : {0.0, std::numeric_limits<double>::infinity(), std::nan("")}) {
         vxtest::failedAssertion([bad] { vx::unitconv(1, 1, bad); });
         vxtest::failedAssertion([bad] { vx::unitconv(1, bad, 1); });

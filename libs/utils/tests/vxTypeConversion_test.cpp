@@ -262,8 +262,7 @@ TEST(NarrowText, Utf8BothWaysAndNullPointers) {
     });
     vx::string s = L"kept";
     EXPECT_TRUE((dtconvert<vx::string, const char*>(s, nullptr)) && dtconvert(s, static_cast<const wchar_t*>(nullptr)));
-    EXPECT_EQ(s, L"kept");
-    EXPECT_TRUE(dtconvert(s, L"wide") && s == L"wide");
+    EXPECT_TRUE(s == L"kept" && dtconvert(s, L"wide") && s == L"wide");
 }
 
 // An owner type with a text form of its own, registered as owner types register theirs.
@@ -285,7 +284,8 @@ TEST(ConversionManager, LibraryPairsDirectAndThroughText) {
         {&typeid(vx::string), &typeid(unsigned long long), true}, {&typeid(int), &typeid(int), true},
         {&typeid(vx::string), &typeid(const char*), true}, {&typeid(bool), &typeid(float), false},
         {&typeid(bool), &typeid(double), false}, {&typeid(bool), &typeid(bool), false},
-        {&typeid(vx::string), &typeid(vx::string), false}, {&typeid(vx::string), &typeid(wchar_t), false}};
+        {&typeid(vx::string), &typeid(vx::string), false}, {&typeid(vx::string), &typeid(wchar_t), false},
+        {&typeid(vx::string), &typeid(std::string), true}, {&typeid(std::string), &typeid(vx::string), true}};
     for (const auto& [to, from, direct] : pairs)
         EXPECT_EQ(manager.hasConverter(*to, *from), direct) << to->name() << " " << from->name();
     // Without a direct converter the way leads through vx::string: double to bool, bool to bool.
@@ -358,8 +358,7 @@ TEST(ConversionManager, RegistrationLifecycle) {
     EXPECT_TRUE(text() == L"<false>" && s == L"kept");
     // A converter without a function answers false.
     typeConverter<celsius, vx::string> empty(nullptr);
-    EXPECT_TRUE(manager.hasConverter(typeid(vx::string), typeid(celsius)));
-    EXPECT_EQ(text(), L"<false>");
+    EXPECT_TRUE(manager.hasConverter(typeid(vx::string), typeid(celsius)) && text() == L"<false>");
     manager.remove(&empty);
     // Batches add and remove together; a converter listed twice is registered once.
     vx::typeconvert::functionConverter<celsius, vx::string> toText(&celsiusToText);
@@ -411,9 +410,6 @@ TEST(ConversionManager, ReadersConvertWhileWritersRegister) {
 } // namespace
 
 TEST(ValueTypeText, EveryPairRegisteredAndRoundTrips) {
-    auto& manager = typeConversionManager::instance();
-    EXPECT_TRUE(manager.hasConverter(typeid(vx::string), typeid(std::string)) &&
-                manager.hasConverter(typeid(std::string), typeid(vx::string)));
     vxtest::tempDir dir;
     const vx::string home = vxtest::windowsForm(dir.path());
     vx::guid g;

@@ -7,10 +7,17 @@
 
 using vx::angle;
 
-TEST(angle, unitsUseTheFixedFactors) {
+TEST(angle, unitsUseTheFixedFactorsComparisonTheStoredValueAndDivisionByZeroAsserts) {
     EXPECT_TRUE(angle::degreeToRadians() == 0.017453292519943295 && angle::radiansToDegree() == 57.29577951308232);
     EXPECT_TRUE(angle::fromDegree(180).radians() == angle::kPi && angle::fromRadians(angle::kPi).degree() == 180.0);
     EXPECT_TRUE(angle() == angle::kZero && angle::kZero.radians() == 0.0);
+    EXPECT_TRUE(angle::fromDegree(10) < angle::fromDegree(20));
+    EXPECT_FALSE(angle::fromDegree(360) == angle::fromDegree(0)); // by stored value
+    angle a = angle::fromDegree(90);
+    a /= 2;
+    EXPECT_EQ(a.radians(), angle::fromDegree(90).radians() / 2);
+    vxtest::failedAssertion([&] { a /= 0.0; });
+    EXPECT_EQ(a.radians(), angle::fromDegree(90).radians() / 2);
 }
 
 TEST(angle, normalisationKeepsBothBoundsAndWrapsBeyond) {
@@ -55,14 +62,4 @@ TEST(angle, isBetweenFollowsTheArcCounterClockwise) {
                       .isBetween(angle::fromDegree(c.from), angle::fromDegree(c.to), c.tolerance),
                   c.inside)
             << c.degrees << " on " << c.from << ".." << c.to << " +- " << c.tolerance;
-}
-
-TEST(angle, comparisonAndDivision) {
-    EXPECT_TRUE(angle::fromDegree(10) < angle::fromDegree(20));
-    EXPECT_FALSE(angle::fromDegree(360) == angle::fromDegree(0)); // by stored value
-    angle a = angle::fromDegree(90);
-    a /= 2;
-    EXPECT_EQ(a.radians(), angle::fromDegree(90).radians() / 2);
-    vxtest::failedAssertion([&] { a /= 0.0; });
-    EXPECT_EQ(a.radians(), angle::fromDegree(90).radians() / 2);
 }

@@ -273,9 +273,10 @@ bool celsiusToText(vx::string& to, const celsius& from, int flags, char* argumen
 bool celsiusFromText(celsius& to, const vx::string& from, int, char*) { return dtconvert(to.degrees, from); }
 struct noText {};
 
-bool convertRaw(const std::type_info& to, void* toValue, const std::type_info& from, const void* fromValue,
-                int flags = 0, char* arguments = nullptr) {
-    return typeConversionManager::instance().convert(to, toValue, from, fromValue, flags, arguments);
+// Converts through the manager, as a caller that knows the types only by their type_info.
+template <class To, class From>
+bool convert(To& to, const From& from, int flags = 0, char* arguments = nullptr) {
+    return typeConversionManager::instance().convert(typeid(To), &to, typeid(From), &from, flags, arguments);
 }
 
 TEST(ConversionManager, LibraryPairsDirectAndThroughText) {
@@ -290,53 +291,40 @@ TEST(ConversionManager, LibraryPairsDirectAndThroughText) {
         EXPECT_EQ(manager.hasConverter(*to, *from), direct) << to->name() << " " << from->name();
     // Without a direct converter the way leads through vx::string: double to bool, bool to bool.
     bool b = false, to = false;
-    const double d = 2.5; // "2.5" reads as the number 2
-    const bool from = true;
-    EXPECT_TRUE(convertRaw(typeid(bool), &b, typeid(double), &d) && b);
-    EXPECT_TRUE(convertRaw(typeid(bool), &to, typeid(bool), &from) && to);
+    EXPECT_TRUE(convert(b, 2.5) && b && convert(to, true) && to); // "2.5" reads as the number 2
     // Flags and arguments serve both steps: the width pads the intermediate text.
     typeConverter<celsius, vx::string> toText(&celsiusToText);
     typeConverter<vx::string, celsius> fromText(&celsiusFromText);
     const celsius warm{21.5};
     vx::string s;
     conversionArguments two(2);
-    EXPECT_TRUE(convertRaw(typeid(vx::string), &s, typeid(celsius), &warm, convertWidth, two.cursor()) &&
-                s == L"21.50");
+    EXPECT_TRUE(convert(s, warm, convertWidth, two.cursor()) && s == L"21.50");
     // Through text the second step decides: 21.5 is not an int as text, but reads as 21.
     int whole = 0;
-    EXPECT_TRUE(convertRaw(typeid(int), &whole, typeid(celsius), &warm) && whole == 21);
     celsius back;
-    const short cold = -4;
-    EXPECT_TRUE(convertRaw(typeid(celsius), &back, typeid(short), &cold) && back.degrees == -4.0);
+    EXPECT_TRUE(convert(whole, warm) && whole == 21 && convert(back, short(-4)) && back.degrees == -4.0);
 }
 
 TEST(ConversionManager, NoWayIsFalseAndLeavesTheTarget) {
+    auto& manager = typeConversionManager::instance();
     noText target;
     int i = 5;
-    const int source = 3;
-    const noText from;
-    const vx::string textValue = L"1";
-    const wchar_t c = L'7';
-    // From text only direct; wchar_t has no converter at all.
-    EXPECT_FALSE(convertRaw(typeid(noText), &target, typeid(int), &source) ||
-                 convertRaw(typeid(int), &i, typeid(noText), &from) ||
-                 convertRaw(typeid(noText), &target, typeid(vx::string), &textValue) ||
-                 convertRaw(typeid(int), &i, typeid(wchar_t), &c) ||
-                 convertRaw(typeid(int), nullptr, typeid(int), &source) ||
-                 convertRaw(typeid(int), &i, typeid(int), nullptr));
+    // From text only direct; wchar_t has no converter at all; null values convert nothing.
+    EXPECT_FALSE(convert(target, 3) || convert(i, noText()) || convert(target, vx::string(L"1")) || convert(i, L'7') ||
+                 manager.convert(typeid(int), nullptr, typeid(int), &i, 0, nullptr) ||
+                 manager.convert(typeid(int), &i, typeid(int), nullptr, 0, nullptr));
     EXPECT_EQ(i, 5);
     // A failing first step ends the chain.
     typeConverter<vx::string, celsius> fromText(&celsiusFromText);
     celsius result{1.0};
-    const std::string notNumber = "warm";
-    EXPECT_FALSE(convertRaw(typeid(celsius), &result, typeid(std::string), &notNumber) || result.degrees != 1.0);
+    EXPECT_FALSE(convert(result, std::string("warm")) || result.degrees != 1.0);
 }
 
 TEST(ConversionManager, RegistrationLifecycle) {
     auto& manager = typeConversionManager::instance();
     const celsius warm{30.0};
     vx::string s;
-    const auto text = [&] { return convertRaw(typeid(vx::string), &s, typeid(celsius), &warm) ? s : L"<false>"; };
+    const auto text = [&] { return convert(s, warm) ? s : L"<false>"; };
     {
         typeConverter<celsius, vx::string> toText(&celsiusToText);
         EXPECT_EQ(text(), L"30");
@@ -384,9 +372,8 @@ TEST(ConversionManager, ReadersConvertWhileWritersRegister) {
             for (int round = 0; round < 300; ++round) {
                 typeConverter<celsius, vx::string> toText(&celsiusToText);
                 typeConverter<vx::string, celsius> fromText(&celsiusFromText);
-                const celsius warm{1.5};
                 vx::string s;
-                wrong += !convertRaw(typeid(vx::string), &s, typeid(celsius), &warm) || s != L"1.5";
+                wrong += !convert(s, celsius{1.5}) || s != L"1.5";
             }
             stop = --writing == 0;
             return;
@@ -394,11 +381,8 @@ TEST(ConversionManager, ReadersConvertWhileWritersRegister) {
         int n = 0;
         for (; !stop.load() || n < 200; ++n) {
             int i = 0;
-            const vx::string number = L"123";
-            wrong += !convertRaw(typeid(int), &i, typeid(vx::string), &number) || i != 123;
             vx::string s;
-            const double d = 0.25;
-            wrong += !convertRaw(typeid(vx::string), &s, typeid(double), &d) || s != L"0.25";
+            wrong += !convert(i, vx::string(L"123")) || i != 123 || !convert(s, 0.25) || s != L"0.25";
         }
         conversions += n;
     });
@@ -419,11 +403,8 @@ TEST(ValueTypeText, EveryPairRegisteredAndRoundTrips) {
         using T = decltype(value);
         T fresh;
         vx::string text, again;
-        return convertRaw(typeid(vx::string), &text, typeid(T), &value) &&
-               convertRaw(typeid(T), &fresh, typeid(vx::string), &text) &&
-               convertRaw(typeid(vx::string), &again, typeid(T), &fresh) && again == text
-                   ? text
-                   : vx::string(L"<failed>");
+        const bool same = convert(text, value) && convert(fresh, text) && convert(again, fresh) && again == text;
+        return same ? text : vx::string(L"<failed>");
     };
     vx::searchPath path;
     vx::searchPath::fromString(home + L";" + home + L"\\missing", path, L';');
@@ -456,11 +437,8 @@ TEST(ValueTypeText, TextThatDoesNotReadLeavesTheTarget) {
     // Between two value types the way leads through text: a time's text reads as the number of
     // its hour; a guid's text is no date.
     int hour = 0;
-    const vx::time noon(12, 30, 0, 0);
-    EXPECT_TRUE(convertRaw(typeid(int), &hour, typeid(vx::time), &noon) && hour == 12);
     vx::date target = d;
-    const vx::guid g;
-    EXPECT_FALSE(convertRaw(typeid(vx::date), &target, typeid(vx::guid), &g) || target != d);
+    EXPECT_TRUE(convert(hour, vx::time(12, 30, 0, 0)) && hour == 12 && !convert(target, vx::guid()) && target == d);
 }
 
 // A removal waits for the conversions that may use the removed converter, but not for the one
@@ -475,9 +453,8 @@ TEST(ConversionManager, ConverterRemovesItselfWhileConverting) {
     vx::typeconvert::functionConverter<celsius, vx::string> toText(&celsiusToTextRemovingItself);
     gRemovedWhileConverting = &toText;
     typeConversionManager::instance().add(&toText);
-    const celsius warm{2.5};
     vx::string s;
-    EXPECT_TRUE(convertRaw(typeid(vx::string), &s, typeid(celsius), &warm) && s == L"2.5");
+    EXPECT_TRUE(convert(s, celsius{2.5}) && s == L"2.5");
     EXPECT_FALSE(typeConversionManager::instance().hasConverter(typeid(vx::string), typeid(celsius)));
 }
 

@@ -23,8 +23,7 @@ TEST(angle, unitsUseTheFixedFactorsComparisonTheStoredValueAndDivisionByZeroAsse
 TEST(angle, normalisationKeepsBothBoundsAndWrapsBeyond) {
     const struct { double degrees, minusPiToPi, zeroToTwoPi; } cases[] = {
         {180, 180, 180}, {-180, -180, 180}, {190, -170, 190}, {-190, 170, 170}, {540, 180, 180},
-        {-540, -180, 180}, {360, 0, 0}, {-90, -90, 270}, {720.5, 0.5, 0.5}, {0, 0, 0}, {-1e-15, -1e-15, 0},
-    };
+        {-540, -180, 180}, {360, 0, 0}, {-90, -90, 270}, {720.5, 0.5, 0.5}, {0, 0, 0}, {-1e-15, -1e-15, 0}};
     for (const auto& c : cases) {
         const angle a = angle::fromDegree(c.degrees);
         EXPECT_TRUE(vx::dblEq(a.degreeBetweenMinusPiAndPi(), c.minusPiToPi, 1e-9)) << c.degrees;
@@ -44,8 +43,7 @@ TEST(angle, isEqualToIsStrictUnlikeDblEqAndOnlyTheInexactFormNormalises) {
         {one, one, 0, true, false}, {one, one, 0, false, false}, {one, oneAndAHalf, 0.5, true, false},
         {one, oneAndAHalf, 0.50001, true, true}, {angle::fromDegree(370), angle::fromDegree(10), 1e-9, false, true},
         {angle::fromDegree(370), angle::fromDegree(10), 1e-9, true, false},
-        {angle::fromDegree(180), angle::fromDegree(-180), 1e-9, false, false},
-    };
+        {angle::fromDegree(180), angle::fromDegree(-180), 1e-9, false, false}};
     for (const auto& c : cases)
         EXPECT_EQ(c.a.isEqualTo(c.b, c.tolerance, c.exact), c.equal) << c.a.degree() << " " << c.b.degree();
 }
@@ -55,8 +53,7 @@ TEST(angle, isBetweenFollowsTheArcCounterClockwise) {
         {0, 350, 10, 0, true}, {355, -10, 10, 0, true}, {180, 350, 10, 0, false}, {180, 10, 350, 0, true},
         {0, 10, 350, 0, false}, {10, 10, 350, 0, true}, {350, 10, 350, 0, true}, {730, 0, 20, 0, true},
         {-350, 0, 20, 0, true}, {45, 45, 45, 0, true}, {46, 45, 45, 0, false}, {9, 10, 20, 0, false},
-        {9, 10, 20, 0.02, true}, {21, 10, 20, 0.02, true}, {15, 10, 20, -0.1, false},
-    };
+        {9, 10, 20, 0.02, true}, {21, 10, 20, 0.02, true}, {15, 10, 20, -0.1, false}};
     for (const auto& c : cases)
         EXPECT_EQ(angle::fromDegree(c.degrees)
                       .isBetween(angle::fromDegree(c.from), angle::fromDegree(c.to), c.tolerance),

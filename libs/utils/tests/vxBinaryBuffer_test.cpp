@@ -95,8 +95,7 @@ TEST(binaryBufferRoom, constructorsGrowthAndShrinkSetExactLengths) {
     // Growth is exact, without slack.
     binaryBuffer b(16);
     const struct { const char* bytes; bool atStart; std::uint64_t room; } steps[] = {
-        {"12345", false, 16}, {"abcdefghijklmnopqrst", false, 25}, {"#", false, 26}, {">>", true, 28},
-    };
+        {"12345", false, 16}, {"abcdefghijklmnopqrst", false, 25}, {"#", false, 26}, {">>", true, 28}};
     for (const auto& step : steps) {
         const auto n = std::strlen(step.bytes);
         step.atStart ? b.writeAtStart(step.bytes, n) : b.write(step.bytes, n);
@@ -108,8 +107,7 @@ TEST(binaryBufferRoom, constructorsGrowthAndShrinkSetExactLengths) {
     EXPECT_TRUE(b.logicalLength() == 0u && b.physicalLength() == 100u);
     // Shrinking leaves at least eight bytes of room: below that it grows. A full buffer stays as it is.
     const struct { std::uint64_t room, content, expected; } cases[] = {
-        {16, 3, 8}, {20, 10, 10}, {9, 0, 8}, {8, 8, 8}, {10, 10, 10}, {0, 0, 0}, {5, 2, 8}, {3, 3, 3},
-    };
+        {16, 3, 8}, {20, 10, 10}, {9, 0, 8}, {8, 8, 8}, {10, 10, 10}, {0, 0, 0}, {5, 2, 8}, {3, 3, 3}};
     for (const auto& c : cases) {
         binaryBuffer shrunk = bufferOf(std::string("0123456789", c.content), c.room);
         shrunk.shrink();
@@ -170,8 +168,7 @@ TEST(binaryBufferCursor, readFollowsTheCursorRules) {
     // Valid cursors lie within the content; only they are read from.
     const struct { const void* cursor; bool valid; } cases[] = {
         {b.data(), true}, {b.data() + 6, true}, {b.data() + 7, false},
-        {b.data() + 10, false}, {addressBefore(b.data()), false}, {nullptr, true},
-    };
+        {b.data() + 10, false}, {addressBefore(b.data()), false}, {nullptr, true}};
     for (const auto& c : cases) {
         EXPECT_EQ(b.isValidCursor(c.cursor), c.valid) << c.cursor;
         void* at = const_cast<void*>(c.cursor);
@@ -189,8 +186,7 @@ TEST(binaryBufferCursor, readFollowsTheCursorRules) {
 TEST(base64, decodingStopsSilentlyAndAppendsAndTheBufferCodecsSetTheRoom) {
     const struct { std::string text, bytes; } cases[] = {
         {"TWFu", "Man"}, {"TQ", "M"}, {"TWE", "Ma"}, {"T", ""}, {"TQ==", "M"}, {"TWFuTQ==", "ManM"}, {"", ""},
-        {"TWFu\nTWFu", "Man"}, {"TW=Fu", "M"}, {"=TWFu", ""}, // every other stop: see the test of every place
-    };
+        {"TWFu\nTWFu", "Man"}, {"TW=Fu", "M"}, {"=TWFu", ""}}; // every other stop: see the test of every place
     for (const auto& c : cases) {
         std::string out = "head:";
         vx::base64_decode(c.text, out);
@@ -204,8 +200,7 @@ TEST(base64, decodingStopsSilentlyAndAppendsAndTheBufferCodecsSetTheRoom) {
     // The text ends at the first null, wherever it is.
     const struct { std::string in, out; std::uint64_t room; } inBuffer[] = {
         {"TWFu", "Man", 5}, {std::string("TQ\0", 3), "M", 3}, {std::string("TWE\0TWFu", 8), "Ma", UINT64_MAX},
-        {"", "", UINT64_MAX},
-    };
+        {"", "", UINT64_MAX}};
     for (const auto& c : inBuffer) {
         binaryBuffer b = bufferOf(c.in);
         ASSERT_TRUE(b.base64Decode());
@@ -213,8 +208,7 @@ TEST(base64, decodingStopsSilentlyAndAppendsAndTheBufferCodecsSetTheRoom) {
     }
     // Encoding keeps a wider room and grows a short one to the text.
     const struct { std::string bytes; std::uint64_t roomBefore, roomAfter; } encoded[] = {
-        {"Man", 3, 4}, {"Man", 64, 64}, {"M", 4, 4}, {std::string(300, 'x'), 300, 400}, {"", 0, 0}, {"", 16, 16},
-    };
+        {"Man", 3, 4}, {"Man", 64, 64}, {"M", 4, 4}, {std::string(300, 'x'), 300, 400}, {"", 0, 0}, {"", 16, 16}};
     for (const auto& c : encoded) {
         binaryBuffer b = bufferOf(c.bytes, c.roomBefore);
         ASSERT_TRUE(b.base64Encode());
@@ -289,8 +283,7 @@ TEST(binaryBufferText, mbcsToWideCharGivesUtf16LittleEndian) {
         {"", ""}, {"A", std::string("A\0", 2)}, {"\xC3\xA9", std::string("\xE9\0", 2)}, {"\xE2\x82\xAC", "\xAC\x20"},
         {"\xF0\x9F\x98\x80", std::string("\x3D\xD8\x00\xDE", 4)}, // a surrogate pair
         {std::string("a\0b", 3), std::string("a\0\0\0b\0", 6)},   // nulls are characters
-        {"\xFF", "\xFD\xFF"}, {"\xE2\x82", "\xFD\xFF"},          // ill-formed: U+FFFD
-    };
+        {"\xFF", "\xFD\xFF"}, {"\xE2\x82", "\xFD\xFF"}};         // ill-formed: U+FFFD
     for (const auto& c : cases) {
         binaryBuffer b = bufferOf(c.in);
         b.mbcsToWideChar();
@@ -313,8 +306,7 @@ TEST(binaryBufferText, scramblingIsItsOwnInverseAndKeepsTheLength) {
     // The key's bytes are its UTF-8 form; zero bytes scrambled by xxor do not repeat the key.
     const struct { scramble s; const wchar_t* key; std::string bytes, scrambled; } cases[] = {
         {&binaryBuffer::bitwiseXor, L"\u00e9", std::string(4, '\0'), "\xC3\xA9\xC3\xA9"},
-        {&binaryBuffer::xxorDontUseAnyLonger, L"A", std::string(3, '\0'), "A@C"},
-    };
+        {&binaryBuffer::xxorDontUseAnyLonger, L"A", std::string(3, '\0'), "A@C"}};
     for (const auto& c : cases) {
         binaryBuffer b = bufferOf(c.bytes);
         (b.*c.s)(c.key);
@@ -378,8 +370,7 @@ TEST_F(bufferTest, base64FilesAsText) {
 
 TEST_F(bufferTest, gzipRoundTripsInMemoryWithTheBytesOfAGzipFile) {
     const struct { const char* name; std::string bytes; } cases[] = {
-        {"empty", ""}, {"1 MiB", std::string(1 << 20, 'z') + "end"}, {"incompressible", randomBytes(300000, 9)},
-    };
+        {"empty", ""}, {"1 MiB", std::string(1 << 20, 'z') + "end"}, {"incompressible", randomBytes(300000, 9)}};
     for (const auto& c : cases) {
         write("plain", c.bytes);
         ASSERT_TRUE(at("plain").gzCompressTo(at("packed"), nullptr, nullptr)) << c.name;
@@ -391,8 +382,7 @@ TEST_F(bufferTest, gzipRoundTripsInMemoryWithTheBytesOfAGzipFile) {
         EXPECT_TRUE(bytesOf(b) == c.bytes && leftovers() == 0u) << c.name;
     }
     const struct { std::string bytes; bool gzip; } magic[] = {
-        {"", false}, {"\x1F\x8B", false}, {"\x1F\x8B\x08rest", true}, {"\x1F\x8B\x09", false}, {"\x8B\x1F\x08", false},
-    };
+        {"", false}, {"\x1F\x8B", false}, {"\x1F\x8B\x08rest", true}, {"\x1F\x8B\x09", false}, {"\x8B\x1F\x08", false}};
     for (const auto& c : magic)
         EXPECT_EQ(bufferOf(c.bytes).isGZCompressed(), c.gzip) << c.bytes.size();
 }
@@ -405,8 +395,7 @@ TEST_F(bufferTest, gzUncompressReadsMembersAsGzipFilesAreReadAndRefusesDamagedDa
         {"two members in turn", a + b, "first second"},
         {"anything after a member that starts no other is ignored", a + "garbage", "first "},
         {"so is a single byte", a + "\x1F", "first "}, {"plain data passes through", "plain", "plain"},
-        {"a single byte too", "\x1F", "\x1F"},
-    };
+        {"a single byte too", "\x1F", "\x1F"}};
     for (const auto& c : cases) {
         binaryBuffer buffer = bufferOf(c.bytes);
         EXPECT_TRUE(buffer.gzUncompress() && bytesOf(buffer) == c.expected) << c.what;
@@ -436,8 +425,7 @@ TEST_F(bufferTest, gzUncompressGrowsTwofoldAndStopsAtTheLimit) {
     ASSERT_TRUE(b.gzUncompress());
     EXPECT_TRUE(bytesOf(b) == zeros && b.physicalLength() < 2 * zeros.size());
     const struct { std::uint64_t limit; bool done; } limits[] = {
-        {zeros.size(), true}, {zeros.size() - 1, false}, {1000, false}, {0, false},
-    };
+        {zeros.size(), true}, {zeros.size() - 1, false}, {1000, false}, {0, false}};
     for (const auto& l : limits) {
         binaryBuffer limited = bufferOf(packed);
         EXPECT_EQ(limited.gzUncompress({}, l.limit), l.done) << l.limit;

@@ -9,8 +9,7 @@
 TEST(dblEq, toleranceIsInclusive) {
     const struct { double a, b, tolerance; bool equal; } cases[] = {
         {1, 1, 0, true}, {1.0, 1.5, 0.5, true}, {1.0, 1.5, 0.49, false}, {-2.0, 2.0, 4.0, true},
-        {1.0, 1.0, -0.1, false}, {std::nan(""), std::nan(""), 1e300, false},
-    };
+        {1.0, 1.0, -0.1, false}, {std::nan(""), std::nan(""), 1e300, false}};
     for (const auto& c : cases)
         EXPECT_EQ(vx::dblEq(c.a, c.b, c.tolerance), c.equal) << c.a << " " << c.b << " " << c.tolerance;
 }
@@ -25,8 +24,7 @@ TEST(rounding, roundHalvesAwayFromZeroAndCutOffGoesTowardsZeroInDecimal) {
         {1.23, 20, 1.23, 1.23}, {1.23, INT_MAX, 1.23, 1.23}, {1.23, INT_MIN, 0, 0}, {0.29, 2, 0.29, 0.29},
         {2.789, 2, 2.79, 2.78}, {-2.789, 2, -2.79, -2.78}, {0.9999, 0, 1, 0}, {-0.9, 0, -1, 0},
         {1999, -3, 2000, 1000}, {999, -3, 1000, 0}, {4.35, 1, 4.4, 4.3}, {1.1, 8, 1.1, 1.1},
-        {1.23456789012, 8, 1.23456789, 1.23456789},
-    };
+        {1.23456789012, 8, 1.23456789, 1.23456789}};
     for (const auto& c : cases) {
         EXPECT_EQ(vx::roundImp(c.value, c.decimals), c.rounded) << c.value << " to " << c.decimals;
         EXPECT_EQ(vx::cutOffImp(c.value, c.decimals), c.cut) << c.value << " to " << c.decimals;

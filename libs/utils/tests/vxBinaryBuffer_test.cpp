@@ -11,8 +11,7 @@
 
 using vx::binaryBuffer, vx::file, vx::string;
 
-// Under AddressSanitizer a request for more memory than can be had must answer null, as the C
-// library does, instead of ending the program.
+// Under AddressSanitizer too a request for more memory than can be had must answer null.
 extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
     return "allocator_may_return_null=1";
 }

@@ -83,8 +83,7 @@ TEST(GenericValueConversion, ReadsConvertAndWritesKeepTheHolderType) {
     EXPECT_TRUE(ref.set(5, true) && !ref.isReference() && x == 1);
 }
 
-// Sharing: references alias the variable, value copies are deep, shared holders see each other.
-TEST(GenericValueReference, CopiesAliasTheVariable) {
+TEST(GenericValueSharing, ReferencesAliasTheVariableValueCopiesAreDeepSharedHoldersSeeEachOther) {
     int x = 1;
     genericValue ref(&x), copy(ref), assigned;
     assigned = ref;
@@ -102,19 +101,16 @@ TEST(GenericValueReference, CopiesAliasTheVariable) {
     int out = 4;
     EXPECT_FALSE(none.get(out) || none.set(vx::string(L"5"), false));
     EXPECT_TRUE(none.set(5, false)); // same type: set does nothing on a null pointer
-}
-
-TEST(GenericValueReference, ValueCopiesAreIndependentMovesAndSharesAreNot) {
-    genericValue original(1), copy(original);
-    int* p = nullptr;
-    ASSERT_TRUE(original.set(2, false) && copy.getPtr(p));
+    // Value copies are independent; moves and shares are not.
+    genericValue original(1), deep(original);
+    ASSERT_TRUE(original.set(2, false) && deep.getPtr(p));
     *p = 5;
     EXPECT_EQ(read<int>(original), 2);
-    genericValue moved(std::move(copy)), target(1), text(vx::string(L"b"));
-    EXPECT_TRUE(copy.isEmpty()); // NOLINT(bugprone-use-after-move)
+    genericValue moved(std::move(deep)), target(1), other(vx::string(L"b"));
+    EXPECT_TRUE(deep.isEmpty()); // NOLINT(bugprone-use-after-move)
     target = std::move(moved);
-    target.swap(text);
-    EXPECT_TRUE(target.type() == typeid(vx::string) && read<int>(text) == 5);
+    target.swap(other);
+    EXPECT_TRUE(target.type() == typeid(vx::string) && read<int>(other) == 5);
     target.clear();
     EXPECT_TRUE(target.isEmpty());
     // Values made from one holder see each other's writes; a copy of one still clones.

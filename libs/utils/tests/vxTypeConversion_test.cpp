@@ -30,8 +30,7 @@
 #endif
 
 #if defined(__SANITIZE_ADDRESS__)
-// glibc's newlocale keeps its copy of LOCPATH, through which the German test locale is found,
-// and never frees it.
+// glibc's newlocale keeps its copy of LOCPATH, which finds the German test locale, and never frees it.
 extern "C" __attribute__((used, visibility("default"))) const char* __lsan_default_suppressions() {
     return "leak:__argz_add_sep\n";
 }

@@ -294,7 +294,7 @@ TEST_F(compoundDocTest, readerTakesEntriesAsTheyStand) {
     EXPECT_TRUE(!tiny.getDictionary(listed) && listed.empty()) << "no entries: false, and the list emptied";
 }
 
-TEST_F(compoundDocTest, thumbnailFormatIsTheLowerCaseExtensionInUtf16) {
+TEST_F(compoundDocTest, thumbnailFormatIsTheLowerCaseExtensionInUtf16AndTheKnownBlocksAreExtracted) {
     const struct { const wchar_t* image; const char* utf8; std::string format; } cases[] = {
         {L"Pic.PNG", "Pic.PNG", std::string("\x04\0\0\0p\0n\0g\0\0\0", 12)},
         {L"a.b.JPeG", "a.b.JPeG", std::string("\x05\0\0\0j\0p\0e\0g\0\0\0", 14)},
@@ -319,16 +319,14 @@ TEST_F(compoundDocTest, thumbnailFormatIsTheLowerCaseExtensionInUtf16) {
     }
     compoundDocWriter w(at("none"));
     EXPECT_TRUE(!compoundDocUtils::writeThumbnail(at("img/missing.png"), w) && get("none") == "<missing>");
-}
-
-TEST_F(compoundDocTest, extractReadsTheKnownBlocks) {
+    // The known blocks are extracted by name.
     write("d", {{"thumbnail", "T"}, {"productioninfo", "P"}, {"info", ""}});
     write("bare", {{"other", "x"}});
     put("plain", "no document");
-    const struct { bool (*extract)(const vx::file&, vx::binaryBuffer&); std::string content; } cases[] = {
+    const struct { bool (*extract)(const vx::file&, vx::binaryBuffer&); std::string content; } extracts[] = {
         {&compoundDocUtils::extractThumbnail, "T"}, {&compoundDocUtils::extractProductionInfo, "P"},
         {&compoundDocUtils::extractInfo, ""}}; // present but empty: false
-    for (const auto& c : cases) {
+    for (const auto& c : extracts) {
         vx::binaryBuffer out;
         out.write("previous", 8);
         EXPECT_TRUE(c.extract(at("d"), out) == !c.content.empty() && bytesOf(out) == c.content) << c.content;

@@ -54,9 +54,8 @@ TEST(angle, isBetweenFollowsTheArcCounterClockwise) {
         {0, 10, 350, 0, false}, {10, 10, 350, 0, true}, {350, 10, 350, 0, true}, {730, 0, 20, 0, true},
         {-350, 0, 20, 0, true}, {45, 45, 45, 0, true}, {46, 45, 45, 0, false}, {9, 10, 20, 0, false},
         {9, 10, 20, 0.02, true}, {21, 10, 20, 0.02, true}, {15, 10, 20, -0.1, false}};
+    const auto degrees = &angle::fromDegree;
     for (const auto& c : cases)
-        EXPECT_EQ(angle::fromDegree(c.degrees)
-                      .isBetween(angle::fromDegree(c.from), angle::fromDegree(c.to), c.tolerance),
-                  c.inside)
+        EXPECT_EQ(degrees(c.degrees).isBetween(degrees(c.from), degrees(c.to), c.tolerance), c.inside)
             << c.degrees << " on " << c.from << ".." << c.to << " +- " << c.tolerance;
 }

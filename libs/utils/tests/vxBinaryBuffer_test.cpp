@@ -195,8 +195,7 @@ TEST(base64, decodingStopsSilentlyAndAppendsAndTheBufferCodecsSetTheRoom) {
     vx::base64_encode(reinterpret_cast<const unsigned char*>("Man"), 3, out);
     vx::base64_encode(nullptr, 3, out);
     EXPECT_EQ(out, "head:TWFu");
-    // In a buffer a null is appended, which takes one byte more of room, unless one is at the end already.
-    // The text ends at the first null, wherever it is.
+    // In a buffer a null is appended (one byte more of room) unless one ends it; the text ends at the first null.
     const struct { std::string in, out; std::uint64_t room; } inBuffer[] = {
         {"TWFu", "Man", 5}, {std::string("TQ\0", 3), "M", 3}, {std::string("TWE\0TWFu", 8), "Ma", UINT64_MAX},
         {"", "", UINT64_MAX}};
@@ -228,8 +227,7 @@ TEST(base64, agreesWithThePlainDefinitionAtEveryLengthAndEveryStop) {
         ASSERT_EQ(back, bytes) << n;
         ASSERT_TRUE(n > 300 || text == referenceBase64(bytes)) << n;
     }
-    // A stop at character k leaves k whole characters of 6 bits: the first k * 6 / 8 bytes. Every
-    // byte outside the alphabet stops, wherever it falls in a block of the fast steps.
+    // Any byte outside the alphabet at character k, wherever in a fast step, leaves the first k * 6 / 8 bytes.
     const std::string bytes = randomBytes(54, 3), whole = referenceBase64(bytes);
     for (int value = 0; value < 256; ++value) {
         const char stop = static_cast<char>(value);
@@ -257,8 +255,7 @@ TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
             running.crc(bytes.data() + at, piece = std::min<std::size_t>(size - at, generator() % 40));
         EXPECT_EQ(~running.value() & 0xFFFFFFFFul, expected) << size;
     }
-    // Every length from 0 to 4096 at every start within 16 bytes: the carry-less folding (from 64
-    // bytes on, where the processor has it), its 16-byte steps and the tail left to the tables.
+    // Every length to 4096 at every start within 16 bytes: the folding from 64 bytes on, its steps and the tail.
     const std::string data = randomBytes(4096 + 16, 99);
     for (std::size_t start = 0; start < 16; ++start) {
         std::uint32_t reference = 0xFFFFFFFFu;
@@ -415,8 +412,7 @@ TEST_F(bufferTest, gzUncompressReadsMembersAsGzipFilesAreReadAndRefusesDamagedDa
 }
 
 TEST_F(bufferTest, gzUncompressGrowsTwofoldAndStopsAtTheLimitOrACancelKeepingTheContent) {
-    // 64 MiB from about 64 KiB: the room starts at twice the compressed size and at least
-    // doubles when short, so it ends below twice the content.
+    // The room starts at twice the packed size and at least doubles when short: it ends below twice the content.
     const std::string zeros(64u << 20, '\0');
     binaryBuffer b = bufferOf(zeros);
     ASSERT_TRUE(b.gzCompress());

@@ -381,8 +381,7 @@ TEST_F(compoundDocTest, fullDiskFailsTheWriteAndKeepsTheBlocksBeforeIt) {
         fails([&] { c.flush(); }, "c: no room to flush");
         fails([&] { c.close(); }, "c: no room to close");
         c.close(); // closed now, even though it failed
-        // Gathered blocks that do not fit fail at the close that sends them, and are left out;
-        // the dictionary of the blocks before them still fits.
+        // Gathered blocks that do not fit fail at the close that sends them; the dictionary before them fits.
         compoundDocWriter d(at("d"));
         for (const char* name : {"d1", "d2", "d3", "d4"})
             add(d, name, std::string(20000, name[1]));

@@ -72,8 +72,7 @@ TEST(GenericValueConversion, ReadsConvertAndWritesKeepTheHolderType) {
     genericValue v(10);
     EXPECT_TRUE(!v.set(vx::string(L"x"), false) && read<int>(v) == 10 && v.set(3.9, false) && read<int>(v) == 3);
     EXPECT_TRUE(v.set(L"44", false) && v.type() == typeid(int) && read<int>(v) == 44);
-    // A range failure in a write still changes the value: it holds the limit. Text outside the
-    // range of short leaves it as it was.
+    // A range failure in a write stores the limit; text outside the range of short leaves the value as it was.
     genericValue small(short(1));
     EXPECT_TRUE(!small.set(40000, false) && !small.set(vx::string(L"-40000"), false) && read<short>(small) == 32767);
     // A replacing write changes the holder; on a reference it lets the variable go.

@@ -134,8 +134,7 @@ TEST(NumberConversion, RangeFailureStoresTheNearestLimit) {
         // Floating point truncates toward zero and saturates.
         gives<int>(-2.9, -2), gives<int>(-3e9f, INT_MIN, false), gives<unsigned int>(-0.5, 0u, false),
         gives<long>(-std::numeric_limits<double>::infinity(), LONG_MIN, false),
-        // 2 to the number of digits passes a comparison with the maximum as a floating constant, but
-        // does not fit; the lowest value itself fits.
+        // 2 to the number of digits passes a comparison with the maximum as a floating constant but does not fit.
         gives<int>(2147483648.0f, INT_MAX, false), gives<int>(2147483647.5, INT_MAX, false),
         gives<unsigned long long>(18446744073709551616.0f, ULLONG_MAX, false), gives<int>(-2147483648.0, INT_MIN),
         // Not a number has no nearest limit: the target keeps its value.
@@ -433,8 +432,7 @@ TEST(ValueTypeText, EveryPairRoundTripsAndTextThatDoesNotReadLeavesTheTarget) {
     const vx::string fileName = keptFile.fullName(), dirName = keptDir.fullName();
     EXPECT_FALSE(dtconvert(keptFile, vx::string()) || dtconvert(keptDir, vx::string()));
     EXPECT_TRUE(keptFile.fullName() == fileName && keptDir.fullName() == dirName);
-    // Between two value types the way leads through text: a time's text reads as the number of
-    // its hour; a guid's text is no date.
+    // Between value types the way leads through text: a time's text reads as its hour; a guid's is no date.
     int hour = 0;
     vx::date target = d;
     EXPECT_TRUE(convert(hour, vx::time(12, 30, 0, 0)) && hour == 12 && !convert(target, vx::guid()) && target == d);

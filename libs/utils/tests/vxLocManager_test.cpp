@@ -2,10 +2,8 @@
 
 #include <vxDirectory.h>
 #include <vxException.h>
-#include <vxFile.h>
 #include <vxLocManager.h>
 #include <vxLocString.h>
-#include <vxModule.h>
 #include <vxSearchPath.h>
 
 using vx::locManager;
@@ -231,17 +229,17 @@ TEST_F(locManagerTest, threadsResolveWhileTheLanguageChanges) {
     searchIn(root);
     manager().setDefaultLocFile(L"app.loc");
     manager().setDefaultLanguage(L"de");
-    static std::atomic<int> told{0};
+    static std::atomic<int> told;
+    told = 0;
     const locManager::languageChangedCB count = [](const wchar_t*, const wchar_t*) { ++told; };
     manager().addLanguageChangedCB(count);
     constexpr int kReaders = 4, kRounds = 300;
     std::atomic<int> wrong{0}, finished{0};
-    std::atomic<bool> readersDone{false};
     int changes = 0;
     vxtest::runThreads(kReaders + 1, [&](int t) {
         if (t == kReaders) {
             // The writer changes the language until the readers are done.
-            for (int i = 0; i < 50 || !readersDone.load(); ++i, ++changes)
+            for (int i = 0; i < 50 || finished.load() < kReaders; ++i, ++changes)
                 manager().setDefaultLanguage(i % 2 ? L"de" : L"en");
             return;
         }
@@ -250,11 +248,9 @@ TEST_F(locManagerTest, threadsResolveWhileTheLanguageChanges) {
             a.params().set(i, L"N");
             const std::wstring got = a.string(), n = std::to_wstring(i);
             wrong += got != L"deutsch " + n && got != L"english " + n;
-            const std::wstring common = locString(L"Msg_C", L"dflt").string(t % 2 ? L"de" : L"en");
-            wrong += common != (t % 2 ? L"gemeinsam" : L"common");
+            wrong += text(locString(L"Msg_C", L"dflt"), t % 2 ? L"de" : L"en") != (t % 2 ? L"gemeinsam" : L"common");
         }
-        if (++finished == kReaders)
-            readersDone = true;
+        ++finished;
     });
     manager().removeLanguageChangedCB(count);
     EXPECT_EQ(wrong.load(), 0);

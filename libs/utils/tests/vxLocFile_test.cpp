@@ -55,33 +55,27 @@ void expectCases(const wchar_t* id, const std::vector<formatCase>& cases) {
 
 TEST(locFileFormat, linesKeysValuesCommentsAndContinuations) {
     expectCases(L"Key", {
-        {"comment behind the text", "Key Text ; note\n", L"Text"}, {"two ;", "Key a;b;c\n", L"a;b"},
-        {"quoted text keeps ;", "Key \"Text ; note\"\n", L"Text ; note"}, {"only a comment", "Key ;\n", L""},
-        {"quoted text ends at the last quote", "Key \"a \"b\" c\" ; x\n", L"a \"b\" c"},
-        {"no closing quote", "Key \"open text\n", L"open text"}, {"quote inside", "Key say \"hi\"\n", L"say \"hi\""},
-        {"blanks and tabs", "  \tKey \t  Text\there \t\r\n", L"Text here"}, {"tab", "Key\tText\n", L"Text"},
-        {"line feed sequences", "Key Line1\\n\\nLine2\n", L"Line1\n\nLine2"},
-        {"backslash before the sequence", "Key a\\\\nb\n", L"a\\\nb"},
-        {"first definition wins", "Key first\nKey second\n", L"first"},
-        {"keys are case-sensitive", "Key Text\n", absent, L"key"}, {"line without blank", "Key\n", absent},
-        {"key with ; is a comment", "Ke;y Text\n", absent, L"Ke;y"}, {"comment line", ";Key Text\n", absent, L";Key"},
-        {"CR LF lines", "A one\r\nB two\r\n", L"two", L"B"}, {"no last line end", "A one\nB two", L"two", L"B"},
-        {"the id is trimmed", "Key Text\n", L"Text", L" \tKey \t\r\n"}, {"null id", "Key Text\n", absent, nullptr},
-        {"a null character ends its line", std::string("Key Te\0xt\nB two\n", 16), L"Te"},
-        {"an include line is an entry too", "#include other.loc ; x\n", L"other.loc", L"#include"},
-        {"a severity prefix is taken off", "Key E: Broken\n", L"Broken"},
+        {"comment behind", "Key Text ; note\n", L"Text"}, {"two ;", "Key a;b;c\n", L"a;b"},
+        {"quoted ;", "Key \"Text ; note\"\n", L"Text ; note"}, {"only a comment", "Key ;\n", L""},
+        {"last quote ends", "Key \"a \"b\" c\" ; x\n", L"a \"b\" c"},
+        {"unclosed quote", "Key \"open text\n", L"open text"}, {"quote inside", "Key say \"hi\"\n", L"say \"hi\""},
+        {"blanks, tabs", "  \tKey \t  Text\there \t\r\n", L"Text here"}, {"tab", "Key\tText\n", L"Text"},
+        {"\\n", "Key Line1\\n\\nLine2\n", L"Line1\n\nLine2"}, {"\\ before \\n", "Key a\\\\nb\n", L"a\\\nb"},
+        {"first wins", "Key first\nKey second\n", L"first"}, {"key case", "Key Text\n", absent, L"key"},
+        {"no blank", "Key\n", absent}, {"; in key", "Ke;y Text\n", absent, L"Ke;y"},
+        {"comment line", ";Key Text\n", absent, L";Key"}, {"CR LF", "A one\r\nB two\r\n", L"two", L"B"},
+        {"no last end", "A one\nB two", L"two", L"B"}, {"id trimmed", "Key Text\n", L"Text", L" \tKey \t\r\n"},
+        {"null id", "Key Text\n", absent, nullptr}, {"null ends line", std::string("Key Te\0xt\nB two\n", 16), L"Te"},
+        {"include entry", "#include other.loc ; x\n", L"other.loc", L"#include"},
+        {"severity prefix", "Key E: Broken\n", L"Broken"},
         // Continued lines join their value parts.
-        {"nothing between the parts", "Key abc\\\ndef\n", L"abcdef"},
-        {"blank kept inside quotes", "Key \"abc \"\\\n   \"def\" ; note\n", L"abc def"},
-        {"the next part is cut at its ;", "Key a \\\nb ; note\n", L"ab"},
-        {"the first part is cut at its ;", "Key a ; note \\\nb\n", L"ab"},
-        {"value starts on the next line", "Key \\\n    Long text\n", L"Long text"},
+        {"joined", "Key abc\\\ndef\n", L"abcdef"}, {"quoted blank", "Key \"abc \"\\\n   \"def\" ; note\n", L"abc def"},
+        {"next part's ;", "Key a \\\nb ; note\n", L"ab"}, {"first part's ;", "Key a ; note \\\nb\n", L"ab"},
+        {"value on next line", "Key \\\n    Long text\n", L"Long text"},
         {"three lines", "Key a\\\nb\\\nc\nNext x\n", L"abc"}, {"at the end", "Key a\\", L"a"},
-        {"after a continuation", "Key a\\\nb\nNext x\n", L"x", L"Next"},
-        {"empty lines do not end it", "Key a\\\n\n\t\nb\n", L"ab"},
-        {"the next line taken whole", "Key a\\\nOther text\n", absent, L"Other"},
-        {"line feeds after the join", "Key a\\\\\nnb\n", L"a\nb"},
-        {"a comment line continues nothing", "; note \\\nKey x\n", L"x"},
+        {"line after", "Key a\\\nb\nNext x\n", L"x", L"Next"}, {"empty lines", "Key a\\\n\n\t\nb\n", L"ab"},
+        {"next line whole", "Key a\\\nOther text\n", absent, L"Other"}, {"\\n after join", "Key a\\\\\nnb\n", L"a\nb"},
+        {"comment line ends", "; note \\\nKey x\n", L"x"},
     });
 }
 
@@ -102,13 +96,13 @@ TEST(locFileFormat, longLinesArriveInPiecesOf1023Characters) {
 
 // Whole texts in each encoding are read in the test of reading in blocks.
 TEST(locFileEncoding, byteOrderMarkDecidesAndBrokenTextBecomesReplacementCharacters) {
-    const std::string utf16 = "\xFF\xFE" + vxtest::utf16le(L"A x") + std::string("\x00\xD8", 2) + // an unpaired surrogate
-                              vxtest::utf16le(L"y\nB z") + "\x41"; // and an odd last byte
+    const std::string utf16 = "\xFF\xFE" + vxtest::utf16le(L"A x") + std::string("\x00\xD8", 2) + // unpaired surrogate
+                              vxtest::utf16le(L"y\nB z") + "\x41";                               // odd last byte
     expectCases(L"A", {
         {"UTF-16LE, unpaired surrogate", utf16, L"x\uFFFDy"}, {"UTF-16LE, odd last byte", utf16, L"z\uFFFD", L"B"},
         {"invalid UTF-8 without a mark", "A \xC3(\xFF\n", L"\uFFFD(\uFFFD"},
         // A big-endian mark is no mark: its bytes are no UTF-8 and become part of the first key.
-        {"big-endian mark", "\xFE\xFF" "A x\n", absent}, {"big-endian mark, the key", "\xFE\xFF" "A x\n", L"x", L"\uFFFD\uFFFDA"},
+        {"big-endian mark", "\xFE\xFF" "A x\n", absent}, {"in the key", "\xFE\xFF" "A x\n", L"x", L"\uFFFD\uFFFDA"},
     });
 }
 
@@ -120,27 +114,27 @@ TEST(locFileAlias, aliasesFollowAndCyclesEnd) {
         {"alias", "A $$B\nB Text\n", L"Text"}, {"chain", "A $$B\nB $$C\nC $$D\nD End\n", L"End"},
         {"two-key cycle", "A $$B\nB $$A\n", L"$$A"}, {"self", "A $$A\n", L"$$A"},
         {"later cycle", "A $$B\nB $$C\nC $$B\n", L"$$B"}, {"long chain", chain + "K100000 End\n", L"End", L"K0"},
-        {"missing target", "A $$Nowhere\n", absent}, {"empty target", "A $$\n", absent},
-        {"quoted alias", "A \"$$B\"\nB Text\n", L"Text"}, {"a single $ is text", "A $B\nB Text\n", L"$B"},
+        {"no target", "A $$Nowhere\n", absent}, {"empty target", "A $$\n", absent},
+        {"quoted alias", "A \"$$B\"\nB Text\n", L"Text"}, {"single $", "A $B\nB Text\n", L"$B"},
     });
 }
 
 TEST(locFileCommands, replaceAfterAllEntriesInFileOrder) {
     expectCases(L"A", {
-        {"replace in every text", "A foo bar\n;;cmd(replace:::foo:::baz)\nB more foo\n", L"more baz", L"B"},
-        {"before the entries", ";;cmd(replace:::foo:::baz)\nA foo foo\n", L"baz baz"},
+        {"every text", "A foo bar\n;;cmd(replace:::foo:::baz)\nB more foo\n", L"more baz", L"B"},
+        {"before entries", ";;cmd(replace:::foo:::baz)\nA foo foo\n", L"baz baz"},
         {"unknown verb", ";;cmd(delete:::foo:::baz)\nA foo\n", L"foo"},
-        {"two fields", ";;cmd(replace:::foo)\nA foo\n", L"foo"},
+        {"2 fields", ";;cmd(replace:::foo)\nA foo\n", L"foo"},
         {"in file order", ";;cmd(replace:::a:::b)\n;;cmd(replace:::b:::c)\nA ab\n", L"cc"},
-        {"inserted text is not searched", ";;cmd(replace:::a:::aa)\nA aba\n", L"aabaa"},
+        {"inserted not searched", ";;cmd(replace:::a:::aa)\nA aba\n", L"aabaa"},
         {"4 fields", ";;cmd(replace:::a:::b:::c)\nA a\n", L"b"}, {"no search", ";;cmd(replace::::::x)\nA a\n", L"a"},
-        {"replace by nothing", ";;cmd(replace:::o:::)\nA foo\n", L"f"},
-        {"blanks and the closing parenthesis go", "  ;;cmd(replace:::o:::0)  \t\nA foo\n", L"f00"},
-        {"only the closing parenthesis", ";;cmd(replace:::o:::))\nA o\n", L")"},
-        {"anywhere in a line", "Note text ;;cmd(replace:::t:::T)\nA t\n", L"T"},
-        {"verb case counts", ";;cmd(Replace:::a:::b)\nA a\n", L"a"},
-        {"alias texts change too", ";;cmd(replace:::B:::C)\nA $$B\nB bee\nC sea\n", L"sea"},
-        {"the line feed is in place", ";;cmd(replace:::\\n:::+)\nA x\\ny\n", L"x\ny"},
+        {"by nothing", ";;cmd(replace:::o:::)\nA foo\n", L"f"},
+        {"blanks and ) go", "  ;;cmd(replace:::o:::0)  \t\nA foo\n", L"f00"},
+        {"only )", ";;cmd(replace:::o:::))\nA o\n", L")"},
+        {"inside a line", "Note text ;;cmd(replace:::t:::T)\nA t\n", L"T"},
+        {"verb case", ";;cmd(Replace:::a:::b)\nA a\n", L"a"},
+        {"alias texts", ";;cmd(replace:::B:::C)\nA $$B\nB bee\nC sea\n", L"sea"},
+        {"\\n in place", ";;cmd(replace:::\\n:::+)\nA x\\ny\n", L"x\ny"},
     });
 }
 

@@ -25,12 +25,17 @@ protected:
         manager().setOverlayId(overlay);
         manager().setDefaultSearchPath(path);
     }
-    // Searches root only.
-    static void searchIn(const vxtest::tempDir& root) {
+    // Writes the files below mRoot, which is then searched alone, and makes defaultFile the default language file.
+    void languageFiles(const wchar_t* defaultFile, std::initializer_list<std::pair<const char*, const char*>> files) {
+        for (const auto& [name, content] : files)
+            mRoot.makeFile(name, content);
         vx::searchPath path;
-        path.appendDirectory(vx::directory(root.windowsForm()));
+        path.appendDirectory(vx::directory(mRoot.windowsForm()));
         manager().setDefaultSearchPath(path);
+        manager().setDefaultLocFile(defaultFile);
     }
+
+    vxtest::tempDir mRoot;
 
     const vx::string mLanguage = manager().defaultLanguage(), mFile = manager().defaultLocFile(),
                      mOverlay = manager().overlayId();
@@ -64,11 +69,7 @@ TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutableAndNullSettingsAreI
 }
 
 TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichFileIsAsked) {
-    vxtest::tempDir root;
-    root.makeFile("de/app.loc", "Msg_Hello Hallo [Name]\n");
-    root.makeFile("en/app.loc", "Msg_Hello Hello [Name]\n");
-    searchIn(root);
-    manager().setDefaultLocFile(L"app.loc");
+    languageFiles(L"app.loc", {{"de/app.loc", "Msg_Hello Hallo [Name]\n"}, {"en/app.loc", "Msg_Hello Hello [Name]\n"}});
     locString hello(L"Msg_Hello", L"Default [Name]");
     hello.params().set(L"Ada", L"Name");
     EXPECT_EQ(text(hello), L"Default Ada"); // no default language: no folder is tried
@@ -81,11 +82,9 @@ TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichF
     EXPECT_TRUE(text(hello) == L"Hallo Ada" && hello.stringIdExists(L"en")); // the file found before is still there
     EXPECT_FALSE(hello.stringIdExists(L"fr") || locString(L"Msg_Other", L"x").stringIdExists(L"de"));
     // Which file is asked for which identifier.
-    for (const auto& [name, content] : {std::pair("de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n"),
-                                        {"en/one.loc", "Msg_A one\n"}, {"de/two.loc", "Msg_A zwei\nMsg_B zwei b\n"},
-                                        {"plain.loc", "Msg_A plain\n"}, {"de/plain.loc", "Msg_A plain de\n"}})
-        root.makeFile(name, content);
-    manager().setDefaultLocFile(L"one.loc");
+    languageFiles(L"one.loc", {{"de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n"}, {"en/one.loc", "Msg_A one\n"},
+                               {"de/two.loc", "Msg_A zwei\nMsg_B zwei b\n"}, {"plain.loc", "Msg_A plain\n"},
+                               {"de/plain.loc", "Msg_A plain de\n"}});
     struct lookupCase { const char* what; locString message; const wchar_t* language, *expected; } cases[] = {
         {"default file, default language", locString(L"Msg_A", L"dflt"), nullptr, L"eins"},
         {"default file, language asked for", locString(L"Msg_A", L"dflt"), L"en", L"one"},
@@ -117,14 +116,10 @@ TEST(locManagerOverlayName, overlayFileNames) {
 }
 
 TEST_F(locManagerTest, overlaysComeWithTheIdOfWhenAFileIsOpened) {
-    vxtest::tempDir root;
-    for (const auto& [name, content] : {std::pair("de/app.loc", "Msg_A base\nMsg_B base b\n"),
-                                        {"de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n"},
-                                        {"de/late.loc", "Msg_A late\n"}, {"de/late_site.loc", "Msg_A late site\n"},
-                                        {"de/other.loc", "Msg_B other base\n"},
-                                        {"de/other_site.loc", ";;cmd(replace:::base:::BASE)\n"}})
-        root.makeFile(name, content);
-    searchIn(root);
+    languageFiles(L"", {{"de/app.loc", "Msg_A base\nMsg_B base b\n"}, {"de/late.loc", "Msg_A late\n"},
+                        {"de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n"},
+                        {"de/late_site.loc", "Msg_A late site\n"}, {"de/other.loc", "Msg_B other base\n"},
+                        {"de/other_site.loc", ";;cmd(replace:::base:::BASE)\n"}});
     manager().setDefaultLanguage(L"de");
     EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"app.loc")), L"base");
     manager().setOverlayId(L"site");
@@ -180,10 +175,7 @@ void partnerTwo(const wchar_t*, const wchar_t* newLanguage) { reentrant(newLangu
 } // namespace
 
 TEST_F(locManagerTest, callbacksMayUseTheManager) {
-    vxtest::tempDir root;
-    root.makeFile("en/app.loc", "Msg_A english\n");
-    searchIn(root);
-    manager().setDefaultLocFile(L"app.loc");
+    languageFiles(L"app.loc", {{"en/app.loc", "Msg_A english\n"}});
     gCalls.clear();
     gReentrantCalls = 0;
     manager().addLanguageChangedCB(&partnerOne);
@@ -196,14 +188,11 @@ TEST_F(locManagerTest, callbacksMayUseTheManager) {
 }
 
 TEST_F(locManagerTest, aWriteFailureReportsInTheLanguageAskedFor) {
-    vxtest::tempDir root;
-    root.makeFile("de/vxUtils.loc", "; Meldungen der Dateien\nMsg_EWriteFile    E: Fehler beim Schreiben der Datei "
-                                    "[File] ; Datei\nMsg_EReadFile     $$Msg_EWriteFile\n");
-    root.makeFile("fr/vxUtils.loc", "Msg_EWriteFile Erreur d'écriture du fichier « [File] »\n");
-    searchIn(root);
-    manager().setDefaultLocFile(L"vxUtils.loc");
+    languageFiles(L"vxUtils.loc", {{"de/vxUtils.loc", "; Meldungen der Dateien\nMsg_EWriteFile    E: Fehler beim "
+                                                      "Schreiben der Datei [File] ; Datei\nMsg_EReadFile     $$Msg_EWriteFile\n"},
+                                   {"fr/vxUtils.loc", "Msg_EWriteFile Erreur d'écriture du fichier « [File] »\n"}});
     // A file in a folder that does not exist cannot be written.
-    const vx::file target(root.windowsForm("missing/plan.dxf"));
+    const vx::file target(mRoot.windowsForm("missing/plan.dxf"));
     const vx::writeFileException failure(target);
     const locString& message = failure.message();
     const std::wstring name = target.fullName(), german = L"Fehler beim Schreiben der Datei " + name;
@@ -221,13 +210,9 @@ TEST_F(locManagerTest, aWriteFailureReportsInTheLanguageAskedFor) {
 }
 
 TEST_F(locManagerTest, threadsResolveWhileTheLanguageChanges) {
-    vxtest::tempDir root;
-    for (const auto& [name, content] : {std::pair("de/app.loc", "Msg_A deutsch [N]\n#include common.loc\n"),
-                                        {"en/app.loc", "Msg_A english [N]\n#include common.loc\n"},
-                                        {"de/common.loc", "Msg_C gemeinsam\n"}, {"en/common.loc", "Msg_C common\n"}})
-        root.makeFile(name, content);
-    searchIn(root);
-    manager().setDefaultLocFile(L"app.loc");
+    languageFiles(L"app.loc", {{"de/app.loc", "Msg_A deutsch [N]\n#include common.loc\n"},
+                               {"en/app.loc", "Msg_A english [N]\n#include common.loc\n"},
+                               {"de/common.loc", "Msg_C gemeinsam\n"}, {"en/common.loc", "Msg_C common\n"}});
     manager().setDefaultLanguage(L"de");
     static std::atomic<int> told;
     told = 0;

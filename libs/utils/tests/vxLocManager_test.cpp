@@ -188,8 +188,9 @@ TEST_F(locManagerTest, callbacksMayUseTheManager) {
 }
 
 TEST_F(locManagerTest, aWriteFailureReportsInTheLanguageAskedFor) {
-    languageFiles(L"vxUtils.loc", {{"de/vxUtils.loc", "; Meldungen der Dateien\nMsg_EWriteFile    E: Fehler beim "
-                                                      "Schreiben der Datei [File] ; Datei\nMsg_EReadFile     $$Msg_EWriteFile\n"},
+    languageFiles(L"vxUtils.loc", {{"de/vxUtils.loc", "; Meldungen der Dateien\n"
+                                                      "Msg_EWriteFile    E: Fehler beim Schreiben der Datei [File] ; Datei\n"
+                                                      "Msg_EReadFile     $$Msg_EWriteFile\n"},
                                    {"fr/vxUtils.loc", "Msg_EWriteFile Erreur d'écriture du fichier « [File] »\n"}});
     // A file in a folder that does not exist cannot be written.
     const vx::file target(mRoot.windowsForm("missing/plan.dxf"));

@@ -149,13 +149,10 @@ TEST(locFileInclude, nestedIncludesThreeDeepAreReadAgainWhenTouched) {
     EXPECT_EQ(lookUp(f, L"Shared"), L"top"); // the including file's own entry first
     // An alias is followed within the file that holds it (and its includes) only.
     EXPECT_TRUE(lookUp(f, L"Alias") == absent && lookUp(f, L"Nowhere") == absent);
-    ASSERT_EQ(f.includes().size(), 1u);
-    ASSERT_EQ(f.includes()[0].includes().size(), 1u);
-    EXPECT_EQ(f.includes()[0].includes()[0].includes().size(), 1u);
     // A touched include is read again, and still does not include the file above it.
     rewrite(dir, "sub/middle.loc", "Middle new\n#include ../top.loc\n");
     EXPECT_TRUE(lookUp(f, L"Middle") == L"new" && lookUp(f, L"Nowhere") == absent);
-    EXPECT_TRUE(f.includes()[0].includes().empty());
+    EXPECT_TRUE(f.includes().size() == 1u && f.includes()[0].includes().empty());
 }
 
 TEST(locFileInclude, cyclesEndAndMissingFilesAreSkipped) {
@@ -292,10 +289,6 @@ TEST(locFileBounds, includesNestAtMostTheMaximumDepth) {
     const locFile top(dir.windowsForm("f0.loc").c_str());
     EXPECT_EQ(lookUp(top, (L"K" + std::to_wstring(locFile::kMaxIncludeDepth - 1)).c_str()), L"v");
     EXPECT_EQ(lookUp(top, (L"K" + std::to_wstring(locFile::kMaxIncludeDepth)).c_str()), absent);
-    std::size_t depth = 1;
-    for (const locFile* f = &top; !f->includes().empty(); f = &f->includes()[0])
-        ++depth;
-    EXPECT_EQ(depth, locFile::kMaxIncludeDepth);
 }
 
 #ifndef _WIN32 // links and FIFOs made by hand

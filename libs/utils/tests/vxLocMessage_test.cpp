@@ -114,8 +114,6 @@ TEST(locMessageNamed, placeholderBoundsConversionsTheBufferAndTheTextsFirstConve
     EXPECT_EQ(filled(L"[N%ls]", huge.c_str(), L"N"), huge);
     EXPECT_EQ(filled(L"Count: %d items", 5, L"Missing") + L"|" + filled(L"100%%: %d", 5, L"X") + L"|" +
                   filled(L"100%, %d", 5, L"X"), L"Count: 5 items|100%%: 5|100%, 5");
-    locMessage twice(L"%d %d");
-    EXPECT_TRUE(twice.insertParameter(1, L"A") && twice.insertParameter(2, L"B") && text(twice) == L"1 2");
     locMessage none(L"50%");
     EXPECT_TRUE(!none.insertParameter(1, L"A") && text(none) == L"50%");
 }

@@ -177,8 +177,7 @@ TEST(locFileInclude, includeNamesAndWhatCounts) {
     dir.write("x.loc", "X x\n");
     dir.write("y.loc", "Y y\n");
 #ifndef _WIN32 // Windows has no unreadable mode: there the file is missing
-    dir.write("locked.loc", "L l\n");
-    vxtest::setMode(dir / "locked.loc", 0);
+    dir.makeFile("locked.loc", "L l\n", 0);
 #endif
     fs::create_directories(dir / "folder.loc");
     // Cut with the comment, not readable, a folder, no name, no '#', joins, met already.
@@ -197,10 +196,9 @@ TEST(locFileOverlay, mergedOverEntriesThenItsCommandsAndNoticedWhenChanged) {
     tempDir dir;
     locFile f(
         dir.write("app.loc", "Title Velmora Draw\nKeep unchanged\nSwap old\n;;cmd(replace:::Draw:::Sketch)\n").c_str());
-    dir.write("app_site.loc", "Swap new\nAdded overlay text\nTwice a\n#include extra.loc\n"
-                              ";;cmd(replace:::Velmora:::Acme)\n;;cmd(replace:::a:::ab)\n");
     dir.write("extra.loc", "Extra e\n");
-    f.setOverlay(vx::file(dir.windowsForm("app_site.loc")));
+    f.setOverlay(vx::file(dir.write("app_site.loc", "Swap new\nAdded overlay text\nTwice a\n#include extra.loc\n"
+                                                    ";;cmd(replace:::Velmora:::Acme)\n;;cmd(replace:::a:::ab)\n")));
     EXPECT_EQ(lookUp(f, L"Title"), L"Acme Sketch");   // the file's command, then the overlay's
     EXPECT_EQ(lookUp(f, L"Keep"), L"unchabnged");    // the overlay's commands reach every text
     EXPECT_EQ(lookUp(f, L"Added"), L"overlabby text"); // its own entries meet its commands twice

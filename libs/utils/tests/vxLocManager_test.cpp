@@ -2,24 +2,16 @@
 
 #include <vxDirectory.h>
 #include <vxException.h>
-#include <vxFile.h>
 #include <vxLocManager.h>
 #include <vxLocString.h>
-#include <vxModule.h>
 #include <vxSearchPath.h>
-
-#include <atomic>
-#include <string>
-#include <vector>
 
 using vx::locManager;
 using vx::locString;
 
 namespace {
 
-locManager& manager() {
-    return *locManager::instance();
-}
+locManager& manager() { return *locManager::instance(); }
 
 // Every test starts from a manager that searches only its own folders, with no default language,
 // file or overlay, and leaves the settings as it found them.
@@ -33,12 +25,17 @@ protected:
         manager().setOverlayId(overlay);
         manager().setDefaultSearchPath(path);
     }
-    // Searches root only.
-    static void searchIn(const vxtest::tempDir& root) {
+    // Writes the files below mRoot, which is then searched alone, and makes defaultFile the default language file.
+    void languageFiles(const wchar_t* defaultFile, std::initializer_list<std::pair<const char*, const char*>> files) {
+        for (const auto& [name, content] : files)
+            mRoot.makeFile(name, content);
         vx::searchPath path;
-        path.appendDirectory(vx::directory(root.windowsForm()));
+        path.appendDirectory(vx::directory(mRoot.windowsForm()));
         manager().setDefaultSearchPath(path);
+        manager().setDefaultLocFile(defaultFile);
     }
+
+    vxtest::tempDir mRoot;
 
     const vx::string mLanguage = manager().defaultLanguage(), mFile = manager().defaultLocFile(),
                      mOverlay = manager().overlayId();
@@ -46,25 +43,14 @@ protected:
 };
 
 // The text of a string in a language (null: the default one).
-std::wstring text(const locString& s, const wchar_t* language = nullptr) {
-    return s.string(language);
-}
+std::wstring text(const locString& s, const wchar_t* language = nullptr) { return s.string(language); }
 
-// Records the calls of the language-change callbacks.
-std::vector<std::wstring>& calls() {
-    static std::vector<std::wstring> recorded;
-    return recorded;
-}
-void recordFirst(const wchar_t* oldLanguage, const wchar_t* newLanguage) {
-    calls().push_back(std::wstring(L"1:") + oldLanguage + L">" + newLanguage);
-}
-void recordSecond(const wchar_t* oldLanguage, const wchar_t* newLanguage) {
-    calls().push_back(std::wstring(L"2:") + oldLanguage + L">" + newLanguage);
-}
+// Two language-change callbacks that record their calls.
+std::vector<std::wstring> gCalls;
+void recordFirst(const wchar_t* from, const wchar_t* to) { gCalls.push_back(std::wstring(L"1:") + from + L">" + to); }
+void recordSecond(const wchar_t* from, const wchar_t* to) { gCalls.push_back(std::wstring(L"2:") + from + L">" + to); }
 
 } // namespace
-
-// --- where files are looked for ----------------------------------------------------------------------
 
 TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutableAndNullSettingsAreIgnored) {
     vx::directory executableFolder;
@@ -83,14 +69,9 @@ TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutableAndNullSettingsAreI
 }
 
 TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichFileIsAsked) {
-    vxtest::tempDir root;
-    root.makeFile("de/app.loc", "Msg_Hello Hallo [Name]\n");
-    root.makeFile("en/app.loc", "Msg_Hello Hello [Name]\n");
-    searchIn(root);
-    manager().setDefaultLocFile(L"app.loc");
+    languageFiles(L"app.loc", {{"de/app.loc", "Msg_Hello Hallo [Name]\n"}, {"en/app.loc", "Msg_Hello Hello [Name]\n"}});
     locString hello(L"Msg_Hello", L"Default [Name]");
     hello.params().set(L"Ada", L"Name");
-
     EXPECT_EQ(text(hello), L"Default Ada"); // no default language: no folder is tried
     manager().setDefaultLanguage(L"de");
     EXPECT_EQ(text(hello), L"Hallo Ada");
@@ -100,13 +81,10 @@ TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichF
     manager().setDefaultLanguage(L"de");
     EXPECT_TRUE(text(hello) == L"Hallo Ada" && hello.stringIdExists(L"en")); // the file found before is still there
     EXPECT_FALSE(hello.stringIdExists(L"fr") || locString(L"Msg_Other", L"x").stringIdExists(L"de"));
-
     // Which file is asked for which identifier.
-    for (const auto& [name, content] : {std::pair("de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n"),
-                                        {"en/one.loc", "Msg_A one\n"}, {"de/two.loc", "Msg_A zwei\nMsg_B zwei b\n"},
-                                        {"plain.loc", "Msg_A plain\n"}, {"de/plain.loc", "Msg_A plain de\n"}})
-        root.makeFile(name, content);
-    manager().setDefaultLocFile(L"one.loc");
+    languageFiles(L"one.loc", {{"de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n"}, {"en/one.loc", "Msg_A one\n"},
+                               {"de/two.loc", "Msg_A zwei\nMsg_B zwei b\n"}, {"plain.loc", "Msg_A plain\n"},
+                               {"de/plain.loc", "Msg_A plain de\n"}});
     struct lookupCase { const char* what; locString message; const wchar_t* language, *expected; } cases[] = {
         {"default file, default language", locString(L"Msg_A", L"dflt"), nullptr, L"eins"},
         {"default file, language asked for", locString(L"Msg_A", L"dflt"), L"en", L"one"},
@@ -114,16 +92,13 @@ TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichF
         {"nor for the default file of a missing language", locString(L"Msg_A", L"dflt"), L"fr", L"dflt"},
         {"a list falls back to the default language", locString(L"Msg_A", L"dflt", L"two.loc"), L"fr", L"zwei"},
         {"a list takes the language asked for first", locString(L"Msg_A", L"dflt", L"one.loc"), L"en", L"one"},
-        {"the first file found is asked", locString(L"Msg_B", L"dflt", L"one.loc", L"two.loc", nullptr), nullptr,
-         L"dflt"},
-        {"a missing first file lets the next answer", locString(L"Msg_B", L"dflt", L"none.loc", L"two.loc", nullptr),
-         nullptr, L"zwei b"},
+        {"first file found", locString(L"Msg_B", L"dflt", L"one.loc", L"two.loc", nullptr), nullptr, L"dflt"},
+        {"else the next", locString(L"Msg_B", L"dflt", L"none.loc", L"two.loc", nullptr), nullptr, L"zwei b"},
         {"the name itself before the language folder", locString(L"Msg_A", L"dflt", L"plain.loc"), L"de", L"plain"},
         {"a path below the search path", locString(L"Msg_A", L"dflt", L"de\\two.loc"), L"en", L"zwei"},
         {"no file anywhere", locString(L"Msg_A", L"dflt", L"none.loc"), nullptr, L"dflt"},
         {"an empty id names no file", locString(L"", L"dflt"), nullptr, L"dflt"},
-        // A bar in the default text moves the fields: the third is then one name, not a list,
-        // and the single-name search does not fall back to the default language.
+        // A bar in the default text makes the third field one name, which does not fall back to the default language.
         {"a bar in the default text", locString(L"Msg_A", L"x|two.loc"), nullptr, L"zwei"},
         {"a bar in the default text, language asked for", locString(L"Msg_A", L"x|two.loc"), L"en", L"x|two.loc"},
     };
@@ -131,26 +106,20 @@ TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichF
         EXPECT_EQ(text(c.message, c.language), c.expected) << c.what;
 }
 
-// --- files kept, overlays ------------------------------------------------------------------------------
-
 TEST(locManagerOverlayName, overlayFileNames) {
     const struct { const wchar_t* file; const wchar_t* id; const wchar_t* overlay; } cases[] = {
-        {L"C:\\lang\\de\\vxDb.loc", L"site", L"C:\\lang\\de\\vxDb_site.loc"},
-        {L"C:\\lang\\app.v2.loc", L"x", L"C:\\lang\\app.v2_x.loc"},
-        {L"C:\\lang\\README", L"x", L"C:\\lang\\README_x"},
-        {L"C:\\dotted.dir\\plain", L"x", L"C:\\dotted.dir\\plain_x"},
+        {L"C:\\de\\vxDb.loc", L"site", L"C:\\de\\vxDb_site.loc"}, {L"C:\\a\\README", L"x", L"C:\\a\\README_x"},
+        {L"C:\\lang\\app.v2.loc", L"x", L"C:\\lang\\app.v2_x.loc"}, {L"C:\\d.dir\\plain", L"x", L"C:\\d.dir\\plain_x"},
     };
     for (const auto& c : cases)
         EXPECT_EQ(locManager::overlayFileFor(vx::file(vx::string(c.file)), c.id).fullName(), c.overlay) << c.overlay;
 }
 
 TEST_F(locManagerTest, overlaysComeWithTheIdOfWhenAFileIsOpened) {
-    vxtest::tempDir root;
-    for (const auto& [name, content] : {std::pair("de/app.loc", "Msg_A base\nMsg_B base b\n"),
-                                        {"de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n"},
-                                        {"de/late.loc", "Msg_A late\n"}, {"de/late_site.loc", "Msg_A late site\n"}})
-        root.makeFile(name, content);
-    searchIn(root);
+    languageFiles(L"", {{"de/app.loc", "Msg_A base\nMsg_B base b\n"}, {"de/late.loc", "Msg_A late\n"},
+                        {"de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n"},
+                        {"de/late_site.loc", "Msg_A late site\n"}, {"de/other.loc", "Msg_B other base\n"},
+                        {"de/other_site.loc", ";;cmd(replace:::base:::BASE)\n"}});
     manager().setDefaultLanguage(L"de");
     EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"app.loc")), L"base");
     manager().setOverlayId(L"site");
@@ -158,15 +127,11 @@ TEST_F(locManagerTest, overlaysComeWithTheIdOfWhenAFileIsOpened) {
     EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"APP.LOC")), L"base");
     // A file opened now gets the overlay, with its commands over all texts.
     EXPECT_EQ(text(locString(L"Msg_A", L"dflt", L"late.loc")), L"late site");
-    root.makeFile("de/other.loc", "Msg_B other base\n");
-    root.makeFile("de/other_site.loc", ";;cmd(replace:::base:::BASE)\n");
     EXPECT_EQ(text(locString(L"Msg_B", L"dflt", L"other.loc")), L"other BASE");
 }
 
-// --- language changes ------------------------------------------------------------------------------------
-
 TEST_F(locManagerTest, callbacksOncePerRealChange) {
-    calls().clear();
+    gCalls.clear();
     manager().addLanguageChangedCB(&recordSecond);
     manager().addLanguageChangedCB(&recordFirst);
     manager().addLanguageChangedCB(&recordFirst); // held once
@@ -180,15 +145,10 @@ TEST_F(locManagerTest, callbacksOncePerRealChange) {
     manager().setDefaultLanguage(L"en");
     manager().removeLanguageChangedCB(&recordFirst);
     manager().setDefaultLanguage(L"fr");
-
-    // The order of the set is that of the functions' addresses.
-    const bool firstAddressLower = std::less<locManager::languageChangedCB>()(&recordFirst, &recordSecond);
-    std::vector<std::wstring> expected = {L"1:>de", L"2:>de", L"1:de>DE", L"2:de>DE", L"1:DE>en"};
-    if (!firstAddressLower) {
-        std::swap(expected[0], expected[1]);
-        std::swap(expected[2], expected[3]);
-    }
-    EXPECT_EQ(calls(), expected);
+    using calls = std::vector<std::wstring>; // in the order of the functions' addresses
+    EXPECT_EQ(gCalls, (std::less<locManager::languageChangedCB>()(&recordFirst, &recordSecond)
+                           ? calls{L"1:>de", L"2:>de", L"1:de>DE", L"2:de>DE", L"1:DE>en"}
+                           : calls{L"2:>de", L"1:>de", L"2:de>DE", L"1:de>DE", L"1:DE>en"}));
 }
 
 namespace {
@@ -209,45 +169,31 @@ void reentrant(const wchar_t* newLanguage) {
     manager().removeLanguageChangedCB(&partnerOne);  // not called after this any more
     manager().removeLanguageChangedCB(&partnerTwo);
 }
-void partnerOne(const wchar_t*, const wchar_t* newLanguage) {
-    reentrant(newLanguage);
-}
-void partnerTwo(const wchar_t*, const wchar_t* newLanguage) {
-    reentrant(newLanguage);
-}
+void partnerOne(const wchar_t*, const wchar_t* newLanguage) { reentrant(newLanguage); }
+void partnerTwo(const wchar_t*, const wchar_t* newLanguage) { reentrant(newLanguage); }
 
 } // namespace
 
 TEST_F(locManagerTest, callbacksMayUseTheManager) {
-    vxtest::tempDir root;
-    root.makeFile("en/app.loc", "Msg_A english\n");
-    searchIn(root);
-    manager().setDefaultLocFile(L"app.loc");
-    calls().clear();
+    languageFiles(L"app.loc", {{"en/app.loc", "Msg_A english\n"}});
+    gCalls.clear();
     gReentrantCalls = 0;
     manager().addLanguageChangedCB(&partnerOne);
     manager().addLanguageChangedCB(&partnerTwo);
     manager().setDefaultLanguage(L"en");
-    EXPECT_TRUE(gReentrantCalls == 1 && gReentrantText == L"english" && calls().empty());
+    EXPECT_TRUE(gReentrantCalls == 1 && gReentrantText == L"english" && gCalls.empty());
     manager().setDefaultLanguage(L"de");
-    EXPECT_TRUE(gReentrantCalls == 1 && calls() == std::vector<std::wstring>{L"1:en>de"});
+    EXPECT_TRUE(gReentrantCalls == 1 && gCalls == std::vector<std::wstring>{L"1:en>de"});
     manager().removeLanguageChangedCB(&recordFirst);
 }
 
-// --- exceptions show texts from language files -------------------------------------------------------------
-
 TEST_F(locManagerTest, aWriteFailureReportsInTheLanguageAskedFor) {
-    vxtest::tempDir root;
-    root.makeFile("de/vxUtils.loc",
-               "; Meldungen der Dateien\n"
-               "Msg_EWriteFile    E: Fehler beim Schreiben der Datei [File] ; Datei\n"
-               "Msg_EReadFile     $$Msg_EWriteFile\n");
-    root.makeFile("fr/vxUtils.loc", "Msg_EWriteFile Erreur d'écriture du fichier « [File] »\n");
-    searchIn(root);
-    manager().setDefaultLocFile(L"vxUtils.loc");
-
+    languageFiles(L"vxUtils.loc", {{"de/vxUtils.loc", "; Meldungen der Dateien\n"
+                                                      "Msg_EWriteFile    E: Fehler beim Schreiben der Datei [File] ; Datei\n"
+                                                      "Msg_EReadFile     $$Msg_EWriteFile\n"},
+                                   {"fr/vxUtils.loc", "Msg_EWriteFile Erreur d'écriture du fichier « [File] »\n"}});
     // A file in a folder that does not exist cannot be written.
-    const vx::file target(root.windowsForm("missing/plan.dxf"));
+    const vx::file target(mRoot.windowsForm("missing/plan.dxf"));
     const vx::writeFileException failure(target);
     const locString& message = failure.message();
     const std::wstring name = target.fullName(), german = L"Fehler beim Schreiben der Datei " + name;
@@ -264,38 +210,22 @@ TEST_F(locManagerTest, aWriteFailureReportsInTheLanguageAskedFor) {
     EXPECT_EQ(text(outer.nestedMessages()[0], L"de"), german);
 }
 
-// --- threads ------------------------------------------------------------------------------------------------
-
-namespace {
-
-std::atomic<int> gChanges{0};
-
-void countChange(const wchar_t*, const wchar_t*) {
-    gChanges.fetch_add(1);
-}
-
-} // namespace
-
 TEST_F(locManagerTest, threadsResolveWhileTheLanguageChanges) {
-    vxtest::tempDir root;
-    for (const auto& [name, content] : {std::pair("de/app.loc", "Msg_A deutsch [N]\n#include common.loc\n"),
-                                        {"en/app.loc", "Msg_A english [N]\n#include common.loc\n"},
-                                        {"de/common.loc", "Msg_C gemeinsam\n"}, {"en/common.loc", "Msg_C common\n"}})
-        root.makeFile(name, content);
-    searchIn(root);
-    manager().setDefaultLocFile(L"app.loc");
+    languageFiles(L"app.loc", {{"de/app.loc", "Msg_A deutsch [N]\n#include common.loc\n"},
+                               {"en/app.loc", "Msg_A english [N]\n#include common.loc\n"},
+                               {"de/common.loc", "Msg_C gemeinsam\n"}, {"en/common.loc", "Msg_C common\n"}});
     manager().setDefaultLanguage(L"de");
-    gChanges = 0;
-    manager().addLanguageChangedCB(&countChange);
-
+    static std::atomic<int> told;
+    told = 0;
+    const locManager::languageChangedCB count = [](const wchar_t*, const wchar_t*) { ++told; };
+    manager().addLanguageChangedCB(count);
     constexpr int kReaders = 4, kRounds = 300;
     std::atomic<int> wrong{0}, finished{0};
-    std::atomic<bool> readersDone{false};
     int changes = 0;
     vxtest::runThreads(kReaders + 1, [&](int t) {
         if (t == kReaders) {
             // The writer changes the language until the readers are done.
-            for (int i = 0; i < 50 || !readersDone.load(); ++i, ++changes)
+            for (int i = 0; i < 50 || finished.load() < kReaders; ++i, ++changes)
                 manager().setDefaultLanguage(i % 2 ? L"de" : L"en");
             return;
         }
@@ -304,14 +234,12 @@ TEST_F(locManagerTest, threadsResolveWhileTheLanguageChanges) {
             a.params().set(i, L"N");
             const std::wstring got = a.string(), n = std::to_wstring(i);
             wrong += got != L"deutsch " + n && got != L"english " + n;
-            const std::wstring common = locString(L"Msg_C", L"dflt").string(t % 2 ? L"de" : L"en");
-            wrong += common != (t % 2 ? L"gemeinsam" : L"common");
+            wrong += text(locString(L"Msg_C", L"dflt"), t % 2 ? L"de" : L"en") != (t % 2 ? L"gemeinsam" : L"common");
         }
-        if (++finished == kReaders)
-            readersDone = true;
+        ++finished;
     });
-    manager().removeLanguageChangedCB(&countChange);
+    manager().removeLanguageChangedCB(count);
     EXPECT_EQ(wrong.load(), 0);
     // The writer starts with "en" and alternates, so every call was a change, and each was told.
-    EXPECT_EQ(gChanges.load(), changes);
+    EXPECT_EQ(told.load(), changes);
 }

@@ -70,11 +70,9 @@ TEST(locStringId, persistentIdWithFilesFromListsLocalCopiesAndText) {
     EXPECT_EQ(std::wstring(empty.id()) + empty.defaultString(), L"");
     EXPECT_EQ(std::wstring(plain.id()) + L"|" + plain.defaultString(), L"Just a text|Just a text");
     EXPECT_EQ(std::wstring(locStringId(L"|only default|").defaultString()), L"only default");
-
     // A local identifier copies into the ordinary class, file names included.
-    localLocStringId local(L"A", L"B", L"f1", L"f2", nullptr);
-    const vx::iLocStringId& asInterface = local;
-    locStringId copy = asInterface.copy();
+    const localLocStringId local(L"A", L"B", L"f1", L"f2", nullptr);
+    locStringId copy = static_cast<const vx::iLocStringId&>(local).copy();
     EXPECT_EQ(persistentId(copy), L"A|B|,f1,f2");
     EXPECT_EQ(copy.alternativeFiles()[0], locStringId(L"C", L"D", L"f1").alternativeFiles()[0]);
 }
@@ -85,31 +83,24 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersIn
     EXPECT_EQ(text(s), L"Could not open C:\\a.txt after 3 tries");
     EXPECT_EQ(std::wstring(s.string(L"de")), L"Could not open C:\\a.txt after 3 tries");
     EXPECT_EQ(text(locString(L"", L"Only [X]")) + text(locString()), L"Only [X]");
-
     vx::locMessage msg(L"unchanged");
     EXPECT_FALSE(vx::locManager::instance()->loadMessage(s.stringId(), msg, nullptr) ||
                  vx::locManager::instance()->loadMessage(s.stringId(), msg, L"en"));
     EXPECT_EQ(std::wstring(msg), L"unchanged");
-
-    locString typed(L"Id", L"[S] [I] [L] [D] [B] [C] [T] [W] [F%5.2f] [N%03d]");
+    locString typed(L"Id", L"[S] [I] [L] [D] [B] [C] [T] [W] [F%5.2f] [N%03d]"), unnamed(L"Id", L"$2 before $1");
     setParams(typed, static_cast<short>(-2), L"S", 7, L"I", static_cast<long>(5000000000LL), L"L", // cut to 32 bits
               2.5, L"D", false, L"B", L'q', L"C", vx::string(L"text"), L"T", static_cast<const wchar_t*>(nullptr), L"W",
               2, L"F", L"7", L"N");
-    EXPECT_EQ(text(typed), L"-2 7 705032704 2.500000 False q text   2.00 007");
-
+    setParams(unnamed, L"first", nullptr, L"second", L"");
+    EXPECT_EQ(text(typed) + L"|" + text(unnamed),
+              L"-2 7 705032704 2.500000 False q text   2.00 007|second before first");
     locString ordered(L"Id", L"%d %d");
     setParams(ordered, 1, L"A", 2, L"B");
     EXPECT_EQ(text(ordered), L"1 2");
     locString copy(ordered);
     ordered.params().set(3, L"A"); // replaces, keeps the place
-    EXPECT_EQ(ordered.params().size(), 2u);
     // Every resolution starts from the default text, and copies are independent.
     EXPECT_EQ(text(ordered) + L"|" + text(copy), L"3 2|1 2");
-
-    locString unnamed(L"Id", L"$2 before $1");
-    setParams(unnamed, L"first", nullptr, L"second", L"");
-    EXPECT_EQ(text(unnamed), L"second before first");
-
     // Localised parameters are resolved too.
     locString inner(L"Msg_Inner", L"inner [X]");
     inner.params().set(5, L"X");
@@ -126,7 +117,6 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersIn
     locString self(L"Msg_Self", L"<[Me]>");
     self.params().set(&self, L"Me");
     EXPECT_EQ(text(self), L"<<[Me]>>");
-
     localLocString localString(L"Msg_L", L"W: value [V]", L"f.loc");
     localString.params().set(4, L"V");
     EXPECT_EQ(std::wstring(localString.string()), L"value 4");
@@ -134,7 +124,6 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersIn
     EXPECT_EQ(text(fromLocal) + L"=" + persistentId(fromLocal.stringId()), L"value 4=Msg_L|W: value [V]|,f.loc");
     localLocString fromInterface(locStringId(L"Msg_N", L"n", L"g.loc"));
     EXPECT_EQ(persistentId(fromInterface.stringId()), L"Msg_N|n|,g.loc");
-
     locString persistent(L"Msg_T|Hello [Who]|,a.loc");
     persistent.params().set(L"you", L"Who");
     EXPECT_EQ(text(persistent), L"Hello you");

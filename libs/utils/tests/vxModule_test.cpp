@@ -1,6 +1,5 @@
 #include <vxDirectory.h>
 #include <vxEnvironment.h>
-#include <vxFile.h>
 #include <vxModule.h>
 
 #include "testSupport.h"
@@ -59,15 +58,13 @@ TEST(processLookup, runningEndedAndImpossibleProcesses) {
 TEST(moduleLookup, theExecutableAndTheLibraryByEveryFormOfTheirNames) {
     const vxtest::scopedEnvironment drives("VX_DRIVES", nullptr); // names in Windows form on the default table
     const std::string executable = executablePath();
-    vx::file byNull, byName;
+    vx::file byNull, byName, library, out(L"C:\\unchanged.txt");
+    vx::directory folder, libraryFolder, noFolder;
     ASSERT_TRUE(vx::getModuleFileName(static_cast<void*>(nullptr), byNull) && vx::getModuleHandle(L"") != nullptr);
     EXPECT_EQ(byNull.fullName(), windowsForm(executable));
     EXPECT_TRUE(vx::getModuleFileName(vx::string(), byName) && byName.fullName() == byNull.fullName());
-
-    vx::directory folder;
     ASSERT_TRUE(vx::getModulePath(static_cast<void*>(nullptr), folder));
     EXPECT_EQ(folder.fullName(), windowsForm(executable.substr(0, executable.rfind('/') + 1)));
-
 #ifdef _WIN32
     const wchar_t* const fileName = L"vxUtils.dll";
     const std::vector<const wchar_t*> otherNames = {L"vxUtils", L"VXUTILS", L"vxutils.DLL"};
@@ -80,23 +77,16 @@ TEST(moduleLookup, theExecutableAndTheLibraryByEveryFormOfTheirNames) {
     for (const wchar_t* name : otherNames)
         EXPECT_EQ(vx::getModuleHandle(name), handle) << name;
     EXPECT_NE(handle, vx::getModuleHandle(L""));
-    vx::file library;
     ASSERT_TRUE(vx::getModuleFileName(L"vxUtils", library) && library.exists());
     EXPECT_NE(library.fullName().find(L"\\" + vx::string(fileName)), vx::string::npos) << library.fullName().getMBCS();
-
-    vx::directory libraryFolder;
     ASSERT_TRUE(vx::getModulePath(handle, libraryFolder));
     EXPECT_EQ(library.fullName().find(libraryFolder.fullName()), 0u);
-
     // Names that merely start like a loaded module do not name it.
     for (const wchar_t* name : {L"noSuchModule", L"vxUtil", L"vxUtils.dl"})
         EXPECT_EQ(vx::getModuleHandle(name), nullptr) << name;
-
-    vx::file out(L"C:\\unchanged.txt");
     int local = 0;
     EXPECT_FALSE(vx::getModuleFileName(L"noSuchModule", out) || vx::getModuleFileName(static_cast<void*>(&local), out));
     EXPECT_EQ(out.fullName(), L"C:\\unchanged.txt");
-    vx::directory noFolder;
     EXPECT_FALSE(vx::getModulePath(L"noSuchModule", noFolder) || !noFolder.fullName().empty());
 }
 

@@ -57,16 +57,15 @@ protected:
     const string mWin = mTemp.windowsForm();
 };
 
-// A file joins a directory and a name; a name given whole stands as it is.
+// A file joins a directory and a name; a name given whole stands as it is, as a file's and not a directory's.
 TEST_F(fileTest, constructionAndAssignmentCarryTheNameOnly) {
-    EXPECT_FALSE(file().isDirectoryEntry());
     EXPECT_EQ(file(vx::directory(L"C:\\a"), L"sub\\..\\b.txt").fullName(), L"C:\\a\\b.txt");
-    EXPECT_TRUE(file(vx::directory(), L"b.txt").fullName().empty()); // an empty directory drops the name
+    EXPECT_TRUE(file(vx::directory(), L"b.txt").fullName().empty() && !file().isDirectoryEntry());
     vx::fsEntryName raw;
-    raw.assignText(L"C:\\x\\..\\y\\");
+    raw.assignText(L"C:\\x\\..\\y\\\\");
     file b(L"C:\\b.txt");
     b = raw;
-    EXPECT_TRUE(file(raw).fullName() == L"C:\\x\\..\\y\\" && b.fullName() == L"C:\\x\\..\\y\\");
+    EXPECT_TRUE(file(raw).fullName() == L"C:\\x\\..\\y\\\\" && b.fullName() == L"C:\\x\\..\\y\\\\");
 }
 
 TEST_F(fileTest, existsOnlyForFilesAndIsWriteableProbesAMissingFile) {
@@ -215,8 +214,8 @@ TEST_F(fileTest, renameAndSetExtensionTakeTheNewNameOnlyOnSuccess) {
     EXPECT_FALSE(f.rename(L"B.TXT")); // an existing file in any case counts
     EXPECT_TRUE(f.fullName() == mWin + L"\\a.txt" && read("b.txt") == "b");
     EXPECT_TRUE(f.rename(L"c.txt") && f.fullName() == mWin + L"\\c.txt" && read("c.txt") == "a" && !present("a.txt"));
-    EXPECT_TRUE(f.rename(L"d/../d\\e.txt")); // normalised in the old directory
-    EXPECT_TRUE(f.fullName() == mWin + L"\\d\\e.txt" && read("d/e.txt") == "a");
+    // The new name is normalised in the old directory.
+    EXPECT_TRUE(f.rename(L"d/../d\\e.txt") && f.fullName() == mWin + L"\\d\\e.txt" && read("d/e.txt") == "a");
     EXPECT_TRUE(!missing.rename(L"n") && missing.fullName() == mWin + L"\\m");
     // setExtension renames to the bare name and the extension.
     const struct { const wchar_t* ext; bool lastDot; const char* expected; } cases[] = {
@@ -235,11 +234,8 @@ TEST_F(fileTest, renameAndSetExtensionTakeTheNewNameOnlyOnSuccess) {
 // Sizes are 32-bit values; a time keeps its low 32 bits, sign-extended.
 TEST_F(fileTest, sizeAndTimesKeepTheLow32BitsTimesSignExtendedAndCopiedAlongWithTheRights) {
     mTemp.makeDirs("d");
-    EXPECT_TRUE(at(L"missing").size() == 0u && at(L"d").size() == 0u);
-    for (std::size_t n : {0u, 3u, 70000u}) {
-        write("f", std::string(n, 'z'));
-        EXPECT_EQ(at(L"f").size(), n);
-    }
+    write("f", std::string(70000, 'z'));
+    EXPECT_TRUE(at(L"f").size() == 70000u && at(L"missing").size() == 0u && at(L"d").size() == 0u);
     struct stat info;
     ASSERT_EQ(::stat(native("f").c_str(), &info), 0);
     EXPECT_EQ(at(L"f").creationTime(), info.st_ctime); // the status-change time (Windows: the creation time)
@@ -633,11 +629,9 @@ TEST_F(fileTest, gzipCopiesFailWithoutHarmInAReadOnlyDirectoryAndOnAFullDisk) {
 // optional header's size (+20) of the file header, the magic (+24), the 8 bytes at +0xF8 (address and size of the
 // managed header's entry), one section header behind the optional header at virtual address 0x2000 and raw offset
 // 0x200, and the managed header's flags (+16) at raw offset 0x210 (address 0x2010).
-class peImage {
-public:
+struct peImage {
     static constexpr std::size_t kPe = 0x80;
-
-    explicit peImage(std::uint16_t magic, std::uint16_t optionalSize = 0xF0) : mBytes(0x400, '\0') {
+    explicit peImage(std::uint16_t magic, std::uint16_t optionalSize = 0xF0) : bytes(0x400, '\0') {
         put16(0, 0x5A4D).put32(0x3C, kPe).put32(kPe, 0x4550);
         put16(kPe + 6, 1).put16(kPe + 20, optionalSize).put16(kPe + 24, magic);
         const std::size_t section = kPe + 24 + optionalSize; // virtual size and address, raw size and offset
@@ -648,39 +642,36 @@ public:
         return put32(kPe + 0xF8, address).put32(kPe + 0xFC, size);
     }
     peImage& put16(std::size_t at, std::uint32_t v) {
-        mBytes[at] = static_cast<char>(v), mBytes[at + 1] = static_cast<char>(v >> 8);
+        bytes[at] = static_cast<char>(v), bytes[at + 1] = static_cast<char>(v >> 8);
         return *this;
     }
     peImage& put32(std::size_t at, std::uint32_t v) { return put16(at, v & 0xFFFF).put16(at + 2, v >> 16); }
-    std::string cut(std::size_t size) const { return mBytes.substr(0, size); }
-    const std::string& bytes() const { return mBytes; }
-
-private:
-    std::string mBytes;
+    std::string cut(std::size_t size) const { return bytes.substr(0, size); }
+    std::string bytes;
 };
 
 TEST_F(fileTest, imageArchitectureReadsTheMagicAndTheManagedFlag) {
     const std::size_t pe = peImage::kPe, section = pe + 24 + 0xF0;
     const struct { const char* what; std::string bytes; int expected; } cases[] = {
-        {"64-bit", peImage(0x20B).bytes(), 0x20B}, {"32-bit", peImage(0x10B).bytes(), 0x10B},
-        {"managed, any width", peImage(0x10B).managed(0x2010, 0x48).bytes(), 1},
-        {"managed, 32 bits required", peImage(0x10B).managed(0x2010, 0x48).put32(0x220, 0x3).bytes(), 0x10B},
-        {"managed entry of size 0", peImage(0x10B).managed(0x2010, 0).bytes(), 0x10B},
-        {"managed address in no section", peImage(0x10B).managed(0x9000, 0x48).bytes(), 0x10B},
-        {"section spans its raw size", peImage(0x10B).managed(0x2010, 0x48).put32(section + 8, 0).bytes(), 1},
-        {"64-bit managed", peImage(0x20B).managed(0x2010, 0x48).bytes(), 0x20B},
+        {"64-bit", peImage(0x20B).bytes, 0x20B}, {"32-bit", peImage(0x10B).bytes, 0x10B},
+        {"managed, any width", peImage(0x10B).managed(0x2010, 0x48).bytes, 1},
+        {"managed, 32 bits required", peImage(0x10B).managed(0x2010, 0x48).put32(0x220, 0x3).bytes, 0x10B},
+        {"managed entry of size 0", peImage(0x10B).managed(0x2010, 0).bytes, 0x10B},
+        {"managed address in no section", peImage(0x10B).managed(0x9000, 0x48).bytes, 0x10B},
+        {"section spans its raw size", peImage(0x10B).managed(0x2010, 0x48).put32(section + 8, 0).bytes, 1},
+        {"64-bit managed", peImage(0x20B).managed(0x2010, 0x48).bytes, 0x20B},
         // A 32-bit image's section table starts at +0xF8: the first section's name is read as the managed entry. Here
         // it names the section's own address.
-        {"32-bit, section name read as the entry", peImage(0x10B, 0xE0).managed(0x2010, 0x48).bytes(), 1},
-        {"no MZ", peImage(0x20B).put16(0, 0x5A4E).bytes(), 0},
-        {"PE\\0\\1", peImage(0x20B).put16(pe + 2, 0x100).bytes(), 0},
-        {"signature beyond the end", peImage(0x20B).put32(0x3C, 0x10000).bytes(), 0},
-        {"signature offset wraps", peImage(0x20B).put32(0x3C, 0xFFFFFFF0).bytes(), 0},
+        {"32-bit, section name read as the entry", peImage(0x10B, 0xE0).managed(0x2010, 0x48).bytes, 1},
+        {"no MZ", peImage(0x20B).put16(0, 0x5A4E).bytes, 0},
+        {"PE\\0\\1", peImage(0x20B).put16(pe + 2, 0x100).bytes, 0},
+        {"signature beyond the end", peImage(0x20B).put32(0x3C, 0x10000).bytes, 0},
+        {"signature offset wraps", peImage(0x20B).put32(0x3C, 0xFFFFFFF0).bytes, 0},
         {"cut before the magic", peImage(0x20B).cut(pe + 25), 0},
         {"cut before the managed entry", peImage(0x10B).cut(pe + 0xFE), 0},
         {"cut in the section table", peImage(0x10B).managed(0x2010, 0x48).cut(section + 16), 0},
         {"managed header beyond the end",
-         peImage(0x10B).managed(0x2010, 0x48).put32(section + 20, 0x7FFFFFF0).bytes(), 0},
+         peImage(0x10B).managed(0x2010, 0x48).put32(section + 20, 0x7FFFFFF0).bytes, 0},
         {"empty", "", 0}, {"MZ only", "MZ", 0},
     };
     for (const auto& c : cases) {

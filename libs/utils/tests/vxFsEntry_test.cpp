@@ -95,9 +95,7 @@ TEST(fsEntryOnQ, existsNativePathAndRemote) {
     for (const auto& c : remotes)
         EXPECT_EQ(entry(raw(c.name), L"", false).isRemote(), c.remote) << c.name;
 }
-
 #else
-
 TEST(fsEntryOnWindows, existsNativePathAndRemote) {
     const vxtest::tempDir dir;
     dir.makeFile("f");
@@ -108,7 +106,6 @@ TEST(fsEntryOnWindows, existsNativePathAndRemote) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(entry(win, c.name, c.isDirectory).exists(), c.exists) << c.name;
-
     // The native path is the text with "." and ".." resolved and every '/' a backslash; a drive that
     // does not exist and a null character give none.
     vx::nativePathText native;
@@ -124,12 +121,10 @@ TEST(fsEntryOnWindows, existsNativePathAndRemote) {
     EXPECT_FALSE(entry(raw((string(missing) + L":\\x").c_str()), L"", false).nativePath(native));
     EXPECT_FALSE(entry(fsEntryName(string(L"C:\\a\0b", 6)), L"", false).nativePath(native));
     EXPECT_EQ(native, L"unchanged");
-
     EXPECT_TRUE(entry(raw(L"\\\\server\\share\\x"), L"", false).isRemote());
     EXPECT_FALSE(entry(raw(win.c_str()), L"", false).isRemote()); // a local disk
     EXPECT_FALSE(entry(raw((string(missing) + L":\\x").c_str()), L"", false).isRemote());
 }
-
 #endif
 
 TEST(fsEntryParts, driveDirectoryNameAndExtension) {

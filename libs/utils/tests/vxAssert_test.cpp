@@ -52,7 +52,8 @@ TEST(Assert, MacroChecksItsCondition) {
     VX_ASSERT(n % 2 == 0 && "even");
     EXPECT_TRUE(capture.texts().empty());
     const std::wstring text = failedAssertion([&] { VX_ASSERT(n % 3 == 0); }), line = std::to_wstring(__LINE__);
-    EXPECT_EQ(text, L"Assertion failed:\nn % 3 == 0\n\nFile: " + vx::string::fromMBCtoWC(__FILE__) + L"\nLine: " + line);
+    const std::wstring file = vx::string::fromMBCtoWC(__FILE__);
+    EXPECT_EQ(text, L"Assertion failed:\nn % 3 == 0\n\nFile: " + file + L"\nLine: " + line);
 }
 
 } // namespace

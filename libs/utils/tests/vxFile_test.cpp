@@ -638,9 +638,7 @@ struct peImage {
         put32(section + 8, 0x100).put32(section + 12, 0x2000).put32(section + 16, 0x100).put32(section + 20, 0x200);
         put32(0x210 + 16, 0x1); // managed flags: IL only, 32 bits not required
     }
-    peImage& managed(std::uint32_t address, std::uint32_t size) {
-        return put32(kPe + 0xF8, address).put32(kPe + 0xFC, size);
-    }
+    peImage& managed(std::uint32_t at, std::uint32_t size) { return put32(kPe + 0xF8, at).put32(kPe + 0xFC, size); }
     peImage& put16(std::size_t at, std::uint32_t v) {
         bytes[at] = static_cast<char>(v), bytes[at + 1] = static_cast<char>(v >> 8);
         return *this;
@@ -663,8 +661,7 @@ TEST_F(fileTest, imageArchitectureReadsTheMagicAndTheManagedFlag) {
         // A 32-bit image's section table starts at +0xF8: the first section's name is read as the managed entry. Here
         // it names the section's own address.
         {"32-bit, section name read as the entry", peImage(0x10B, 0xE0).managed(0x2010, 0x48).bytes, 1},
-        {"no MZ", peImage(0x20B).put16(0, 0x5A4E).bytes, 0},
-        {"PE\\0\\1", peImage(0x20B).put16(pe + 2, 0x100).bytes, 0},
+        {"no MZ", peImage(0x20B).put16(0, 0x5A4E).bytes, 0}, {"PE\\0\\1", peImage(0x20B).put16(pe + 2, 0x100).bytes, 0},
         {"signature beyond the end", peImage(0x20B).put32(0x3C, 0x10000).bytes, 0},
         {"signature offset wraps", peImage(0x20B).put32(0x3C, 0xFFFFFFF0).bytes, 0},
         {"cut before the magic", peImage(0x20B).cut(pe + 25), 0},
@@ -678,8 +675,8 @@ TEST_F(fileTest, imageArchitectureReadsTheMagicAndTheManagedFlag) {
         write("image.exe", c.bytes);
         EXPECT_EQ(vx::imageArchitecture(at(L"image.exe")), c.expected) << c.what;
     }
-    EXPECT_EQ(vx::imageArchitecture(at(L"missing.exe")), vx::peArchitectureUnknown);
-    EXPECT_EQ(vx::imageArchitecture(file(mWin)), vx::peArchitectureUnknown);
+    EXPECT_TRUE(vx::imageArchitecture(at(L"missing.exe")) == vx::peArchitectureUnknown &&
+                vx::imageArchitecture(file(mWin)) == vx::peArchitectureUnknown);
 }
 
 } // namespace

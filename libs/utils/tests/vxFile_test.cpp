@@ -529,20 +529,16 @@ TEST_F(fileTest, gzipCopiesReportProgressIn32BitsCancelAndRefuseTheirOwnSource) 
     for (const auto& c : cases) {
         const std::string bytes = randomBytes(c.size, static_cast<unsigned>(c.size));
         write("plain", bytes);
-        progressLog log;
-        ASSERT_TRUE(at(L"plain").gzCompressTo(at(L"packed.gz"), &progressLog::record, &log)) << c.size;
-        EXPECT_TRUE(log.values == c.progress && read("packed.gz").substr(0, 3) == "\x1F\x8B\x08") << c.size;
+        progressLog packing, unpacking;
+        ASSERT_TRUE(at(L"plain").gzCompressTo(at(L"packed.gz"), &progressLog::record, &packing) &&
+                    at(L"packed.gz").gzUncompressTo(at(L"back"), &progressLog::record, &unpacking)) << c.size;
+        EXPECT_TRUE(packing.values == c.progress && read("packed.gz").substr(0, 3) == "\x1F\x8B\x08") << c.size;
         // Back again: progress counts the bytes written against the compressed size, in whole multiples of 100.
-        log.values.clear();
-        ASSERT_TRUE(at(L"packed.gz").gzUncompressTo(at(L"back"), &progressLog::record, &log)) << c.size;
-        EXPECT_EQ(read("back"), bytes);
-        const unsigned long packed = at(L"packed.gz").size();
         std::vector<double> expected;
         for (std::size_t done = 1024; done < c.size + 1024; done += 1024)
-            expected.push_back(static_cast<double>((std::min(done, c.size) / packed) * 100));
-        EXPECT_EQ(log.values, expected) << c.size;
+            expected.push_back(static_cast<double>((std::min(done, c.size) / at(L"packed.gz").size()) * 100));
+        EXPECT_TRUE(unpacking.values == expected && read("back") == bytes) << c.size;
     }
-    EXPECT_TRUE(at(L"plain").gzCompressTo(at(L"quiet.gz")));
     // A cancel leaves the partial target.
     write("plain", randomBytes(5000, 1));
     progressLog log{{}, 2};

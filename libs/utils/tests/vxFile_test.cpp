@@ -345,6 +345,7 @@ TEST_F(fileTest, versionQueriesAnswerFalseWithoutAResource) {
 }
 
 #ifdef _WIN32
+// The library's own DLL carries a version resource: its release, file and product alike.
 TEST_F(fileTest, versionQueriesReadTheResourceOfTheLibrary) {
     const vx::version release(VX_TEST_VERSION_MAJOR, VX_TEST_VERSION_MINOR, VX_TEST_VERSION_PATCH, 0);
     file library;

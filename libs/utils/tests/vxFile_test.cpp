@@ -410,9 +410,7 @@ TEST_F(fileTest, namesWithBlanksQuotesAndCharactersBeyondAscii) {
     // Native names are UTF-16 here, and '*' may not stand in one.
     const auto onDisk = [&](const string& name) { return std::filesystem::path(mWin + L"\\" + name); };
     const auto has = [&](const string& name) { return std::filesystem::exists(onDisk(name)); };
-    const auto put = [&](const string& name, const std::string& bytes) {
-        std::ofstream(onDisk(name), std::ios::binary) << bytes;
-    };
+    const auto put = [&](const string& n, const std::string& b) { std::ofstream(onDisk(n), std::ios::binary) << b; };
     const auto get = [&](const string& name) {
         std::ifstream in(onDisk(name), std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());

@@ -67,7 +67,8 @@ TEST(SpinLockerRecursive, OwnerValueIsFnv1aOfTheFourLowBytesOfTheThreadId) {
 }
 
 TEST(GenericValueHolderLocker, NestsOnOneThreadAndFreesAfterTheOutermostGuard) {
-    spinLockerRecursive* lock = genericValueHolderLocker::createLocker();
+    spinLockerRecursive *lock = genericValueHolderLocker::createLocker(), *b = genericValueHolderLocker::createLocker();
+    lock->release(); // held by nobody: nothing changes
     expectDepth(lock, 0);
     std::atomic<bool> taken{false};
     std::thread other;
@@ -81,36 +82,26 @@ TEST(GenericValueHolderLocker, NestsOnOneThreadAndFreesAfterTheOutermostGuard) {
             lock->acquire();
             expectDepth(lock, 102);
             lock->release();
+            std::thread([&] { lock->release(); }).join(); // not the holder: nothing changes
+            expectDepth(lock, 101);
         }
+        {
+            genericValueHolderLocker copy(outer), guardB(b);
+            guardB = outer; // takes the pointer over, touches no lock
+            EXPECT_TRUE(copy.locker() == lock && guardB.locker() == lock);
+            expectDepth(b, 1);
+        } // guardB gives back b, which its constructor took; the copy gives back nothing
         expectDepth(lock, 1);
+        expectDepth(b, 0);
         std::this_thread::sleep_for(50ms);
         EXPECT_FALSE(taken);
     }
     other.join(); // free after the outermost guard
     EXPECT_TRUE(taken);
     expectDepth(lock, 0);
-    genericValueHolderLocker::destroyLocker(lock);
-
     genericValueHolderLocker none(nullptr), noneCopy(none); // a null lock: nothing happens
     noneCopy = none;
-    spinLockerRecursive *a = genericValueHolderLocker::createLocker(), *b = genericValueHolderLocker::createLocker();
-    a->release(); // held by nobody: nothing changes
-    expectDepth(a, 0);
-    {
-        genericValueHolderLocker guardA(a);
-        {
-            genericValueHolderLocker copy(guardA), guardB(b);
-            guardB = guardA; // takes the pointer over, touches no lock
-            EXPECT_TRUE(copy.locker() == a && guardB.locker() == a);
-            std::thread([&] { a->release(); }).join(); // not the holder: nothing changes
-            expectDepth(a, 1);
-            expectDepth(b, 1);
-        } // guardB gives back b, which its constructor took; the copy gives back nothing
-        expectDepth(a, 1);
-        expectDepth(b, 0);
-    }
-    expectDepth(a, 0);
-    genericValueHolderLocker::destroyLocker(a);
+    genericValueHolderLocker::destroyLocker(lock);
     genericValueHolderLocker::destroyLocker(b);
 }
 

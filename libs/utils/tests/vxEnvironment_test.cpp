@@ -77,8 +77,7 @@ TEST(environment, threadsSetAndReadAtTheSameTime) {
             vx::setEnvironmentVariable(name.c_str(), value.c_str());
             vx::string read;
             mismatches += !vx::getEnvironmentVariable(name.c_str(), read) || read != value;
-            vx::configSet all;
-            if (i % 100 == 0)
+            if (vx::configSet all; i % 100 == 0)
                 vx::getEnvironmentVariables(all);
         }
     });

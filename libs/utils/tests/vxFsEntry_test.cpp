@@ -38,23 +38,20 @@ fsEntryName raw(const wchar_t* text) {
 } // namespace
 
 TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtraAndAssignmentKeepsADirectorysDelimiter) {
-    const struct { const wchar_t *a, *b; bool isDirectory; const wchar_t* expected; } cases[] = {
-        {L"C:\\a", L"b", false, L"C:\\a\\b"}, {L"C:/a/", L"./b/../c", true, L"C:\\a\\c\\"},
-        {L"C:\\a", L"", true, L"C:\\a\\"}, {L"", L"b", true, L""}, // an empty directory text drops the name
+    // From two texts, normalised, or from a name, as it stands unless extra is given (which normalises the whole).
+    // An empty directory text drops the name.
+    const struct { bool fromName; const wchar_t *a, *b; bool isDirectory; const wchar_t* expected; } cases[] = {
+        {false, L"C:\\a", L"b", false, L"C:\\a\\b"}, {false, L"C:/a/", L"./b/../c", true, L"C:\\a\\c\\"},
+        {false, L"C:\\a", L"", true, L"C:\\a\\"}, {false, L"", L"b", true, L""},
+        {true, L"C:\\x\\..\\y", L"", false, L"C:\\x\\..\\y"}, {true, L"C:\\x\\..\\y", L"", true, L"C:\\x\\..\\y\\"},
+        {true, L"C:\\x\\\\\\", L"", true, L"C:\\x\\"}, {true, L"C:\\x\\\\\\", L"", false, L"C:\\x\\\\\\"},
+        {true, L"C:\\x", L"sub", true, L"C:\\x\\sub\\"}, {true, L"C:\\x\\..\\y", L"z", false, L"C:\\y\\z"},
+        {true, L"", L"", true, L""}, {true, L"", L"z", true, L""},
     };
     for (const auto& c : cases) {
-        const entry e(c.a, c.b, c.isDirectory);
+        const entry e = c.fromName ? entry(raw(c.a), c.b, c.isDirectory) : entry(c.a, c.b, c.isDirectory);
         EXPECT_TRUE(e.fullName() == c.expected && e.isDirectoryEntry() == c.isDirectory) << c.a << L" + " << c.b;
     }
-    const struct { fsEntryName name; const wchar_t* extra; bool isDirectory; const wchar_t* expected; } fromName[] = {
-        {raw(L"C:\\x\\..\\y"), L"", false, L"C:\\x\\..\\y"}, // as it stands
-        {raw(L"C:\\x\\..\\y"), L"", true, L"C:\\x\\..\\y\\"}, {raw(L"C:\\x\\\\\\"), L"", true, L"C:\\x\\"},
-        {raw(L"C:\\x\\\\\\"), L"", false, L"C:\\x\\\\\\"}, {raw(L"C:\\x"), L"sub", true, L"C:\\x\\sub\\"},
-        {raw(L"C:\\x\\..\\y"), L"z", false, L"C:\\y\\z"}, // extra normalises the whole
-        {raw(L""), L"", true, L""}, {raw(L""), L"z", true, L""},
-    };
-    for (const auto& c : fromName)
-        EXPECT_EQ(entry(c.name, c.extra, c.isDirectory).fullName(), c.expected) << show(c.name.text() + c.extra);
     // An assignment keeps a directory's one trailing delimiter; copies take name and kind.
     entry dir(L"C:\\d", L"", true), plain(L"C:\\f", L"", false);
     EXPECT_EQ((dir = raw(L"C:\\two\\\\")).fullName(), L"C:\\two\\");

@@ -49,8 +49,7 @@ TEST(processLookup, runningEndedAndImpossibleProcesses) {
         _exit(0);
     // Until it is reaped the ended child is a zombie: it exists, but does not run.
     EXPECT_TRUE(vxtest::eventually([&] { return !vx::processIsRunning(static_cast<unsigned long>(child)); }));
-    int status = 0;
-    waitpid(child, &status, 0);
+    waitpid(child, nullptr, 0);
     EXPECT_FALSE(vx::processIsRunning(static_cast<unsigned long>(child)));
 #endif
 }

@@ -33,10 +33,7 @@ protected:
 };
 
 TEST_F(RefPtrTest, CountingAndAssignmentOrder) {
-    struct probe : vx::refObj {
-        int deleted = 0;
-        void deleteThis() override { ++deleted; }
-    } object;
+    struct probe : vx::refObj { int deleted = 0; void deleteThis() override { ++deleted; } } object;
     EXPECT_TRUE(object.addRef() == 1u && object.addRef() == 2u);
     probe copy(object); // a new object, owned by nobody
     EXPECT_EQ(copy.getRefCount(), 0u);

@@ -10,9 +10,7 @@ struct item {
     int value;
     static inline int alive = 0;
 };
-struct special : item {
-    using item::item;
-};
+struct special : item { using item::item; };
 
 class AutoPtrTest : public testing::Test {
 protected:

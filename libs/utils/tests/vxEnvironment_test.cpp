@@ -36,13 +36,11 @@ TEST(environment, setAndGetFollowPutenvRulesAndTheWholeBlockIsAdded) {
         EXPECT_EQ(vx::setEnvironmentVariable(r.name, r.value), r.result) << (r.name ? r.name : L"(null)");
         EXPECT_EQ(nativeValue("VX_T_A") + " | " + nativeValue("VX_T_B"), std::string(r.a) + " | " + r.b);
     }
-
     vx::string value = L"untouched";
     EXPECT_TRUE(vx::getEnvironmentVariable(L"VX_T_A", value) && value == L"2=3");
     for (const wchar_t* name : {L"VX_T_B", L"", L"VX_T_A=2", static_cast<const wchar_t*>(nullptr)})
         EXPECT_FALSE(vx::getEnvironmentVariable(name, value));
     EXPECT_EQ(value, L"2=3");
-
     // The whole block, added to what a set holds.
     guard.set("VX_T_A", "a=b");
 #ifndef _WIN32 // an empty value removes a variable on Windows
@@ -58,7 +56,6 @@ TEST(environment, setAndGetFollowPutenvRulesAndTheWholeBlockIsAdded) {
     for (char** entry = environ; *entry; ++entry)
         ++count;
     EXPECT_EQ(set.size(), count + 1);
-
     // Native text is bytes only on POSIX systems: those that are not UTF-8 survive the round trip.
     guard.set("VX_T_A", "a\xFF\xC3(\xED\xA0\x80");
     ASSERT_TRUE(vx::getEnvironmentVariable(L"VX_T_A", value));
@@ -80,8 +77,7 @@ TEST(environment, threadsSetAndReadAtTheSameTime) {
             vx::setEnvironmentVariable(name.c_str(), value.c_str());
             vx::string read;
             mismatches += !vx::getEnvironmentVariable(name.c_str(), read) || read != value;
-            vx::configSet all;
-            if (i % 100 == 0)
+            if (vx::configSet all; i % 100 == 0)
                 vx::getEnvironmentVariables(all);
         }
     });
@@ -89,9 +85,15 @@ TEST(environment, threadsSetAndReadAtTheSameTime) {
 }
 
 TEST(environment, identityAndSleep) {
+    vx::string name;
+    EXPECT_TRUE(vx::getComputerName(name));
 #ifdef _WIN32
     EXPECT_EQ(vx::getCurrentProcessId(), static_cast<unsigned long>(GetCurrentProcessId()));
     EXPECT_EQ(vx::getCurrentThreadId(), static_cast<unsigned long>(GetCurrentThreadId()));
+    wchar_t host[MAX_COMPUTERNAME_LENGTH + 1] = {};
+    DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
+    ASSERT_TRUE(GetComputerNameW(host, &size));
+    EXPECT_EQ(name, vx::string(host));
 #else
     EXPECT_EQ(vx::getCurrentProcessId(), static_cast<unsigned long>(::getpid()));
     EXPECT_EQ(vx::getCurrentThreadId(), static_cast<unsigned long>(::syscall(SYS_gettid)));
@@ -99,26 +101,15 @@ TEST(environment, identityAndSleep) {
     EXPECT_EQ(vxtest::inRestrictedChild(0, false, [](std::string& errors) {
         vxtest::check(errors, vx::getCurrentProcessId() == static_cast<unsigned long>(::getpid()), "parent's id");
     }), "");
-#endif
-    unsigned long other = 0;
-    std::thread([&] { other = vx::getCurrentThreadId(); }).join();
-    EXPECT_NE(other, vx::getCurrentThreadId());
-
-    vx::string name;
-    EXPECT_TRUE(vx::getComputerName(name));
-#ifdef _WIN32
-    wchar_t host[MAX_COMPUTERNAME_LENGTH + 1] = {};
-    DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
-    ASSERT_TRUE(GetComputerNameW(host, &size));
-    EXPECT_EQ(name, vx::string(host));
-#else
     char host[256] = {};
     ASSERT_EQ(::gethostname(host, sizeof host - 1), 0);
     EXPECT_EQ(name, vx::string(std::wstring(host, host + std::char_traits<char>::length(host))));
 #endif
+    unsigned long other = 0;
+    std::thread([&] { other = vx::getCurrentThreadId(); }).join();
+    EXPECT_NE(other, vx::getCurrentThreadId());
     name.clear();
     EXPECT_TRUE(vx::getUserName(name) && !name.empty() && !vx::currentProcessIsWow64Process());
-
     const auto start = std::chrono::steady_clock::now();
     vx::sleep(30);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));

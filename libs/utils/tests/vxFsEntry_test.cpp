@@ -38,32 +38,26 @@ fsEntryName raw(const wchar_t* text) {
 } // namespace
 
 TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtraAndAssignmentKeepsADirectorysDelimiter) {
-    const struct { const wchar_t *a, *b; bool isDirectory; const wchar_t* expected; } cases[] = {
-        {L"C:\\a", L"b", false, L"C:\\a\\b"}, {L"C:/a/", L"./b/../c", true, L"C:\\a\\c\\"},
-        {L"", L"b", true, L""}, // an empty directory text drops the name
-        {L"C:\\a", L"", true, L"C:\\a\\"},
+    // From two texts, normalised, or from a name, as it stands unless extra is given (which normalises the whole).
+    // An empty directory text drops the name.
+    const struct { bool fromName; const wchar_t *a, *b; bool isDirectory; const wchar_t* expected; } cases[] = {
+        {false, L"C:\\a", L"b", false, L"C:\\a\\b"}, {false, L"C:/a/", L"./b/../c", true, L"C:\\a\\c\\"},
+        {false, L"C:\\a", L"", true, L"C:\\a\\"}, {false, L"", L"b", true, L""},
+        {true, L"C:\\x\\..\\y", L"", false, L"C:\\x\\..\\y"}, {true, L"C:\\x\\..\\y", L"", true, L"C:\\x\\..\\y\\"},
+        {true, L"C:\\x\\\\\\", L"", true, L"C:\\x\\"}, {true, L"C:\\x\\\\\\", L"", false, L"C:\\x\\\\\\"},
+        {true, L"C:\\x", L"sub", true, L"C:\\x\\sub\\"}, {true, L"C:\\x\\..\\y", L"z", false, L"C:\\y\\z"},
+        {true, L"", L"", true, L""}, {true, L"", L"z", true, L""},
     };
     for (const auto& c : cases) {
-        const entry e(c.a, c.b, c.isDirectory);
+        const entry e = c.fromName ? entry(raw(c.a), c.b, c.isDirectory) : entry(c.a, c.b, c.isDirectory);
         EXPECT_TRUE(e.fullName() == c.expected && e.isDirectoryEntry() == c.isDirectory) << c.a << L" + " << c.b;
     }
-
-    const struct { fsEntryName name; const wchar_t* extra; bool isDirectory; const wchar_t* expected; } fromName[] = {
-        {raw(L"C:\\x\\..\\y"), L"", false, L"C:\\x\\..\\y"}, // as it stands
-        {raw(L"C:\\x\\..\\y"), L"", true, L"C:\\x\\..\\y\\"}, {raw(L"C:\\x\\\\\\"), L"", true, L"C:\\x\\"},
-        {raw(L"C:\\x\\\\\\"), L"", false, L"C:\\x\\\\\\"}, {raw(L"C:\\x"), L"sub", true, L"C:\\x\\sub\\"},
-        {raw(L"C:\\x\\..\\y"), L"z", false, L"C:\\y\\z"}, // extra normalises the whole
-        {raw(L""), L"", true, L""}, {raw(L""), L"z", true, L""},
-    };
-    for (const auto& c : fromName)
-        EXPECT_EQ(entry(c.name, c.extra, c.isDirectory).fullName(), c.expected) << show(c.name.text() + c.extra);
-
-    // An assignment keeps a directory's one trailing delimiter.
+    // An assignment keeps a directory's one trailing delimiter; copies take name and kind.
     entry dir(L"C:\\d", L"", true), plain(L"C:\\f", L"", false);
     EXPECT_EQ((dir = raw(L"C:\\two\\\\")).fullName(), L"C:\\two\\");
     EXPECT_EQ((dir = raw(L"C:\\other")).fullName(), L"C:\\other\\");
     EXPECT_EQ((plain = raw(L"C:\\other\\")).fullName(), L"C:\\other\\");
-    const entry copy(dir); // copies take name and kind
+    const entry copy(dir);
     EXPECT_TRUE(copy.isDirectoryEntry() && copy.entryName() == dir.entryName());
     EXPECT_EQ((dir = raw(L"")).fullName(), L"");
 }
@@ -73,25 +67,23 @@ TEST(fsEntryOnQ, existsNativePathAndRemote) {
     const vxtest::tempDir dir;
     const vxtest::scopedEnvironment drives("VX_DRIVES", "Q=" + dir.path());
     dir.makeFile("f");
+    dir.makeDirs("Data");
     const struct { const wchar_t* name; bool isDirectory, exists; } cases[] = {
         {L"", true, true}, {L"f", false, true}, {L"F", false, true}, {L"missing", false, false}, // case is ignored
     };
     for (const auto& c : cases)
         EXPECT_EQ(entry(L"Q:\\", c.name, c.isDirectory).exists(), c.exists) << c.name;
     EXPECT_FALSE(entry(L"", L"", false).exists() || entry(L"P:\\", L"", true).exists()); // no name, no such drive
-
     // The mapping itself is the platform layer's (its tests cover it): success, its failure, and no name.
-    dir.makeDirs("Data");
-    const struct { fsEntryName name; bool isDirectory, ok; std::string native; } natives[] = {
-        {raw(L"Q:\\data\\New File.txt"), false, true, dir / "Data/New File.txt"}, {raw(L"P:\\x"), false, false, ""},
-        {raw(L""), false, false, ""},
+    const struct { fsEntryName name; bool ok; std::string native; } natives[] = {
+        {raw(L"Q:\\data\\New File.txt"), true, dir / "Data/New File.txt"}, {raw(L"P:\\x"), false, "unchanged"},
+        {raw(L""), false, "unchanged"},
     };
     for (const auto& c : natives) {
         std::string native = "unchanged";
-        EXPECT_EQ(entry(c.name, L"", c.isDirectory).nativePath(native), c.ok) << show(c.name.text());
-        EXPECT_EQ(native, c.ok ? c.native : "unchanged") << show(c.name.text());
+        EXPECT_EQ(entry(c.name, L"", false).nativePath(native), c.ok) << show(c.name.text());
+        EXPECT_EQ(native, c.native) << show(c.name.text());
     }
-
     const struct { const wchar_t* name; bool remote; } remotes[] = {
         {L"\\\\server\\share\\x", true}, {L"\\\\server", true}, {L"Q:\\local", false}, // a local file system
         // A letter the table does not know, no letter, and a name too short to take apart.
@@ -100,9 +92,7 @@ TEST(fsEntryOnQ, existsNativePathAndRemote) {
     for (const auto& c : remotes)
         EXPECT_EQ(entry(raw(c.name), L"", false).isRemote(), c.remote) << c.name;
 }
-
 #else
-
 TEST(fsEntryOnWindows, existsNativePathAndRemote) {
     const vxtest::tempDir dir;
     dir.makeFile("f");
@@ -113,7 +103,6 @@ TEST(fsEntryOnWindows, existsNativePathAndRemote) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(entry(win, c.name, c.isDirectory).exists(), c.exists) << c.name;
-
     // The native path is the text with "." and ".." resolved and every '/' a backslash; a drive that
     // does not exist and a null character give none.
     vx::nativePathText native;
@@ -129,12 +118,10 @@ TEST(fsEntryOnWindows, existsNativePathAndRemote) {
     EXPECT_FALSE(entry(raw((string(missing) + L":\\x").c_str()), L"", false).nativePath(native));
     EXPECT_FALSE(entry(fsEntryName(string(L"C:\\a\0b", 6)), L"", false).nativePath(native));
     EXPECT_EQ(native, L"unchanged");
-
     EXPECT_TRUE(entry(raw(L"\\\\server\\share\\x"), L"", false).isRemote());
     EXPECT_FALSE(entry(raw(win.c_str()), L"", false).isRemote()); // a local disk
     EXPECT_FALSE(entry(raw((string(missing) + L":\\x").c_str()), L"", false).isRemote());
 }
-
 #endif
 
 TEST(fsEntryParts, driveDirectoryNameAndExtension) {

@@ -22,15 +22,13 @@ constexpr int kRounds = 20000;
 #endif
 
 // The flag and the owner are read atomically: other threads may be spinning on them.
-unsigned flagOf(spinLockerRecursive* lock) { return __atomic_load_n(&lock->flag, __ATOMIC_SEQ_CST); }
 std::uint64_t ownerOf(spinLockerRecursive* lock) { return __atomic_load_n(&lock->owner, __ATOMIC_SEQ_CST); }
 
-void expectHeldByMe(spinLockerRecursive* lock, std::uint64_t depth) {
-    EXPECT_TRUE(flagOf(lock) == 1u && ownerOf(lock) == spinLockerRecursive::currentOwnerValue()) << depth;
-    EXPECT_EQ(lock->depth, depth);
-}
-void expectFree(spinLockerRecursive* lock) {
-    EXPECT_TRUE(flagOf(lock) == 0u && ownerOf(lock) == 0u && lock->depth == 0u);
+// Held by the calling thread at that depth, or free at depth 0.
+void expectDepth(spinLockerRecursive* lock, std::uint64_t depth) {
+    const std::uint64_t owner = depth ? spinLockerRecursive::currentOwnerValue() : 0;
+    EXPECT_TRUE(__atomic_load_n(&lock->flag, __ATOMIC_SEQ_CST) == (depth ? 1u : 0u) && ownerOf(lock) == owner &&
+                lock->depth == depth) << depth;
 }
 
 TEST(Interlocked, ReturnsTheNewValueAndHandsOutEveryValueOnce) {
@@ -39,7 +37,6 @@ TEST(Interlocked, ReturnsTheNewValueAndHandsOutEveryValueOnce) {
     EXPECT_TRUE(vx::interlockedDecrement(&s) == -1L && vx::interlockedIncrement(&s) == 0L);
     EXPECT_EQ(vx::interlockedDecrement(&u), std::numeric_limits<unsigned long>::max());
     EXPECT_TRUE(vx::interlockedIncrement(&u) == 0UL && vx::interlockedRead(&u) == 0UL);
-
     constexpr long kThreads = 4, kTotal = kThreads * kRounds;
     unsigned long volatile up = 0;
     long volatile down = kTotal;
@@ -70,8 +67,9 @@ TEST(SpinLockerRecursive, OwnerValueIsFnv1aOfTheFourLowBytesOfTheThreadId) {
 }
 
 TEST(GenericValueHolderLocker, NestsOnOneThreadAndFreesAfterTheOutermostGuard) {
-    spinLockerRecursive* lock = genericValueHolderLocker::createLocker();
-    expectFree(lock);
+    spinLockerRecursive *lock = genericValueHolderLocker::createLocker(), *b = genericValueHolderLocker::createLocker();
+    lock->release(); // held by nobody: nothing changes
+    expectDepth(lock, 0);
     std::atomic<bool> taken{false};
     std::thread other;
     {
@@ -82,38 +80,28 @@ TEST(GenericValueHolderLocker, NestsOnOneThreadAndFreesAfterTheOutermostGuard) {
             for (int i = 0; i < 100; ++i)
                 inner.push_back(std::make_unique<genericValueHolderLocker>(lock));
             lock->acquire();
-            expectHeldByMe(lock, 102);
+            expectDepth(lock, 102);
             lock->release();
+            std::thread([&] { lock->release(); }).join(); // not the holder: nothing changes
+            expectDepth(lock, 101);
         }
-        expectHeldByMe(lock, 1);
+        {
+            genericValueHolderLocker copy(outer), guardB(b);
+            guardB = outer; // takes the pointer over, touches no lock
+            EXPECT_TRUE(copy.locker() == lock && guardB.locker() == lock);
+            expectDepth(b, 1);
+        } // guardB gives back b, which its constructor took; the copy gives back nothing
+        expectDepth(lock, 1);
+        expectDepth(b, 0);
         std::this_thread::sleep_for(50ms);
         EXPECT_FALSE(taken);
     }
     other.join(); // free after the outermost guard
     EXPECT_TRUE(taken);
-    expectFree(lock);
-    genericValueHolderLocker::destroyLocker(lock);
-
+    expectDepth(lock, 0);
     genericValueHolderLocker none(nullptr), noneCopy(none); // a null lock: nothing happens
     noneCopy = none;
-    spinLockerRecursive *a = genericValueHolderLocker::createLocker(), *b = genericValueHolderLocker::createLocker();
-    a->release(); // held by nobody: nothing changes
-    expectFree(a);
-    {
-        genericValueHolderLocker guardA(a);
-        {
-            genericValueHolderLocker copy(guardA), guardB(b);
-            guardB = guardA; // takes the pointer over, touches no lock
-            EXPECT_TRUE(copy.locker() == a && guardB.locker() == a);
-            std::thread([&] { a->release(); }).join(); // not the holder: nothing changes
-            expectHeldByMe(a, 1);
-            expectHeldByMe(b, 1);
-        } // guardB gives back b, which its constructor took; the copy gives back nothing
-        expectHeldByMe(a, 1);
-        expectFree(b);
-    }
-    expectFree(a);
-    genericValueHolderLocker::destroyLocker(a);
+    genericValueHolderLocker::destroyLocker(lock);
     genericValueHolderLocker::destroyLocker(b);
 }
 
@@ -130,7 +118,7 @@ TEST(SpinLockerRecursive, ExcludesOtherThreadsWhileTheHolderRecurses) {
         }
     });
     EXPECT_TRUE(bad == 0 && plain == 4L * kRounds);
-    expectFree(lock);
+    expectDepth(lock, 0);
     genericValueHolderLocker::destroyLocker(lock);
 }
 

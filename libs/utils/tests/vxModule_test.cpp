@@ -1,6 +1,5 @@
 #include <vxDirectory.h>
 #include <vxEnvironment.h>
-#include <vxFile.h>
 #include <vxModule.h>
 
 #include "testSupport.h"
@@ -50,8 +49,7 @@ TEST(processLookup, runningEndedAndImpossibleProcesses) {
         _exit(0);
     // Until it is reaped the ended child is a zombie: it exists, but does not run.
     EXPECT_TRUE(vxtest::eventually([&] { return !vx::processIsRunning(static_cast<unsigned long>(child)); }));
-    int status = 0;
-    waitpid(child, &status, 0);
+    waitpid(child, nullptr, 0);
     EXPECT_FALSE(vx::processIsRunning(static_cast<unsigned long>(child)));
 #endif
 }
@@ -59,15 +57,13 @@ TEST(processLookup, runningEndedAndImpossibleProcesses) {
 TEST(moduleLookup, theExecutableAndTheLibraryByEveryFormOfTheirNames) {
     const vxtest::scopedEnvironment drives("VX_DRIVES", nullptr); // names in Windows form on the default table
     const std::string executable = executablePath();
-    vx::file byNull, byName;
+    vx::file byNull, byName, library, out(L"C:\\unchanged.txt");
+    vx::directory folder, libraryFolder, noFolder;
     ASSERT_TRUE(vx::getModuleFileName(static_cast<void*>(nullptr), byNull) && vx::getModuleHandle(L"") != nullptr);
     EXPECT_EQ(byNull.fullName(), windowsForm(executable));
     EXPECT_TRUE(vx::getModuleFileName(vx::string(), byName) && byName.fullName() == byNull.fullName());
-
-    vx::directory folder;
     ASSERT_TRUE(vx::getModulePath(static_cast<void*>(nullptr), folder));
     EXPECT_EQ(folder.fullName(), windowsForm(executable.substr(0, executable.rfind('/') + 1)));
-
 #ifdef _WIN32
     const wchar_t* const fileName = L"vxUtils.dll";
     const std::vector<const wchar_t*> otherNames = {L"vxUtils", L"VXUTILS", L"vxutils.DLL"};
@@ -76,27 +72,19 @@ TEST(moduleLookup, theExecutableAndTheLibraryByEveryFormOfTheirNames) {
     const std::vector<const wchar_t*> otherNames = {L"vxUtils", L"VXUTILS", L"libvxutils", L"libvxUtils.so.0"};
 #endif
     void* handle = vx::getModuleHandle(fileName);
-    ASSERT_NE(handle, nullptr);
+    ASSERT_TRUE(handle != nullptr && handle != vx::getModuleHandle(L""));
     for (const wchar_t* name : otherNames)
         EXPECT_EQ(vx::getModuleHandle(name), handle) << name;
-    EXPECT_NE(handle, vx::getModuleHandle(L""));
-    vx::file library;
     ASSERT_TRUE(vx::getModuleFileName(L"vxUtils", library) && library.exists());
     EXPECT_NE(library.fullName().find(L"\\" + vx::string(fileName)), vx::string::npos) << library.fullName().getMBCS();
-
-    vx::directory libraryFolder;
     ASSERT_TRUE(vx::getModulePath(handle, libraryFolder));
     EXPECT_EQ(library.fullName().find(libraryFolder.fullName()), 0u);
-
     // Names that merely start like a loaded module do not name it.
     for (const wchar_t* name : {L"noSuchModule", L"vxUtil", L"vxUtils.dl"})
         EXPECT_EQ(vx::getModuleHandle(name), nullptr) << name;
-
-    vx::file out(L"C:\\unchanged.txt");
     int local = 0;
     EXPECT_FALSE(vx::getModuleFileName(L"noSuchModule", out) || vx::getModuleFileName(static_cast<void*>(&local), out));
     EXPECT_EQ(out.fullName(), L"C:\\unchanged.txt");
-    vx::directory noFolder;
     EXPECT_FALSE(vx::getModulePath(L"noSuchModule", noFolder) || !noFolder.fullName().empty());
 }
 

@@ -33,15 +33,11 @@ protected:
 };
 
 TEST_F(RefPtrTest, CountingAndAssignmentOrder) {
-    struct probe : vx::refObj {
-        int deleted = 0;
-        void deleteThis() override { ++deleted; }
-    } object;
+    struct probe : vx::refObj { int deleted = 0; void deleteThis() override { ++deleted; } } object;
     EXPECT_TRUE(object.addRef() == 1u && object.addRef() == 2u);
     probe copy(object); // a new object, owned by nobody
     EXPECT_EQ(copy.getRefCount(), 0u);
     EXPECT_TRUE(object.release() == 1u && object.deleted == 0 && object.release() == 0u && object.deleted == 1);
-
     node* raw = new node(7);
     {
         vx::refPtr<node> a(raw), b(a);
@@ -57,11 +53,9 @@ TEST_F(RefPtrTest, CountingAndAssignmentOrder) {
         detached->release();
     }
     EXPECT_EQ(node::deletes, 1);
-
     vx::refPtr<iShape> shape(new square), shapeCopy(shape); // an abstract pointee
     const vx::iRefCount& counted = *shape;
     EXPECT_TRUE(counted.getRefCount() == 2u && shapeCopy->sides() == 4);
-
     // Assignment takes the new reference before it drops the old.
     vx::refPtr<node> p(new node(1));
     const vx::refPtr<node>& same = p;
@@ -109,20 +103,17 @@ TEST_F(RefPtrTest, CountsStayExactUnderConcurrentCopies) {
     stop = true;
     watcher.join();
     EXPECT_TRUE(bad == 0 && shared->getRefCount() == 1u);
-
     constexpr int kObjects = 3000, kThreads = 4;
-    std::vector<std::vector<vx::refPtr<node>>> held(kThreads);
-    for (int i = 0; i < kObjects; ++i) {
-        vx::refPtr<node> object(new node(i));
-        for (auto& mine : held)
-            mine.push_back(object);
-    }
+    std::vector<vx::refPtr<node>> objects;
+    for (int i = 0; i < kObjects; ++i)
+        objects.emplace_back(new node(i));
+    std::vector<std::vector<vx::refPtr<node>>> held(kThreads, objects);
+    objects.clear();
     std::atomic<int> ready{0};
     vxtest::runThreads(kThreads, [&](int t) {
         for (++ready; ready < kThreads;)
             std::this_thread::yield();
-        for (auto& p : held[t])
-            p.reset();
+        held[t].clear();
     });
     EXPECT_EQ(node::deletes, kObjects);
 }

@@ -31,7 +31,6 @@ protected:
 
 TEST_F(SharedPtrTest, CopiesShareOneCounterAndTheLastDeletes) {
     vx::sharedPtr<tracked> empty;
-    EXPECT_EQ(empty.getRefCount(), 0u);
     {
         vx::sharedPtr<tracked> a(new tracked(1)), b(a), c;
         c = b;
@@ -40,19 +39,16 @@ TEST_F(SharedPtrTest, CopiesShareOneCounterAndTheLastDeletes) {
         EXPECT_TRUE(b.isNull() && a.getRefCount() == 3u);
         c = nullptr;
         moved.reset(new tracked(2));
-        EXPECT_EQ(a.getRefCount(), 1u);
         a = moved; // drops the last reference to the first object
         EXPECT_TRUE(tracked::destroyed == 1 && moved.getRefCount() == 2u && (*a).value == 2);
     }
     EXPECT_EQ(tracked::destroyed, 2);
-
     // A null raw pointer gets no counter, and neither do its copies.
     vx::sharedPtr<tracked> fromNull(static_cast<tracked*>(nullptr)), copy(fromNull), assigned(new tracked(3));
     assigned = copy;
     vx::const_sharedPtr<tracked> constant(fromNull), constFromNull(static_cast<const tracked*>(nullptr));
-    EXPECT_EQ(fromNull.getRefCount() + copy.getRefCount() + assigned.getRefCount() + constant.getRefCount() +
-                  constFromNull.getRefCount(), 0u);
-
+    EXPECT_EQ(empty.getRefCount() + fromNull.getRefCount() + copy.getRefCount() + assigned.getRefCount() +
+                  constant.getRefCount() + constFromNull.getRefCount(), 0u);
     vx::sharedPtr<derived> object(new derived(4));
     vx::sharedPtr<tracked> base(object);
     vx::const_sharedPtr<tracked> constBase(base), constCopy(constBase);
@@ -61,26 +57,23 @@ TEST_F(SharedPtrTest, CopiesShareOneCounterAndTheLastDeletes) {
     constCopy.reset();
     constBase = object;
     EXPECT_TRUE(object.getRefCount() == 3u && vx::const_sharedPtr<tracked>(new tracked(5)).getRefCount() == 1u);
-
     // A dynamic cast shares the counter, or gives an empty pointer and takes no reference.
     vx::sharedPtr<tracked> isBase(new tracked(2));
-    vx::sharedPtr<derived> cast = vx::sharedPtrDynamicCast<derived>(base);
+    vx::sharedPtr<derived> cast = vx::sharedPtrDynamicCast<derived>(base),
+                           failed = vx::sharedPtrDynamicCast<derived>(isBase);
     EXPECT_TRUE(cast.get() == object.get() && object.getRefCount() == 4u);
-    vx::sharedPtr<derived> failed = vx::sharedPtrDynamicCast<derived>(isBase);
     EXPECT_TRUE(failed.isNull() && failed.getRefCount() == 0u && isBase.getRefCount() == 1u);
     EXPECT_TRUE(vx::sharedPtrDynamicCast<derived>(vx::sharedPtr<tracked>()).isNull());
 }
 
 TEST_F(SharedPtrTest, NullAccessReportsTheHeaderLineAndTheLockerIsNotRecursive) {
-    vx::sharedPtr<tracked> empty;
+    vx::sharedPtr<tracked> empty, source(new tracked(1)), target;
     vx::const_sharedPtr<tracked> constEmpty;
     EXPECT_EQ(assertionSite(failedAssertion([&] { (void)empty->value; })), L"m_p != nullptr @ vxSharedPtr.h:127");
     EXPECT_EQ(assertionSite(failedAssertion([&] { (void)(*empty).value; })), L"m_p != nullptr @ vxSharedPtr.h:132");
     EXPECT_EQ(assertionSite(failedAssertion([&] { (void)constEmpty->value; })), L"m_p != nullptr @ vxSharedPtr.h:138");
     EXPECT_EQ(assertionSite(failedAssertion([&] { (void)(*constEmpty).value; })),
               L"m_p != nullptr @ vxSharedPtr.h:143");
-
-    vx::sharedPtr<tracked> source(new tracked(1)), target;
     // Under the lock a copy fails, and the copy the other thread waits to make has not counted yet.
     const auto copyFails = [&] {
         failedAssertion([&] { vx::sharedPtr<tracked> copy(source); });
@@ -130,8 +123,8 @@ TEST_F(SharedPtrTest, OneVariableAssignedAndReadByManyThreads) {
             std::this_thread::yield();
         if (t < kWriters) {
             for (int i = 0; i < kWriterRounds; ++i) {
-                // Halfway, each writer's last store was a new object: the writers wait there until a
-                // reader has copied one, so that reads overlap writes however the threads are scheduled.
+                // Halfway, each writer's last store was a new object: the writers wait there until a reader has
+                // copied one, so that reads overlap writes however the threads are scheduled.
                 if (i == kWriterRounds / 10 * 5 + 1)
                     vxtest::eventually([&] { return seen > 0; }, 20000);
                 switch (i % 5) {

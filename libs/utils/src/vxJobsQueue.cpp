@@ -1,6 +1,7 @@
 #include "vxJobsQueue.h"
 
 #include "platform/events.h"
+#include "platform/threads.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -72,6 +73,7 @@ struct asyncState {
     std::atomic<bool> enabled{false};
     std::atomic<bool> busy{false};
     std::atomic<bool> stop{false};
+    std::atomic<bool> hasPending{false}; // whether order holds a job; changed under the lock
     std::mutex lock;
     std::condition_variable wake;
     // The pending jobs in the order their classes became pending, and the index by class.
@@ -83,6 +85,7 @@ struct asyncState {
             if (stop)
                 return;
             busy = false;
+            platform::spinBriefly([this] { return hasPending || stop; });
             std::unique_lock<std::mutex> held(lock);
             // The stop ends the wait too, so that an idle worker leaves at once.
             wake.wait(held, [this] { return !order.empty() || stop; });
@@ -97,6 +100,7 @@ struct asyncState {
             std::shared_ptr<iJobAsyncContext> context = std::move(best->context);
             pending.erase(best->key);
             order.erase(best);
+            hasPending = !order.empty();
             held.unlock();
             if (function && context)
                 function(context);
@@ -144,6 +148,7 @@ public:
                 mState->order.push_back(pendingJob{key, std::move(j), context});
                 mState->pending.emplace(key, std::prev(mState->order.end()));
             }
+            mState->hasPending = true;
         }
         mState->wake.notify_one();
     }

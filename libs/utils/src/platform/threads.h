@@ -7,6 +7,8 @@
 // remains (see docs/platform.md).
 #pragma once
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 
 namespace vx::platform {
@@ -16,6 +18,23 @@ std::uint64_t currentThreadId();
 
 // Lets other threads run; used by spin loops that wait long.
 void yieldThread();
+
+// Looks at a condition, letting other threads run between looks, until it holds, the deadline
+// passes, or 50 microseconds are over; answers whether it held. A waiter calls it before
+// it sleeps: a thread woken from sleep runs only after tens of microseconds on a virtual machine,
+// which a worker given jobs one after another would otherwise pay for each.
+template <class Condition>
+bool spinBriefly(Condition holds, std::chrono::steady_clock::time_point deadline =
+                                      std::chrono::steady_clock::time_point::max()) {
+    using clock = std::chrono::steady_clock;
+    const auto end = std::min(deadline, clock::now() + std::chrono::microseconds(50));
+    while (!holds()) {
+        if (clock::now() >= end)
+            return false;
+        yieldThread();
+    }
+    return true;
+}
 
 // Sleeps at least the given time; interruptions by signals do not shorten it.
 void sleepMilliseconds(unsigned int milliseconds);

@@ -7,6 +7,7 @@
 #include "platform/threads.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <map>
@@ -28,7 +29,8 @@ struct waiter {
 struct event {
     std::mutex lock;
     bool manualReset;
-    bool set;
+    // Changed only under the lock; atomic so that a waiter may look at it before it takes the lock.
+    std::atomic<bool> set{false};
     std::vector<waiter*> waiters;
 };
 
@@ -50,8 +52,11 @@ void setEvent(event* e) {
     e->set = true;
     // A waiter unregisters under the event's lock, so each one is alive here.
     for (waiter* w : e->waiters) {
-        std::lock_guard<std::mutex> holdWaiter(w->lock);
-        w->woken = true;
+        {
+            std::lock_guard<std::mutex> holdWaiter(w->lock);
+            w->woken = true;
+        }
+        // Outside the waiter's lock, so that the waiter does not wake only to wait for it.
         w->wake.notify_one();
     }
 }
@@ -72,6 +77,8 @@ bool testEvent(event* e) {
 int waitForAnyEvent(event* const* events, std::size_t count, unsigned int milliseconds) {
     using clock = std::chrono::steady_clock;
     const auto deadline = clock::now() + std::chrono::milliseconds(milliseconds);
+    spinBriefly([&] { return std::any_of(events, events + count, [](event* e) { return e->set.load(); }); },
+                deadline);
     waiter self;
     std::size_t registered = 0;
     int found = -1;

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <ctime>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -139,6 +140,9 @@ struct systemThreadState {
     std::uint32_t exitCode = kStillActive;
     std::uint32_t id = 0;
     int level = 0;
+    // The level whose nice value the thread has, once set: a repeated level (a reusable thread
+    // gets one with every job) needs no system call.
+    int applied = std::numeric_limits<int>::min();
     event* ended = nullptr;
     int (*entry)(void*) = nullptr;
     void (*discard)(void*) = nullptr;
@@ -273,8 +277,9 @@ bool setThreadLevel(systemThread* t, int level) {
     state.level = level;
     // Linux schedules each thread by its own nice value; a refused change keeps the level. The
     // id of a thread that has returned may already name another thread.
-    if (!state.returned)
-        ::setpriority(PRIO_PROCESS, static_cast<id_t>(state.id), niceOf(level));
+    if (!state.returned && level != state.applied &&
+        ::setpriority(PRIO_PROCESS, static_cast<id_t>(state.id), niceOf(level)) == 0)
+        state.applied = level;
     return true;
 }
 

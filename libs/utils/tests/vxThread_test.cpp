@@ -9,6 +9,10 @@
 
 #include <gtest/gtest.h>
 
+#ifndef _WIN32
+#include <sys/resource.h>
+#endif
+
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -314,6 +318,31 @@ TEST(reusablelThread, runsJobsOnOneThreadWithItsSignalsAndKeepsTheSuspendedQuirk
     EXPECT_EQ(first.threadHash, second.threadHash);
     EXPECT_FALSE(t->hasFinished());
 }
+
+#ifndef _WIN32
+// Each job is given its level; the thread's nice value follows it, also where a level repeats
+// (no system call then) and after it. Only rising nice values: lowering one needs privileges.
+TEST(reusablelThread, theNiceValueFollowsTheLevelOfEachJob) {
+    struct niceJob {
+        std::atomic<int> nice{-100};
+        static int run(void* raw) {
+            static_cast<niceJob*>(raw)->nice = ::getpriority(PRIO_PROCESS, 0);
+            return 0;
+        }
+    };
+    auto t = vx::reusablelThread::create();
+    const struct { thread::ePriority priority; int nice; } jobs[] = {
+        {thread::priorityBelowNormal, 2}, {thread::priorityLowest, 4}, {thread::priorityLowest, 4},
+        {thread::priorityIdle, 19}};
+    for (const auto& j : jobs) {
+        niceJob run;
+        ASSERT_TRUE(eventually([&] { return t->reinit(); })) << "the thread stayed busy";
+        t->start(&niceJob::run, &run, false, j.priority);
+        ASSERT_TRUE(eventually([&] { return run.nice != -100; })) << "the job did not run";
+        EXPECT_EQ(run.nice, j.nice) << "level " << j.priority;
+    }
+}
+#endif
 
 TEST(reusablelThread, destructionWaitsForTheRunningJob) {
     gate g;

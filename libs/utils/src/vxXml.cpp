@@ -118,10 +118,10 @@ const namedEntity kNamedEntities[] = {
     {L"&amp;", 5, L'&'}, {L"&apos;", 6, L'\''}, {L"&quot;", 6, L'"'}, {L"&lt;", 4, L'<'}, {L"&gt;", 4, L'>'},
 };
 
-// Whether s holds prefix at `at` (at most its length). Compared in place: texts full of
+// Whether s holds the prefix of the given length at `at`. Compared in place: texts full of
 // entities make this the decoder's inner loop, where a library call per entity costs.
 bool startsWith(const string& s, std::size_t at, const wchar_t* prefix, std::size_t length) {
-    if (s.size() - at < length)
+    if (at > s.size() || s.size() - at < length)
         return false;
     const wchar_t* const p = s.data() + at;
     for (std::size_t k = 0; k < length; ++k)

@@ -26,11 +26,6 @@ binaryBuffer bufferOf(const std::string& bytes, std::uint64_t room = 0) {
     return b;
 }
 
-// One byte before p, formed as a number: a cursor outside the block that no pointer arithmetic forms.
-const void* addressBefore(const void* p) {
-    return reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(p) - 1);
-}
-
 const std::string kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 // Base64 as a stream of 6-bit groups, independent of the library's three-byte steps.
@@ -47,17 +42,6 @@ std::string referenceBase64(const std::string& bytes) {
         text += '=';
     return text;
 }
-
-#ifndef _WIN32
-// Runs body in a restricted child process (vxtest::inRestrictedChild) whose temporary directory is tempDir.
-std::string inChild(const vx::directory& tempDir, rlim_t fileLimit, bool asNobody,
-                    const std::function<void(std::string&)>& body) {
-    return vxtest::inRestrictedChild(fileLimit, asNobody, [&](std::string& errors) {
-        vx::directory::setThreadTempDir(vx::getCurrentThreadId(), tempDir);
-        body(errors);
-    });
-}
-#endif
 
 // A fresh temporary directory whose "tmp" is the gzip codecs' temporary directory, to see what they leave.
 class bufferTest : public ::testing::Test {
@@ -115,28 +99,25 @@ TEST(binaryBufferRoom, constructorsGrowthAndShrinkSetExactLengths) {
     }
 }
 
-TEST(binaryBufferRoom, assignmentGrowsOnlyWhenShortMovesTakeTheBlockAndEqualityLooksAtTheContent) {
+// Assignment grows only when short, moves take the block, equality looks at the content, writes from inside survive
+// growth, and unlinking leaves the buffer empty.
+TEST(binaryBufferRoom, assignmentMovesAndWritesFromInside) {
     binaryBuffer big = bufferOf("0123456789", 32), small(4);
     const binaryBuffer abc = bufferOf("abc"), ten = bufferOf("0123456789");
-    big = abc;
+    big = abc, small = ten;
     EXPECT_TRUE(bytesOf(big) == "abc" && big.physicalLength() == 32u);
-    small = ten;
     EXPECT_TRUE(bytesOf(small) == "0123456789" && small.physicalLength() == 10u);
-    const binaryBuffer& alias = small;
-    small = alias;
+    small = static_cast<const binaryBuffer&>(small); // onto itself
     binaryBuffer moved(std::move(small));
     EXPECT_TRUE(small.data() == nullptr && small.physicalLength() == 0u && bytesOf(moved) == "0123456789");
     EXPECT_TRUE(big == bufferOf("abc") && binaryBuffer(5) == binaryBuffer(0));
     EXPECT_FALSE(big == bufferOf("abd") || big == bufferOf("ab") || big == bufferOf(""));
-}
-
-TEST(binaryBufferRoom, writesFromInsideTheBufferSurviveItsGrowthAndUnlinkLeavesItEmpty) {
+    // Writes from inside the buffer survive its growth.
     binaryBuffer b = bufferOf("abcdef");
     b.write(b.data(), b.logicalLength());
     EXPECT_EQ(bytesOf(b), "abcdefabcdef");
     b.writeAtStart(b.data() + 3, 4);
-    b.write(nullptr, 5); // null sources write nothing
-    b.writeAtStart(nullptr, 5);
+    b.write(nullptr, 5), b.writeAtStart(nullptr, 5); // null sources write nothing
     EXPECT_EQ(bytesOf(b), "defaabcdefabcdef");
     // The logical length may only grow within the room.
     b.clear();
@@ -164,22 +145,20 @@ TEST(binaryBufferCursor, readFollowsTheCursorRules) {
     EXPECT_TRUE(b.read(cursor, out, 10) == 4u && std::string(out, 4) == "defg"); // what remains
     EXPECT_TRUE(b.read(cursor, out, 1) == 0u && cursor == b.data() + 7); // at the end: nothing, the cursor stays
     EXPECT_EQ(b.read(cursor = nullptr, nullptr, 3), 0u);
-    // Valid cursors lie within the content; only they are read from.
+    // Valid cursors lie within the content; only they are read from. One byte before the block is formed as a number,
+    // as no pointer arithmetic forms it.
     const struct { const void* cursor; bool valid; } cases[] = {
-        {b.data(), true}, {b.data() + 6, true}, {b.data() + 7, false},
-        {b.data() + 10, false}, {addressBefore(b.data()), false}, {nullptr, true}};
+        {b.data(), true}, {b.data() + 6, true}, {b.data() + 7, false}, {b.data() + 10, false}, {nullptr, true},
+        {reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(b.data()) - 1), false}};
     for (const auto& c : cases) {
-        EXPECT_EQ(b.isValidCursor(c.cursor), c.valid) << c.cursor;
         void* at = const_cast<void*>(c.cursor);
-        EXPECT_EQ(b.read(at, out, 1) == 1u, c.valid) << c.cursor;
+        EXPECT_TRUE(b.isValidCursor(c.cursor) == c.valid && (b.read(at, out, 1) == 1u) == c.valid) << c.cursor;
     }
     // A null cursor on an empty buffer: nothing read, the cursor at the start of nothing.
     const binaryBuffer empty(16), none;
-    EXPECT_FALSE(empty.isValidCursor(nullptr));
-    void* start = nullptr;
-    EXPECT_TRUE(empty.read(start, out, 4) == 0u && start == empty.data());
-    start = nullptr;
-    EXPECT_TRUE(none.read(start, out, 4) == 0u && start == nullptr);
+    void *start = nullptr, *still = nullptr;
+    EXPECT_TRUE(!empty.isValidCursor(nullptr) && empty.read(start, out, 4) == 0u && start == empty.data());
+    EXPECT_TRUE(none.read(still, out, 4) == 0u && still == nullptr);
 }
 
 TEST(base64, decodingStopsSilentlyAndAppendsAndTheBufferCodecsSetTheRoom) {
@@ -265,7 +244,7 @@ TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
             ASSERT_EQ(vx::CCrc32Dynamic::crc32(data.data() + start, n), ~reference & 0xFFFFFFFFul) << start << " " << n;
         }
     }
-    EXPECT_EQ(vx::CCrc32Dynamic::tableEntry(255), 0x2D02EF8Dul);
+
     // The start value is the caller's, and only its low 32 bits count.
     vx::calcCrc32 zero(0), wide(static_cast<unsigned long>(0x1FFFFFFFFull)); // 32-bit long on Windows
     zero.crc("a", 1);
@@ -274,7 +253,7 @@ TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
     EXPECT_EQ(wide.value(), 0xCDEF0123ul);
 }
 
-TEST(binaryBufferText, mbcsToWideCharGivesUtf16LittleEndian) {
+TEST(binaryBufferText, mbcsToWideCharGivesUtf16LittleEndianAndScramblingIsItsOwnInverse) {
     const struct { std::string in, out; } cases[] = {
         {"", ""}, {"A", std::string("A\0", 2)}, {"\xC3\xA9", std::string("\xE9\0", 2)}, {"\xE2\x82\xAC", "\xAC\x20"},
         {"\xF0\x9F\x98\x80", std::string("\x3D\xD8\x00\xDE", 4)}, // a surrogate pair
@@ -285,9 +264,7 @@ TEST(binaryBufferText, mbcsToWideCharGivesUtf16LittleEndian) {
         b.mbcsToWideChar();
         EXPECT_EQ(bytesOf(b), c.out) << c.in;
     }
-}
-
-TEST(binaryBufferText, scramblingIsItsOwnInverseAndKeepsTheLength) {
+    // Scrambling is its own inverse and keeps the length.
     using scramble = void (binaryBuffer::*)(const string&);
     const std::string data = randomBytes(1000, 3) + std::string(64, '\0');
     for (scramble s : {&binaryBuffer::bitwiseXor, &binaryBuffer::xxor, &binaryBuffer::xxorDontUseAnyLonger}) {
@@ -300,10 +277,10 @@ TEST(binaryBufferText, scramblingIsItsOwnInverseAndKeepsTheLength) {
         }
     }
     // The key's bytes are its UTF-8 form; zero bytes scrambled by xxor do not repeat the key.
-    const struct { scramble s; const wchar_t* key; std::string bytes, scrambled; } cases[] = {
+    const struct { scramble s; const wchar_t* key; std::string bytes, scrambled; } known[] = {
         {&binaryBuffer::bitwiseXor, L"\u00e9", std::string(4, '\0'), "\xC3\xA9\xC3\xA9"},
         {&binaryBuffer::xxorDontUseAnyLonger, L"A", std::string(3, '\0'), "A@C"}};
-    for (const auto& c : cases) {
+    for (const auto& c : known) {
         binaryBuffer b = bufferOf(c.bytes);
         (b.*c.s)(c.key);
         EXPECT_EQ(bytesOf(b), c.scrambled);
@@ -443,8 +420,10 @@ TEST_F(bufferTest, gzUncompressGrowsTwofoldAndStopsAtTheLimitOrACancelKeepingThe
 
 #ifndef _WIN32 // a child process with a file-size limit, as another user
 TEST_F(bufferTest, gzipCodecsNeedNoTemporaryFolderAndAFullDiskLosesNoData) {
+    // The child is a thread of its own: it is given the temporary directory anew.
     ASSERT_EQ(::chmod((dir / "tmp").c_str(), 0555), 0);
-    EXPECT_EQ(inChild(temp(), 0, true, [](std::string& errors) {
+    EXPECT_EQ(vxtest::inRestrictedChild(0, true, [&](std::string& errors) {
+        vx::directory::setThreadTempDir(vx::getCurrentThreadId(), temp());
         binaryBuffer b = bufferOf("content");
         check(errors, b.gzCompress() && b.gzUncompress() && bytesOf(b) == "content", "a round trip failed");
     }), "");
@@ -454,7 +433,8 @@ TEST_F(bufferTest, gzipCodecsNeedNoTemporaryFolderAndAFullDiskLosesNoData) {
     write("keep", "old bytes");
     write("target", "old target");
     const file keep = at("keep"), target = at("target");
-    EXPECT_EQ(inChild(temp(), 65536, false, [&](std::string& errors) {
+    EXPECT_EQ(vxtest::inRestrictedChild(65536, false, [&](std::string& errors) {
+        vx::directory::setThreadTempDir(vx::getCurrentThreadId(), temp());
         binaryBuffer big = bufferOf(bigText);
         check(errors, !big.writeToFile(target, false), "writing 100000 bytes succeeded");
         check(errors, !big.writeToFile(keep, true), "appending beyond the limit succeeded");

@@ -22,8 +22,16 @@ using vx::recursiveFileIterator;
 using names = std::vector<std::string>;
 using texts = std::vector<vx::string>;
 
-// A temporary tree whose directories are handed out as objects.
+// A temporary tree, made with the given files, whose directories are handed out as objects.
 struct tempTree : vxtest::tempDir {
+    explicit tempTree(std::initializer_list<const char*> files = {}) {
+        for (const char* f : files)
+            makeFile(f);
+    }
+    void addDirs(std::initializer_list<const char*> names) const {
+        for (const char* name : names)
+            makeDirs(name);
+    }
     directory dir(const std::string& name = "") const { return directory(windowsForm(name)); }
     // An entry's name below the tree as a native relative path, "Sub/" for a directory.
     std::string relative(const vx::fsEntry& entry) const {
@@ -92,32 +100,27 @@ void makeSystemEntry(const tempTree& root, const std::string& name) {
 
 // Three levels with hidden entries, a read-only file and names that differ only by case.
 struct sampleTree : tempTree {
-    sampleTree() {
-        for (const char* f : {"b.txt", "A.txt", "a.txt", ".hid.txt", "Sub/x.txt", "Sub/deep/y.txt",
-                              "Sub/.hiddenDir/h.txt", "sub/z.txt"})
-            makeFile(f);
+    sampleTree()
+        : tempTree{"b.txt", "A.txt", "a.txt", ".hid.txt", "Sub/x.txt", "Sub/deep/y.txt", "Sub/.hiddenDir/h.txt",
+                   "sub/z.txt"} {
         makeFile("ro.txt", "x", 0444);
         makeDirs("empty");
     }
 };
 
 TEST(directoryFilter, followsTheFindFunctions) {
-    tempTree root;
-    for (const char* f : {"a.txt", "B.TXT", "noext", "x.tar.gz", "abc.", "readme", ".hidden", "%HOME%.txt"})
-        root.makeFile(f);
+    tempTree root{"a.txt", "B.TXT", "noext", "x.tar.gz", "abc.", "readme", ".hidden", "%HOME%.txt"};
     root.makeDirs("dir.txt");
     const names every{"%HOME%.txt", ".hidden", "a.txt", "abc.", "B.TXT", "noext", "readme", "x.tar.gz"};
     const struct { const wchar_t* filter; names files; } rows[] = {
-        {L"*.*", every}, {L"*", every},
+        {L"*.*", every}, {L"*", every}, {L"?.txt", {"a.txt", "B.TXT"}}, {L"??.txt", {}},
         {L"*.TxT", {"%HOME%.txt", "a.txt", "B.TXT"}}, // case is ignored; directories never count
-        {L"?.txt", {"a.txt", "B.TXT"}}, {L"??.txt", {}},
         {L"*.", {"abc.", "noext", "readme"}}, // names without a dot (and a real trailing dot)
         {L"readme.", {"readme"}}, {L"noext*.", {"noext"}}, {L"noext.*", {"noext"}}, // "*" and ".*" may match nothing
         {L"x.*", {"x.tar.gz"}}, {L"x*z", {"x.tar.gz"}}, {L".*", {".hidden"}}, {L"a*", {"a.txt", "abc."}},
         {L"*.htm", {}},                  // no short names: ".html" would not count either
         {L"%HOME%.txt", {"%HOME%.txt"}}, // the name is taken as it is, never expanded
-        {L"", {}}, {nullptr, {}},
-    };
+        {L"", {}}, {nullptr, {}}};
     for (const auto& row : rows)
         EXPECT_EQ(all(root, fileIterator(root.dir(), row.filter, 0)), asKept(row.files))
             << (row.filter ? row.filter : L"-");
@@ -137,15 +140,13 @@ TEST(directoryIteration, eachIteratorInItsOrder) {
     const struct { directory base; const wchar_t* filter; int mask; names expected; } dirRows[] = {
         {root, L"*.*", 0, {"empty/", "Sub/", "sub/"}}, {tree.dir("Sub"), L"*.*", 0, {"Sub/.hiddenDir/", "Sub/deep/"}},
         {tree.dir("Sub"), L"*", vx::DI_HIDDEN, {"Sub/deep/"}}, {root, L"s*", 0, {"Sub/", "sub/"}},
-        {root, L"*.*", vx::DI_SUBDIR, {}},
-    };
+        {root, L"*.*", vx::DI_SUBDIR, {}}};
     for (const auto& row : dirRows)
         EXPECT_EQ(all(tree, directoryIterator(row.base, row.filter, row.mask)), inSampleTree(row.expected)) << row.mask;
     const names files{".hid.txt", "A.txt", "a.txt", "b.txt", "ro.txt"};
     const struct { int mask; names expected; } fileRows[] = {
         {0, files}, {vx::DI_HIDDEN, {"A.txt", "a.txt", "b.txt", "ro.txt"}},
-        {vx::DI_RDONLY, {".hid.txt", "A.txt", "a.txt", "b.txt"}}, {vx::DI_ARCH, {}}, {vx::DI_SYSTEM, files},
-    };
+        {vx::DI_RDONLY, {".hid.txt", "A.txt", "a.txt", "b.txt"}}, {vx::DI_ARCH, {}}, {vx::DI_SYSTEM, files}};
     for (const auto& row : fileRows)
         EXPECT_EQ(all(tree, fileIterator(root, L"*.*", row.mask)), inSampleTree(row.expected)) << row.mask;
     const struct { const wchar_t* fileFilter; int fileMask; const wchar_t* dirFilter; int dirMask; names expected; }
@@ -157,12 +158,10 @@ TEST(directoryIteration, eachIteratorInItsOrder) {
             // The directory filter limits the descent, the file filter does not.
             {L"*.*", 0, L"s*", 0, {"Sub/x.txt", "sub/z.txt", ".hid.txt", "A.txt", "a.txt", "b.txt", "ro.txt"}},
             {L"y*", 0, L"*", 0, {"Sub/deep/y.txt"}}, {L"*.*", 0, L"*.*", vx::DI_SUBDIR, files},
-            {L"nothing", 0, L"*.*", 0, {}},
-        };
-    for (const auto& row : walkRows)
-        EXPECT_EQ(walk(tree, root, row.fileFilter, row.fileMask, row.dirFilter, row.dirMask),
-                  inSampleTree(row.expected))
-            << row.fileFilter << L" " << row.dirFilter;
+            {L"nothing", 0, L"*.*", 0, {}}};
+    for (const auto& r : walkRows)
+        EXPECT_EQ(walk(tree, root, r.fileFilter, r.fileMask, r.dirFilter, r.dirMask), inSampleTree(r.expected))
+            << r.fileFilter << L" " << r.dirFilter;
     // Attributes of the current entry come with it.
     EXPECT_EQ(directoryIterator(tree.dir("Sub"), L"*.*", 0).attributes(), vx::DI_SUBDIR | vx::DI_HIDDEN);
     fileIterator f(root, L"ro.txt", 0);
@@ -172,14 +171,12 @@ TEST(directoryIteration, eachIteratorInItsOrder) {
 }
 
 TEST(directoryIteration, listAllFilesPutsALevelsFilesFirstAndAgreesWithTheWalk) {
-    tempTree small;
-    for (const char* f : {"a/x.txt", "y.txt"})
-        small.makeFile(f);
+    tempTree small{"a/x.txt", "y.txt"};
     EXPECT_EQ(walk(small, small.dir(), L"*.*", 0), (names{"a/x.txt", "y.txt"}));
     EXPECT_EQ(listAll(small.dir()), (texts{L".\\y.txt", L".\\a\\x.txt"}));
     sampleTree tree;
-    for (const char* f : {"Sub/deep/deeper/q.TXT", "Sub/deep/.h/r.txt"})
-        tree.makeFile(f);
+    tree.makeFile("Sub/deep/deeper/q.TXT");
+    tree.makeFile("Sub/deep/.h/r.txt");
     for (const int mask : {0, vx::DI_HIDDEN, vx::DI_RDONLY}) {
         texts listed{L"kept"};
         tree.dir().listAllFiles(listed, true, L"*.txt", mask);
@@ -224,11 +221,9 @@ TEST(directoryTree, createMakesEveryLevelOnlyWhenAsked) {
     EXPECT_FALSE(directory(vx::string(L"\\\\server\\share\\x\\")).create(true));
 }
 
-TEST(directoryTree, removeLeavesReadOnlyHiddenAndSystemEntries) {
+TEST(directoryTree, removeAndClearLeaveReadOnlyHiddenAndSystemEntries) {
     for (const char* kept : {"", "a/b/.hidden", "a/b/ro.txt", "a/b/pipe"}) {
-        tempTree root;
-        for (const char* f : {"t/a/b/plain.txt", "t/a/other.txt", "t/c/d.txt", "t/top.txt"})
-            root.makeFile(f);
+        tempTree root{"t/a/b/plain.txt", "t/a/other.txt", "t/c/d.txt", "t/top.txt"};
         const std::string special = std::string("t/") + kept;
         if (special == "t/a/b/pipe")
             makeSystemEntry(root, special);
@@ -240,20 +235,15 @@ TEST(directoryTree, removeLeavesReadOnlyHiddenAndSystemEntries) {
         for (const char* gone : {"t/a/b/plain.txt", "t/a/other.txt", "t/c", "t/top.txt"})
             EXPECT_FALSE(root.has(gone)) << gone << " with " << kept;
     }
-}
-
-TEST(directoryTree, removeWithoutRecursionAndClear) {
-    tempTree root;
-    for (const char* f : {"t/f.txt", "t/s/g.txt", "t/s/.h.txt"})
-        root.makeFile(f);
+    // Without recursion, and clear.
+    tempTree root{"t/f.txt", "t/s/g.txt", "t/s/.h.txt"};
     root.makeFile("t/ro.txt", "x", 0444);
     EXPECT_FALSE(root.dir("t").remove(false)); // the files go, the sub-directory stays
     EXPECT_TRUE(!root.has("t/f.txt") && root.has("t/s/g.txt") && root.has("t/ro.txt"));
     root.makeFile("t/f.txt");
     EXPECT_TRUE(root.dir("t").clear(false) && !root.has("t/f.txt") && root.has("t/s/g.txt"));
     EXPECT_TRUE(root.dir("t").clear(true) && !root.has("t/s/g.txt") && root.has("t/s/.h.txt") && root.has("t/ro.txt"));
-    EXPECT_TRUE(root.dir("missing").clear(true));
-    EXPECT_FALSE(root.dir("missing").remove(true) || directory().remove(true));
+    EXPECT_TRUE(root.dir("missing").clear(true) && !root.dir("missing").remove(true) && !directory().remove(true));
 #ifndef _WIN32
     // A read-only directory is not removed, even when empty (not on Windows: Wine cannot make one read-only).
     root.makeDirs("locked");
@@ -263,11 +253,8 @@ TEST(directoryTree, removeWithoutRecursionAndClear) {
 }
 
 TEST(directoryTree, isEmptyRenameAndReadOnlyFiles) {
-    tempTree root;
-    for (const char* f : {"hidden/.h", "file/f", "a/plain.txt"})
-        root.makeFile(f);
-    for (const char* name : {"sub/s", "none", "system"})
-        root.makeDirs(name);
+    tempTree root{"hidden/.h", "file/f", "a/plain.txt"};
+    root.addDirs({"sub/s", "none", "system"});
     makeSystemEntry(root, "system/fifo");
     // isEmpty overlooks hidden and system entries.
     for (const auto& [name, empty] : std::vector<std::pair<const char*, bool>>{
@@ -298,9 +285,8 @@ TEST(directoryName, rootsAndComparison) {
 }
 
 TEST(directoryName, makeCurrentChangesTheCurrentDirectoryOnlyOnSuccess) {
-    tempTree root;
+    tempTree root{"plain"};
     root.makeDirs("here");
-    root.makeFile("plain");
     vxtest::scopedCurrentDirectory back(root.path());
     EXPECT_TRUE(root.dir().isCurrent() && !root.dir("here").isCurrent());
     EXPECT_TRUE(root.dir("HERE").makeCurrent()); // found whatever its case
@@ -322,15 +308,12 @@ TEST(directoryName, diskSpaceSaturatesAt32Bits) {
         EXPECT_EQ(value, saturated(space.capacity >> shift)) << shift;
     }
     // Unknown kinds and units write 0 and still answer true; failures leave the value alone.
+    unsigned long unit = 7, untouched = 7;
     EXPECT_TRUE(root.dir().getDiskSpace(static_cast<directory::eDSType>(3), directory::dsKilo, &value) && value == 0u);
-    value = 7;
-    EXPECT_TRUE(root.dir().getDiskSpace(directory::dsTotal, static_cast<directory::eDSBaseSize>(9), &value) &&
-                value == 0u);
-    value = 7;
-    EXPECT_FALSE(root.dir("missing").getDiskSpace(directory::dsTotal, directory::dsBytes, &value) ||
-                 directory().getDiskSpace(directory::dsTotal, directory::dsBytes, &value) ||
-                 root.dir().getDiskSpace(directory::dsTotal, directory::dsBytes, nullptr));
-    EXPECT_EQ(value, 7u);
+    EXPECT_TRUE(root.dir().getDiskSpace(directory::dsTotal, static_cast<directory::eDSBaseSize>(9), &unit) && !unit);
+    EXPECT_FALSE(root.dir("missing").getDiskSpace(directory::dsTotal, directory::dsBytes, &untouched) ||
+                 directory().getDiskSpace(directory::dsTotal, directory::dsBytes, &untouched) ||
+                 root.dir().getDiskSpace(directory::dsTotal, directory::dsBytes, nullptr) || untouched != 7u);
 }
 
 #ifndef _WIN32
@@ -345,8 +328,7 @@ TEST(directoryName, wellKnownFolders) {
         {directory::desktopDir(false), home + L"Desktop\\"}, {directory::commonDocumentsDir(false), home + L"Public\\"},
         {directory::userAppdataDir(nullptr, false), home + L".config\\"},
         {directory::userLocalAppdataDir(L"vx\\app", false), home + L".local\\share\\vx\\app\\"},
-        {directory::allUserAppdataDir(L"vx", false), L"C:\\etc\\xdg\\vx\\"},
-    };
+        {directory::allUserAppdataDir(L"vx", false), L"C:\\etc\\xdg\\vx\\"}};
     for (const auto& row : defaults)
         EXPECT_EQ(row.first.fullName(), row.second);
     EXPECT_FALSE(root.has("Desktop"));
@@ -385,8 +367,7 @@ TEST(directoryName, wellKnownFoldersAreTheSystemsFolders) {
         {directory::commonDocumentsDir(false), folder(CSIDL_COMMON_DOCUMENTS)},
         {directory::userAppdataDir(nullptr, false), folder(CSIDL_APPDATA)},
         {directory::userLocalAppdataDir(L"vx\\app", false), folder(CSIDL_LOCAL_APPDATA) + L"vx\\app\\"},
-        {directory::allUserAppdataDir(L"vx", false), folder(CSIDL_COMMON_APPDATA) + L"vx\\"},
-    };
+        {directory::allUserAppdataDir(L"vx", false), folder(CSIDL_COMMON_APPDATA) + L"vx\\"}};
     for (const auto& row : rows)
         EXPECT_EQ(row.first.fullName(), row.second);
 }
@@ -394,8 +375,7 @@ TEST(directoryName, wellKnownFoldersAreTheSystemsFolders) {
 
 TEST(temporaryDirectory, orderOfPreference) {
     tempTree root;
-    for (const char* name : {"tmp", "temp", "tmpdir", "override"})
-        root.makeDirs(name);
+    root.addDirs({"tmp", "temp", "tmpdir", "override"});
     vxtest::scopedEnvironment env("TMP", root.windowsForm("tmp").getMBCS());
     env.set("TEMP", root.windowsForm("temp").getMBCS());
 #ifndef _WIN32
@@ -436,8 +416,7 @@ TEST(temporaryDirectory, orderOfPreference) {
 
 TEST(temporaryDirectory, eachThreadKeepsItsOwn) {
     tempTree root;
-    root.makeDirs("t0");
-    root.makeDirs("t1");
+    root.addDirs({"t0", "t1"});
     const directory before = directory::systemTempDir();
     vxtest::runThreads(2, [&](int t) {
         const directory mine = root.dir("t" + std::to_string(t));
@@ -481,53 +460,43 @@ TEST(temporaryDirectory, randomDirectoriesAreNew) {
 #endif
 }
 
-TEST(directoryBadInput, missingBasesGiveExhaustedIterators) {
-    tempTree root;
-    root.makeFile("plain.txt");
+TEST(directoryBadInput, missingBasesGiveExhaustedIteratorsAndVanishingEntriesAreSkipped) {
+    tempTree root{"plain.txt"};
     for (const directory& base : {root.dir("missing"), directory(), root.dir("plain.txt")}) {
-        EXPECT_EQ(all(root, directoryIterator(base, L"*.*", 0)), names{});
-        EXPECT_EQ(all(root, fileIterator(base, L"*.*", 0)), names{});
-        EXPECT_EQ(walk(root, base, L"*.*", 0), names{});
-        EXPECT_EQ(listAll(base), texts{});
-        EXPECT_EQ(base.numberOfFiles(L"*.*", 0), 0u);
+        EXPECT_TRUE(all(root, directoryIterator(base, L"*.*", 0)).empty() && walk(root, base, L"*.*", 0).empty() &&
+                    all(root, fileIterator(base, L"*.*", 0)).empty() && listAll(base).empty() &&
+                    !base.numberOfFiles(L"*.*", 0)) << vxtest::show(base.fullName());
     }
     // Advancing an exhausted iterator changes nothing; a moved-from one is exhausted.
     fileIterator it(root.dir(), L"*.*", 0);
     fileIterator moved(std::move(it));
     EXPECT_TRUE(it.fullName().empty() && root.relative(moved) == "plain.txt");
-    moved.next();
-    moved++;
+    moved.next(), moved++;
     recursiveFileIterator walker(root.dir(), L"*.*", 0, L"*.*", 0);
-    walker.next();
-    walker++;
+    walker.next(), walker++;
     EXPECT_TRUE(moved.fullName().empty() && current(walker).fullName().empty());
-}
-
-TEST(directoryBadInput, entriesThatVanishDuringAWalkAreSkipped) {
-    tempTree root;
+    // Entries that vanish during a walk are skipped.
     for (const char* f : {"d/a.txt", "d/b.txt", "d/c.txt", "e/gone/x.txt", "e/stays/y.txt"})
         root.makeFile(f);
-    fileIterator it(root.dir("d"), L"*.*", 0);
-    EXPECT_EQ(root.relative(it), "d/a.txt");
+    fileIterator vanishing(root.dir("d"), L"*.*", 0);
+    EXPECT_EQ(root.relative(vanishing), "d/a.txt");
     fs::remove(root / "d/b.txt");
-    EXPECT_EQ(root.relative(++it), "d/c.txt");
+    EXPECT_EQ(root.relative(++vanishing), "d/c.txt");
     fs::remove_all(root / "d");
-    EXPECT_TRUE((++it).fullName().empty());
+    EXPECT_TRUE((++vanishing).fullName().empty());
     // A sub-directory removed before the walk reaches it gives nothing.
-    recursiveFileIterator walker(root.dir("e"), L"*.*", 0, L"*.*", 0);
-    const std::string first = root.relative(current(walker));
+    recursiveFileIterator partial(root.dir("e"), L"*.*", 0, L"*.*", 0);
+    const std::string first = root.relative(current(partial));
     fs::remove_all(root / (first == "e/gone/x.txt" ? "e/stays" : "e/gone"));
-    walker.next();
+    partial.next();
     EXPECT_EQ(first, "e/gone/x.txt");
-    EXPECT_EQ(all(root, walker), names{});
+    EXPECT_EQ(all(root, partial), names{});
 }
 
 #ifndef _WIN32
 // Windows has no unreadable directories the find functions would pass over.
 TEST(directoryBadInput, unreadableSubDirectoriesAreSkipped) {
-    tempTree root;
-    for (const char* f : {"a/x.txt", "b/secret.txt", "c/z.txt"})
-        root.makeFile(f);
+    tempTree root{"a/x.txt", "b/secret.txt", "c/z.txt"};
     ::chmod((root / "b").c_str(), 0);
     ::chmod(root.path().c_str(), 0755);
     vxtest::expectUnprivileged([&] {
@@ -573,17 +542,14 @@ TEST(directoryBadInput, deepTreesAreWalkedWholeAndLeaveNoDescriptorOpen) {
         fileIterator another(root.dir("t/d"), L"*.*", 0);
     }
     EXPECT_EQ(openDescriptors(), before);
-    EXPECT_EQ(listAll(root.dir("t")).size(), 100u);
-    EXPECT_TRUE(root.dir("t").remove(true) && !root.has("t"));
+    EXPECT_TRUE(listAll(root.dir("t")).size() == 100u && root.dir("t").remove(true) && !root.has("t"));
     EXPECT_EQ(openDescriptors(), before);
 }
 
 #ifndef _WIN32
 // Symbolic links need a privilege on Windows that tests do not have.
 TEST(directoryBadInput, linkLoopsEndAndLinksAreNotEntered) {
-    tempTree root;
-    root.makeFile("t/a/x.txt");
-    root.makeFile("outside/keep.txt");
+    tempTree root{"t/a/x.txt", "outside/keep.txt"};
     fs::create_directory_symlink(root / "t", root / "t/a/up"); // back up: a loop
     fs::create_directory_symlink(".", root / "t/a/self");      // onto itself
     fs::create_directory_symlink(root / "outside", root / "t/out");

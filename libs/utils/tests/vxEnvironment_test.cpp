@@ -13,23 +13,20 @@
 
 namespace {
 
-std::string nativeValue(const char* name) { return ::getenv(name) ? ::getenv(name) : "<unset>"; }
+std::string nativeValue(const char* name) { return ::getenv(name) ? ::getenv(name) : "-"; } // "-": not set
 
 TEST(environment, setAndGetFollowPutenvRulesAndTheWholeBlockIsAdded) {
     vxtest::scopedEnvironment guard("VX_T_A", nullptr);
     guard.set("VX_T_B", nullptr);
     // The call, its result, and VX_T_A and VX_T_B afterwards.
     struct row { const wchar_t *name, *value; bool result; const char *a, *b; } rows[] = {
-        {L"VX_T_A", L"x y", true, "x y", "<unset>"},
-        {L"VX_T_A", L"\u00e9\U0001F600", true, "\xC3\xA9\xF0\x9F\x98\x80", "<unset>"},
+        {L"VX_T_A", L"x y", true, "x y", "-"}, {L"VX_T_A", L"\u00e9\U0001F600", true, "\xC3\xA9\xF0\x9F\x98\x80", "-"},
         {L"VX_T_B", L"1", true, "\xC3\xA9\xF0\x9F\x98\x80", "1"},
-        {L"VX_T_A", L"", true, "<unset>", "1"}, {L"VX_T_A", L"", true, "<unset>", "1"}, // empty removes, also if unset
-        {L"VX_T_B", nullptr, true, "<unset>", "<unset>"},                               // null value removes
-        {L"VX_T_A=2", L"3", true, "2=3", "<unset>"},                                     // the name ends at '='
-        {nullptr, L"v", false, "2=3", "<unset>"}, {L"", L"v", false, "2=3", "<unset>"},
-        {L"=VX_T_A", L"v", false, "2=3", "<unset>"},
+        {L"VX_T_A", L"", true, "-", "1"}, {L"VX_T_A", L"", true, "-", "1"}, // empty removes, also if unset
+        {L"VX_T_B", nullptr, true, "-", "-"}, {L"VX_T_A=2", L"3", true, "2=3", "-"}, // null removes; name ends at '='
+        {nullptr, L"v", false, "2=3", "-"}, {L"", L"v", false, "2=3", "-"}, {L"=VX_T_A", L"v", false, "2=3", "-"},
 #ifndef _WIN32 // Windows keeps UTF-16 text as it is, lone surrogates included
-        {L"VX_T_B", L"\xD800", false, "2=3", "<unset>"}, // no native text holds a lone surrogate
+        {L"VX_T_B", L"\xD800", false, "2=3", "-"}, // no native text holds a lone surrogate
 #endif
     };
     for (const auto& r : rows) {

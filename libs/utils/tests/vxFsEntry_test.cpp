@@ -46,8 +46,7 @@ TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtraAndAssignmentKeepsADirector
         {true, L"C:\\x\\..\\y", L"", false, L"C:\\x\\..\\y"}, {true, L"C:\\x\\..\\y", L"", true, L"C:\\x\\..\\y\\"},
         {true, L"C:\\x\\\\\\", L"", true, L"C:\\x\\"}, {true, L"C:\\x\\\\\\", L"", false, L"C:\\x\\\\\\"},
         {true, L"C:\\x", L"sub", true, L"C:\\x\\sub\\"}, {true, L"C:\\x\\..\\y", L"z", false, L"C:\\y\\z"},
-        {true, L"", L"", true, L""}, {true, L"", L"z", true, L""},
-    };
+        {true, L"", L"", true, L""}, {true, L"", L"z", true, L""}};
     for (const auto& c : cases) {
         const entry e = c.fromName ? entry(raw(c.a), c.b, c.isDirectory) : entry(c.a, c.b, c.isDirectory);
         EXPECT_TRUE(e.fullName() == c.expected && e.isDirectoryEntry() == c.isDirectory) << c.a << L" + " << c.b;
@@ -69,16 +68,14 @@ TEST(fsEntryOnQ, existsNativePathAndRemote) {
     dir.makeFile("f");
     dir.makeDirs("Data");
     const struct { const wchar_t* name; bool isDirectory, exists; } cases[] = {
-        {L"", true, true}, {L"f", false, true}, {L"F", false, true}, {L"missing", false, false}, // case is ignored
-    };
+        {L"", true, true}, {L"f", false, true}, {L"F", false, true}, {L"missing", false, false}}; // case is ignored
     for (const auto& c : cases)
         EXPECT_EQ(entry(L"Q:\\", c.name, c.isDirectory).exists(), c.exists) << c.name;
     EXPECT_FALSE(entry(L"", L"", false).exists() || entry(L"P:\\", L"", true).exists()); // no name, no such drive
     // The mapping itself is the platform layer's (its tests cover it): success, its failure, and no name.
     const struct { fsEntryName name; bool ok; std::string native; } natives[] = {
         {raw(L"Q:\\data\\New File.txt"), true, dir / "Data/New File.txt"}, {raw(L"P:\\x"), false, "unchanged"},
-        {raw(L""), false, "unchanged"},
-    };
+        {raw(L""), false, "unchanged"}};
     for (const auto& c : natives) {
         std::string native = "unchanged";
         EXPECT_EQ(entry(c.name, L"", false).nativePath(native), c.ok) << show(c.name.text());
@@ -87,8 +84,7 @@ TEST(fsEntryOnQ, existsNativePathAndRemote) {
     const struct { const wchar_t* name; bool remote; } remotes[] = {
         {L"\\\\server\\share\\x", true}, {L"\\\\server", true}, {L"Q:\\local", false}, // a local file system
         // A letter the table does not know, no letter, and a name too short to take apart.
-        {L"P:\\x", false}, {L"\\single", false}, {L"x", false},
-    };
+        {L"P:\\x", false}, {L"\\single", false}, {L"x", false}};
     for (const auto& c : remotes)
         EXPECT_EQ(entry(raw(c.name), L"", false).isRemote(), c.remote) << c.name;
 }
@@ -99,8 +95,7 @@ TEST(fsEntryOnWindows, existsNativePathAndRemote) {
     dir.makeDirs("Data");
     const string win = dir.windowsForm();
     const struct { const wchar_t* name; bool isDirectory, exists; } cases[] = {
-        {L"", true, true}, {L"f", false, true}, {L"F", false, true}, {L"data", true, true}, {L"missing", false, false},
-    };
+        {L"", true, true}, {L"f", false, true}, {L"F", false, true}, {L"data", true, true}, {L"missing", false, false}};
     for (const auto& c : cases)
         EXPECT_EQ(entry(win, c.name, c.isDirectory).exists(), c.exists) << c.name;
     // The native path is the text with "." and ".." resolved and every '/' a backslash; a drive that
@@ -128,8 +123,7 @@ TEST(fsEntryParts, driveDirectoryNameAndExtension) {
     const struct { const wchar_t *text, *drive, *dir, *name, *extension; } cases[] = {
         {L"c:\\a\\b.c.txt", L"C:", L"C:\\a\\", L"b.c.txt", L"txt"},
         {L"C:\\dir.ext\\", L"C:", L"C:\\", L"dir.ext", L"ext"},
-        {L"\\\\srv\\share\\f.log", L"\\\\srv", L"\\\\srv\\share\\", L"f.log", L"log"}, {L"", L"", L"", L"", L""},
-    };
+        {L"\\\\srv\\share\\f.log", L"\\\\srv", L"\\\\srv\\share\\", L"f.log", L"log"}, {L"", L"", L"", L"", L""}};
     for (const auto& c : cases) {
         string drive = L"?", name = L"?", extension = L"?";
         vx::directory dir(L"C:\\previous");

@@ -99,8 +99,7 @@ TEST(binaryBufferRoom, constructorsGrowthAndShrinkSetExactLengths) {
     }
 }
 
-// Assignment grows only when short, moves take the block, equality looks at the content, writes from inside survive
-// growth, and unlinking leaves the buffer empty.
+// Assignment grows only when short, moves take the block, equality looks at the content; unlinking leaves it empty.
 TEST(binaryBufferRoom, assignmentMovesAndWritesFromInside) {
     binaryBuffer big = bufferOf("0123456789", 32), small(4);
     const binaryBuffer abc = bufferOf("abc"), ten = bufferOf("0123456789");
@@ -161,7 +160,7 @@ TEST(binaryBufferCursor, readFollowsTheCursorRules) {
     EXPECT_TRUE(none.read(still, out, 4) == 0u && still == nullptr);
 }
 
-TEST(base64, decodingStopsSilentlyAndAppendsAndTheBufferCodecsSetTheRoom) {
+TEST(base64, decodingStopsSilentlyTheBufferCodecsSetTheRoomAndBothAgreeWithThePlainDefinition) {
     const struct { std::string text, bytes; } cases[] = {
         {"TWFu", "Man"}, {"TQ", "M"}, {"TWE", "Ma"}, {"T", ""}, {"TQ==", "M"}, {"TWFuTQ==", "ManM"}, {"", ""},
         {"TWFu\nTWFu", "Man"}, {"TW=Fu", "M"}, {"=TWFu", ""}}; // every other stop: see the test of every place
@@ -191,10 +190,7 @@ TEST(base64, decodingStopsSilentlyAndAppendsAndTheBufferCodecsSetTheRoom) {
         ASSERT_TRUE(b.base64Encode());
         EXPECT_TRUE(bytesOf(b) == referenceBase64(c.bytes) && b.physicalLength() == c.roomAfter) << c.bytes;
     }
-}
-
-// Every length from 0 to 300 and a few large ones take each way through the fast steps and the final group.
-TEST(base64, agreesWithThePlainDefinitionAtEveryLengthAndEveryStop) {
+    // Every length from 0 to 300 and a few large ones take each way through the fast steps and the final group.
     std::vector<std::size_t> sizes = {4095, 65537, 1 << 20};
     for (std::size_t n = 0; n <= 300; ++n)
         sizes.push_back(n);
@@ -290,7 +286,8 @@ TEST(binaryBufferText, mbcsToWideCharGivesUtf16LittleEndianAndScramblingIsItsOwn
     EXPECT_NE(bytesOf(stream), std::string(64, 'k'));
 }
 
-TEST_F(bufferTest, readFromFileAppendsAndCancelsBetweenBlocksAndWriteToFileReplacesOrAppends) {
+// readFromFile appends and cancels between blocks, writeToFile replaces or appends; files also travel as base64 text.
+TEST_F(bufferTest, filesReadWriteAndAsBase64Text) {
     write("f", "0123456789");
     binaryBuffer b = bufferOf("ab");
     ASSERT_TRUE(b.readFromFile(at("f")));
@@ -317,9 +314,7 @@ TEST_F(bufferTest, readFromFileAppendsAndCancelsBetweenBlocksAndWriteToFileRepla
     EXPECT_FALSE(b.writeToFile(file(), false) || b.writeToFile(file(dir.windowsForm()), false));
     vxtest::setMode(dir / "f", 0444); // read-only for everyone, as on Windows
     EXPECT_TRUE(!b.writeToFile(at("f"), true) && !b.writeToFile(at("f"), false) && read("f").empty());
-}
-
-TEST_F(bufferTest, base64FilesAsText) {
+    // Files as base64 text.
     write("in", "Man is");
     string text = L"<";
     vx::binaryBufferUtil::writeFile(at("in"), text);
@@ -341,7 +336,7 @@ TEST_F(bufferTest, base64FilesAsText) {
     EXPECT_EQ(read("out"), bytes);
 }
 
-TEST_F(bufferTest, gzipRoundTripsInMemoryWithTheBytesOfAGzipFile) {
+TEST_F(bufferTest, gzipRoundTripsInMemoryWithTheBytesOfAGzipFileAndRefusesDamagedData) {
     const struct { const char* name; std::string bytes; } cases[] = {
         {"empty", ""}, {"1 MiB", std::string(1 << 20, 'z') + "end"}, {"incompressible", randomBytes(300000, 9)}};
     for (const auto& c : cases) {
@@ -358,18 +353,16 @@ TEST_F(bufferTest, gzipRoundTripsInMemoryWithTheBytesOfAGzipFile) {
         {"", false}, {"\x1F\x8B", false}, {"\x1F\x8B\x08rest", true}, {"\x1F\x8B\x09", false}, {"\x8B\x1F\x08", false}};
     for (const auto& c : magic)
         EXPECT_EQ(bufferOf(c.bytes).isGZCompressed(), c.gzip) << c.bytes.size();
-}
-
-TEST_F(bufferTest, gzUncompressReadsMembersAsGzipFilesAreReadAndRefusesDamagedData) {
+    // gzUncompress reads members as gzip files are read and refuses damaged data.
     binaryBuffer one = bufferOf("first "), two = bufferOf("second");
     ASSERT_TRUE(one.gzCompress() && two.gzCompress());
     const std::string a = bytesOf(one), b = bytesOf(two);
-    const struct { const char* what; std::string bytes; std::string expected; } cases[] = {
+    const struct { const char* what; std::string bytes; std::string expected; } members[] = {
         {"two members in turn", a + b, "first second"},
         {"anything after a member that starts no other is ignored", a + "garbage", "first "},
         {"so is a single byte", a + "\x1F", "first "}, {"plain data passes through", "plain", "plain"},
         {"a single byte too", "\x1F", "\x1F"}};
-    for (const auto& c : cases) {
+    for (const auto& c : members) {
         binaryBuffer buffer = bufferOf(c.bytes);
         EXPECT_TRUE(buffer.gzUncompress() && bytesOf(buffer) == c.expected) << c.what;
     }

@@ -134,7 +134,7 @@ TEST(directoryFilter, followsTheFindFunctions) {
 }
 
 // Masks exclude; directories come in name order, a level's files after its sub-trees.
-TEST(directoryIteration, eachIteratorInItsOrder) {
+TEST(directoryIteration, eachIteratorInItsOrderAndListAllFilesAgreesWithTheWalk) {
     sampleTree tree;
     const directory root = tree.dir();
     const struct { directory base; const wchar_t* filter; int mask; names expected; } dirRows[] = {
@@ -168,13 +168,10 @@ TEST(directoryIteration, eachIteratorInItsOrder) {
     EXPECT_EQ(f.attributes(), vx::DI_ARCH | vx::DI_RDONLY);
     f++;
     EXPECT_EQ(f.attributes(), 0);
-}
-
-TEST(directoryIteration, listAllFilesPutsALevelsFilesFirstAndAgreesWithTheWalk) {
+    // listAllFiles puts a level's files first and agrees with the walk.
     tempTree small{"a/x.txt", "y.txt"};
     EXPECT_EQ(walk(small, small.dir(), L"*.*", 0), (names{"a/x.txt", "y.txt"}));
     EXPECT_EQ(listAll(small.dir()), (texts{L".\\y.txt", L".\\a\\x.txt"}));
-    sampleTree tree;
     tree.makeFile("Sub/deep/deeper/q.TXT");
     tree.makeFile("Sub/deep/.h/r.txt");
     for (const int mask : {0, vx::DI_HIDDEN, vx::DI_RDONLY}) {
@@ -271,7 +268,7 @@ TEST(directoryTree, isEmptyRenameAndReadOnlyFiles) {
     EXPECT_FALSE(root.dir("a").containsReadOnlyFiles(false) || root.dir("missing").containsReadOnlyFiles(true));
 }
 
-TEST(directoryName, rootsAndComparison) {
+TEST(directoryName, rootsComparisonAndMakeCurrent) {
     for (const auto& [name, root] : std::vector<std::pair<const wchar_t*, bool>>{
              {L"C:\\", true}, {L"c:", true}, {L"\\\\server\\", true}, {L"\\\\server\\share\\", false},
              {L"C:\\a\\", false}, {L"", false}})
@@ -281,9 +278,7 @@ TEST(directoryName, rootsAndComparison) {
                 x != directory(vx::string(L"C:\\Data")));
     EXPECT_FALSE(directory() == directory()); // two empty names are not equal
     EXPECT_EQ(directory(vx::string(L"C:\\a"), L"b").fullName(), L"C:\\a\\b\\");
-}
-
-TEST(directoryName, makeCurrentChangesTheCurrentDirectoryOnlyOnSuccess) {
+    // makeCurrent changes the current directory only on success.
     tempTree root{"plain"};
     root.makeDirs("here");
     vxtest::scopedCurrentDirectory back(root.path());
@@ -413,7 +408,7 @@ TEST(temporaryDirectory, orderOfPreference) {
     EXPECT_EQ(directory::systemTempDir().fullName(), fallback);
 }
 
-TEST(temporaryDirectory, eachThreadKeepsItsOwn) {
+TEST(temporaryDirectory, eachThreadKeepsItsOwnAndRandomDirectoriesAreNew) {
     tempTree root;
     root.addDirs({"t0", "t1"});
     const directory before = directory::systemTempDir();
@@ -430,10 +425,7 @@ TEST(temporaryDirectory, eachThreadKeepsItsOwn) {
         }
     });
     EXPECT_EQ(directory::systemTempDir(), before);
-}
-
-TEST(temporaryDirectory, randomDirectoriesAreNew) {
-    tempTree root;
+    // Random directories are new.
     std::set<vx::string> made;
     std::mutex lock;
     vxtest::runThreads(4, [&](int) {
@@ -492,20 +484,8 @@ TEST(directoryBadInput, missingBasesGiveExhaustedIteratorsAndVanishingEntriesAre
     EXPECT_EQ(all(root, partial), names{});
 }
 
-#ifndef _WIN32
-// Windows has no unreadable directories the find functions would pass over.
-TEST(directoryBadInput, unreadableSubDirectoriesAreSkipped) {
-    tempTree root{"a/x.txt", "b/secret.txt", "c/z.txt"};
-    ::chmod((root / "b").c_str(), 0);
-    ::chmod(root.path().c_str(), 0755);
-    vxtest::expectUnprivileged([&] {
-        return walk(root, root.dir(), L"*.*", 0) == names{"a/x.txt", "c/z.txt"} && listAll(root.dir()).size() == 2;
-    });
-}
-#endif
-
 // Windows limits classic paths to 260 characters; the library's paths go beyond.
-TEST(directoryBadInput, pathsLongerThanTheClassicLimitWork) {
+TEST(directoryBadInput, longPathsAndDeepTreesWorkAndLeaveNoDescriptorOpen) {
     tempTree root;
     std::string deep = "long";
     for (int level = 0; level < 12; ++level)
@@ -517,11 +497,8 @@ TEST(directoryBadInput, pathsLongerThanTheClassicLimitWork) {
     EXPECT_TRUE(f.create(file::accessReadWrite) && f.copy(file(d.fullName(), vx::string(L"y.txt")), false));
     EXPECT_EQ(all(root, fileIterator(d, L"*.txt", 0)), (names{deep + "/x.txt", deep + "/y.txt"}));
     EXPECT_TRUE(root.dir("long").remove(true) && !root.has("long"));
-}
-
-TEST(directoryBadInput, deepTreesAreWalkedWholeAndLeaveNoDescriptorOpen) {
+    // Deep trees are walked whole and leave no descriptor open.
     using vxtest::openDescriptors; // on Windows the find handle closes once the names are read
-    tempTree root;
     // Deeper than the number of levels that keep a descriptor, so the deepest are read by path.
     std::string path = "t";
     names expected;
@@ -546,9 +523,10 @@ TEST(directoryBadInput, deepTreesAreWalkedWholeAndLeaveNoDescriptorOpen) {
 }
 
 #ifndef _WIN32
-// Symbolic links need a privilege on Windows that tests do not have.
-TEST(directoryBadInput, linkLoopsEndAndLinksAreNotEntered) {
-    tempTree root{"t/a/x.txt", "outside/keep.txt"};
+// Symbolic links need a privilege on Windows that tests do not have; Windows has no unreadable directories the find
+// functions would pass over.
+TEST(directoryBadInput, linkLoopsEndLinksAreNotEnteredAndUnreadableSubDirectoriesAreSkipped) {
+    tempTree root{"t/a/x.txt", "outside/keep.txt", "u/a/x.txt", "u/b/secret.txt", "u/c/z.txt"};
     fs::create_directory_symlink(root / "t", root / "t/a/up"); // back up: a loop
     fs::create_directory_symlink(".", root / "t/a/self");      // onto itself
     fs::create_directory_symlink(root / "outside", root / "t/out");
@@ -568,6 +546,12 @@ TEST(directoryBadInput, linkLoopsEndAndLinksAreNotEntered) {
     EXPECT_EQ(all(root, directoryIterator(root.dir("t"), L"*.*", 0)), names{});
     fs::remove(root / "t/dangling");
     EXPECT_TRUE(root.dir("t").remove(true) && !root.has("t"));
+    ::chmod((root / "u/b").c_str(), 0);
+    ::chmod(root.path().c_str(), 0755);
+    vxtest::expectUnprivileged([&] {
+        return walk(root, root.dir("u"), L"*.*", 0) == names{"u/a/x.txt", "u/c/z.txt"} &&
+               listAll(root.dir("u")).size() == 2;
+    });
 }
 #endif
 

@@ -66,7 +66,7 @@ TEST_F(fileTest, constructionAndAssignmentCarryTheNameOnly) {
     EXPECT_TRUE(file(raw).fullName() == L"C:\\x\\..\\y\\\\" && (b = raw).fullName() == L"C:\\x\\..\\y\\\\");
 }
 
-TEST_F(fileTest, existsOnlyForFilesAndIsWriteableProbesAMissingFile) {
+TEST_F(fileTest, existsOnlyForFilesCreateMakesANewOneAndIsWriteableProbesAMissingOne) {
     write("f", "x");
     mTemp.makeDirs("d");
     EXPECT_TRUE(at(L"F").exists() && at(L"d").fsEntry::exists()); // lookup ignores case, as the system's does
@@ -74,6 +74,17 @@ TEST_F(fileTest, existsOnlyForFilesAndIsWriteableProbesAMissingFile) {
     // The probe leaves nothing; a missing directory or a directory's name takes no file.
     EXPECT_TRUE(at(L"new.txt").isWriteable() && !(at(L"nodir\\new.txt").isWriteable() || at(L"d").isWriteable()));
     EXPECT_EQ(entries(), 2u);
+    // create makes a new file with the owner's bits.
+    const std::pair<file::eAccessMode, int> created[] = {
+        {file::accessReadWrite, 0600}, {file::accessRead, 0400}, {file::accessNone, 0400},
+        {file::accessWrite, 0600}}; // a new file is always readable
+    for (const auto& [mode, bits] : created) {
+        EXPECT_TRUE(at(L"c").create(mode) && ownerBits("c") == bits) << mode;
+        EXPECT_FALSE(at(L"c").create(mode)) << "exists already";
+        vxtest::setMode(native("c"), 0600);
+        std::filesystem::remove(native("c"));
+    }
+    EXPECT_FALSE(at(L"d").create(file::accessRead) || at(L"nodir\\x").create(file::accessReadWrite));
 #ifndef _WIN32 // the directory's rights count (on Windows its read-only attribute keeps no file out)
     mTemp.makeDirs("ro");
     ::chmod(native("ro").c_str(), 0555);
@@ -116,20 +127,6 @@ TEST_F(fileTest, changeAndTheAccessTestsFollowTheOwnersBits) {
     EXPECT_FALSE(at(L"m").isReadable() || present("m"));
 }
 
-TEST_F(fileTest, createMakesANewFileWithTheOwnersBits) {
-    const std::pair<file::eAccessMode, int> created[] = {
-        {file::accessReadWrite, 0600}, {file::accessRead, 0400}, {file::accessNone, 0400},
-        {file::accessWrite, 0600}}; // a new file is always readable
-    for (const auto& [mode, bits] : created) {
-        EXPECT_TRUE(at(L"c").create(mode) && ownerBits("c") == bits) << mode;
-        EXPECT_FALSE(at(L"c").create(mode)) << "exists already";
-        vxtest::setMode(native("c"), 0600);
-        std::filesystem::remove(native("c"));
-    }
-    mTemp.makeDirs("d");
-    EXPECT_FALSE(at(L"d").create(file::accessRead) || at(L"nodir\\x").create(file::accessReadWrite));
-}
-
 #ifndef _WIN32
 // allowRead and allowWrite are twins: taking a right keeps only the other one, and giving one to a file with no other
 // right is a no-op that answers true.
@@ -164,7 +161,7 @@ TEST_F(fileTest, theRightToWriteIsTheReadOnlyAttribute) {
 #endif
 
 // A failure leaves files and the object's name alone.
-TEST_F(fileTest, copyMoveAndRemove) {
+TEST_F(fileTest, copyMoveRemoveRenameAndSetExtension) {
     write("src", "source bytes", 0640);
     write({{"dst", "old"}, {"a", "aa"}, {"b", "bb"}});
     mTemp.makeDirs("d");
@@ -181,11 +178,8 @@ TEST_F(fileTest, copyMoveAndRemove) {
     EXPECT_TRUE(!a.move(at(L"b")) && read("b") == "bb" && a.move(at(L"d\\moved")) && a.fullName() == mWin + L"\\a");
     EXPECT_TRUE(read("d/moved") == "aa" && !present("a") && !a.move(at(L"c")) && at(L"b").remove() && !present("b"));
     EXPECT_FALSE(at(L"b").remove() || at(L"ro").remove() || at(L"d").remove() || !present("ro") || !present("d"));
-}
-
-TEST_F(fileTest, renameAndSetExtensionTakeTheNewNameOnlyOnSuccess) {
+    // rename and setExtension take the new name only on success.
     write({{"a.txt", "a"}, {"b.txt", "b"}});
-    mTemp.makeDirs("d");
     file f = at(L"a.txt"), missing = at(L"m");
     EXPECT_FALSE(f.rename(L"B.TXT")); // an existing file in any case counts
     EXPECT_TRUE(f.fullName() == mWin + L"\\a.txt" && read("b.txt") == "b");
@@ -405,27 +399,10 @@ TEST_F(fileTest, namesWithBlanksQuotesAndCharactersBeyondAscii) {
 #endif
 }
 
-// A name holding a null, a component and a path too long for the system: every operation answers false and touches
-// nothing; the part before the null is never taken for the name.
-TEST_F(fileTest, namesTheSystemCannotTakeNameNothing) {
-    string deep;
-    for (int i = 0; i < 40; ++i)
-        deep += L"level-of-a-very-deep-tree-" + string(80, L'd') + L"\\";
-    write("a", "abc");
-    EXPECT_EQ(at(string(L"x\0y", 3)).fullName().size(), mWin.size() + 4);
-    for (const string& name : {string(L"x\0y", 3), string(300, L'n'), string(deep + L"f")}) {
-        file f = at(name), g = at(L"a"), a = at(L"a");
-        unsigned long crc = 7;
-        EXPECT_FALSE(f.exists() || f.create(file::accessReadWrite) || f.isWriteable() || f.remove() || f.getCrc32(crc));
-        EXPECT_FALSE(f.appendTo(a) || a.appendTo(f) || a.copy(f, true) || a.move(f) || g.rename(name));
-        EXPECT_TRUE(f.accessMode() == file::accessMissing && f.size() == 0u);
-        EXPECT_TRUE(g.fullName() == mWin + L"\\a" && read("a") == "abc" && entries() == 1u);
-    }
-}
-
 // Every operation on an empty name answers false and touches nothing: it must never reach the system as the current
-// directory.
-TEST_F(fileTest, everyOperationOnAnEmptyNameAnswersFalse) {
+// directory. So does every operation on a name holding a null, a component or a path too long for the system; the
+// part before the null is never taken for the name.
+TEST_F(fileTest, everyOperationOnAnEmptyOrImpossibleNameAnswersFalse) {
     vxtest::scopedCurrentDirectory inDir(mDir);
     write("f", "data", 0600);
     file e;
@@ -447,6 +424,20 @@ TEST_F(fileTest, everyOperationOnAnEmptyNameAnswersFalse) {
     one.assignText(L"x");
     file x(one);
     EXPECT_TRUE(!x.isRemote() && !x.rename(L"y") && !x.setExtension(L"y", true) && x.fullName() == L"x");
+    // Names the system cannot take.
+    string deep;
+    for (int i = 0; i < 40; ++i)
+        deep += L"level-of-a-very-deep-tree-" + string(80, L'd') + L"\\";
+    write("a", "abc");
+    EXPECT_EQ(at(string(L"x\0y", 3)).fullName().size(), mWin.size() + 4);
+    for (const string& name : {string(L"x\0y", 3), string(300, L'n'), string(deep + L"f")}) {
+        file f = at(name), g = at(L"a"), a = at(L"a");
+        unsigned long crc = 7;
+        EXPECT_FALSE(f.exists() || f.create(file::accessReadWrite) || f.isWriteable() || f.remove() || f.getCrc32(crc));
+        EXPECT_FALSE(f.appendTo(a) || a.appendTo(f) || a.copy(f, true) || a.move(f) || g.rename(name));
+        EXPECT_TRUE(f.accessMode() == file::accessMissing && f.size() == 0u);
+        EXPECT_TRUE(g.fullName() == mWin + L"\\a" && read("a") == "abc" && entries() == 2u);
+    }
 }
 
 TEST(fileExceptions, nameTheFilesFullName) {

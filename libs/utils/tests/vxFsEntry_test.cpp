@@ -37,7 +37,7 @@ fsEntryName raw(const wchar_t* text) {
 
 } // namespace
 
-TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtraAndAssignmentKeepsADirectorysDelimiter) {
+TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtraAssignmentKeepsADirectorysDelimiterAndGetParts) {
     // From two texts, normalised, or from a name, as it stands unless extra is given (which normalises the whole).
     // An empty directory text drops the name.
     const struct { bool fromName; const wchar_t *a, *b; bool isDirectory; const wchar_t* expected; } cases[] = {
@@ -59,6 +59,18 @@ TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtraAndAssignmentKeepsADirector
     const entry copy(dir);
     EXPECT_TRUE(copy.isDirectoryEntry() && copy.entryName() == dir.entryName());
     EXPECT_EQ((dir = raw(L"")).fullName(), L"");
+    // getParts gives the drive upper-cased in the directory too.
+    const struct { const wchar_t *text, *drive, *dir, *name, *extension; } parts[] = {
+        {L"c:\\a\\b.c.txt", L"C:", L"C:\\a\\", L"b.c.txt", L"txt"},
+        {L"C:\\dir.ext\\", L"C:", L"C:\\", L"dir.ext", L"ext"},
+        {L"\\\\srv\\share\\f.log", L"\\\\srv", L"\\\\srv\\share\\", L"f.log", L"log"}, {L"", L"", L"", L"", L""}};
+    for (const auto& c : parts) {
+        string drive = L"?", name = L"?", extension = L"?";
+        vx::directory folder(L"C:\\previous");
+        entry(raw(c.text), L"", false).getParts(drive, folder, name, extension, true);
+        EXPECT_EQ(drive + L"|" + folder.fullName() + L"|" + name + L"|" + extension,
+                  string(c.drive) + L"|" + c.dir + L"|" + c.name + L"|" + c.extension);
+    }
 }
 
 #ifndef _WIN32
@@ -118,17 +130,3 @@ TEST(fsEntryOnWindows, existsNativePathAndRemote) {
     EXPECT_FALSE(entry(raw((string(missing) + L":\\x").c_str()), L"", false).isRemote());
 }
 #endif
-
-TEST(fsEntryParts, driveDirectoryNameAndExtension) {
-    const struct { const wchar_t *text, *drive, *dir, *name, *extension; } cases[] = {
-        {L"c:\\a\\b.c.txt", L"C:", L"C:\\a\\", L"b.c.txt", L"txt"},
-        {L"C:\\dir.ext\\", L"C:", L"C:\\", L"dir.ext", L"ext"},
-        {L"\\\\srv\\share\\f.log", L"\\\\srv", L"\\\\srv\\share\\", L"f.log", L"log"}, {L"", L"", L"", L"", L""}};
-    for (const auto& c : cases) {
-        string drive = L"?", name = L"?", extension = L"?";
-        vx::directory dir(L"C:\\previous");
-        entry(raw(c.text), L"", false).getParts(drive, dir, name, extension, true);
-        EXPECT_EQ(drive + L"|" + dir.fullName() + L"|" + name + L"|" + extension,
-                  string(c.drive) + L"|" + c.dir + L"|" + c.name + L"|" + c.extension);
-    }
-}

@@ -146,7 +146,7 @@ TEST(NumberConversion, RangeFailureStoresTheNearestLimitAndBoolsReadNumbersOrWor
         textFails<bool>(L"yes", false), textFails<bool>(L"yes", true)});
 }
 
-TEST(IntegerFromText, ReadsLikeScanfAndSaturatesAt32Bits) {
+TEST(IntegerText, ReadsLikeScanfSaturatesAt32BitsAndWritesDecimalWithWidthOrHexadecimalInFront) {
     for (const wchar_t* bad : {L"", L"abc", L"- 5", L"+", L"  "})
         EXPECT_TRUE(textFails<int>(bad) && textFails<unsigned long long>(bad)) << bad;
     expectRows({
@@ -160,9 +160,7 @@ TEST(IntegerFromText, ReadsLikeScanfAndSaturatesAt32Bits) {
         // unsigned long long is read through unsigned long.
         reads<unsigned int>(L"-1", 4294967295u), reads<unsigned long>(L"4294967295", 4294967295UL),
         reads<unsigned long long>(L"5000000000", 4294967295ULL, false)});
-}
-
-TEST(IntegerToText, DecimalWithWidthOrHexadecimalInFront) {
+    // Written: decimal with a width, or hexadecimal in front.
     const bool narrowLong = sizeof(long) < 8; // where long is 64 bits, it is still 32 bits wide in text
     expectRows({
         gives<vx::string>(short(-32768), L"-32768"), gives<vx::string>(INT_MIN, L"-2147483648"),
@@ -194,7 +192,7 @@ TEST(IntegerToText, DecimalWithWidthOrHexadecimalInFront) {
     EXPECT_TRUE((dtconvert<vx::string, int>(s, 255, convertBase, upper.cursor())) && s == L"FFxy") << vxtest::show(s);
 }
 
-TEST(DoubleText, BothSeparatorsReadShortFormOrFixedPrecisionWrites) {
+TEST(DoubleText, BothSeparatorsReadShortFormOrFixedPrecisionWritesAndTheUserSeparatorPerThread) {
     for (const wchar_t* bad : {L"", L"1.5x", L"1,000.5", L"abc", L"1.5\n"})
         EXPECT_TRUE(textFails<double>(bad)) << bad;
     expectRows({
@@ -211,9 +209,6 @@ TEST(DoubleText, BothSeparatorsReadShortFormOrFixedPrecisionWrites) {
         {printed(2.75, convertWidth, 0), L"3"}, {printed(20.0, convertWidth, -4), L"20"},
         // The base cell comes first even where doubles ignore it.
         {printed(1.0, convertBase | convertWidth, 3, 2), L"1.00"}});
-}
-
-TEST(DoubleText, UserDecimalSeparatorPerThread) {
     // Threads printing with and without the user's separator at once each get their own form.
     std::atomic<int> wrong{0};
     const vx::string userForm = germanUserLocale ? L"0,5" : L"0.5";
@@ -262,7 +257,7 @@ bool convert(To& to, const From& from, int flags = 0, char* arguments = nullptr)
     return typeConversionManager::instance().convert(typeid(To), &to, typeid(From), &from, flags, arguments);
 }
 
-TEST(ConversionManager, LibraryPairsDirectAndThroughText) {
+TEST(ConversionManager, LibraryPairsDirectAndThroughTextAndNoWayIsFalse) {
     auto& manager = typeConversionManager::instance();
     const std::tuple<const std::type_info*, const std::type_info*, bool> pairs[] = {
         {&typeid(vx::string), &typeid(unsigned long long), true}, {&typeid(int), &typeid(int), true},
@@ -286,10 +281,6 @@ TEST(ConversionManager, LibraryPairsDirectAndThroughText) {
     int whole = 0;
     celsius back;
     EXPECT_TRUE(convert(whole, warm) && whole == 21 && convert(back, short(-4)) && back.degrees == -4.0);
-}
-
-TEST(ConversionManager, NoWayIsFalseAndLeavesTheTarget) {
-    auto& manager = typeConversionManager::instance();
     noText target;
     int i = 5;
     // From text only direct; wchar_t has no converter at all; null values convert nothing.
@@ -297,7 +288,6 @@ TEST(ConversionManager, NoWayIsFalseAndLeavesTheTarget) {
                  manager.convert(typeid(int), nullptr, typeid(int), &i, 0, nullptr) ||
                  manager.convert(typeid(int), &i, typeid(int), nullptr, 0, nullptr) || i != 5);
     // A failing first step ends the chain.
-    typeConverter<vx::string, celsius> fromText(&celsiusFromText);
     celsius result{1.0};
     EXPECT_FALSE(convert(result, std::string("warm")) || result.degrees != 1.0);
 }

@@ -15,7 +15,7 @@ namespace {
 
 std::string nativeValue(const char* name) { return ::getenv(name) ? ::getenv(name) : "-"; } // "-": not set
 
-TEST(environment, setAndGetFollowPutenvRulesAndTheWholeBlockIsAdded) {
+TEST(environment, setAndGetFollowPutenvRulesTheWholeBlockIsAddedAndThreadsSetAndReadAtOnce) {
     vxtest::scopedEnvironment guard("VX_T_A", nullptr);
     guard.set("VX_T_B", nullptr);
     // The call, its result, and VX_T_A and VX_T_B afterwards.
@@ -60,10 +60,7 @@ TEST(environment, setAndGetFollowPutenvRulesAndTheWholeBlockIsAdded) {
     ASSERT_TRUE(vx::setEnvironmentVariable(L"VX_T_A", (value + L"!").c_str()));
     EXPECT_EQ(nativeValue("VX_T_A"), "a\xFF\xC3(\xED\xA0\x80!");
 #endif
-}
-
-TEST(environment, threadsSetAndReadAtTheSameTime) {
-    vxtest::scopedEnvironment guard;
+    // Threads set and read at the same time.
     for (const char* name : {"VX_T_0", "VX_T_1", "VX_T_2", "VX_T_3"})
         guard.set(name, nullptr);
     std::atomic<int> mismatches{0};

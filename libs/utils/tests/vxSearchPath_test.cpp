@@ -65,7 +65,7 @@ TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderWithABas
     EXPECT_EQ(listed(fromPath), (names{slash(a), slash(b)}));
 }
 
-TEST_F(searchPathTest, theFirstEntryWinsADeepHitBeatsALaterDirectOneAndFindFilesSkipsHiddenEntries) {
+TEST_F(searchPathTest, findingTakesTheFirstEntryAndCollectingSubdirectoriesIsDepthFirstAndEndsAtLinks) {
     const std::wstring early = win("early"), late = win("late");
     for (const char* name : {"early/deep/er/target.txt", "early/.hidden/target.txt", "late/target.txt"})
         mRoot.makeFile(name);
@@ -85,12 +85,9 @@ TEST_F(searchPathTest, theFirstEntryWinsADeepHitBeatsALaterDirectOneAndFindFiles
     vx::searchPath single;
     single.appendDirectory(vx::directory(a));
     std::vector<vx::file> out;
-    single.findFiles(L"*.txt", out, false);
-    single.findFiles(L"*.txt", out, true);
+    single.findFiles(L"*.txt", out, false), single.findFiles(L"*.txt", out, true);
     EXPECT_EQ(listed(out), (names{a + L"\\one.txt", a + L"\\one.txt", a + L"\\sub\\three.txt"}));
-}
-
-TEST_F(searchPathTest, collectingSubdirectoriesIsDepthFirstAndEndsAtLinks) {
+    // Collecting subdirectories is depth first and ends at links.
     const std::wstring top = dir("top");
     for (const char* below : {"top/a/a1", "top/b", "top/.hidden/h1"})
         mRoot.makeDirs(below);
@@ -104,14 +101,13 @@ TEST_F(searchPathTest, collectingSubdirectoriesIsDepthFirstAndEndsAtLinks) {
         list.insert(list.end(), loop.begin(), loop.end());
         return list;
     };
-    vx::searchPath path;
-    path.collectSubdirectories(vx::directory(top), true);
-    EXPECT_EQ(listed(path), withLoop({slash(top + L"\\a"), slash(top + L"\\a\\a1"), slash(top + L"\\b")}));
+    vx::searchPath collected;
+    collected.collectSubdirectories(vx::directory(top), true);
+    EXPECT_EQ(listed(collected), withLoop({slash(top + L"\\a"), slash(top + L"\\a\\a1"), slash(top + L"\\b")}));
     // The list form walks the entries it held when it started, and adds nothing twice.
     vx::searchPath flat;
     flat.appendDirectory(vx::directory(top));
-    flat.collectSubdirectories(false);
-    flat.collectSubdirectories(false);
+    flat.collectSubdirectories(false), flat.collectSubdirectories(false);
     EXPECT_EQ(listed(flat), withLoop({slash(top), slash(top + L"\\a"), slash(top + L"\\b"), slash(top + L"\\a\\a1")}));
 }
 

@@ -300,7 +300,7 @@ bool celsiusToTextRemovingItself(vx::string& to, const celsius& from, int flags,
     return celsiusToText(to, from, flags, arguments);
 }
 
-TEST(ConversionManager, RegistrationLifecycle) {
+TEST(ConversionManager, RegistrationLifecycleAndReadersConvertingWhileWritersRegister) {
     auto& manager = typeConversionManager::instance();
     const celsius warm{30.0};
     vx::string s;
@@ -342,9 +342,7 @@ TEST(ConversionManager, RegistrationLifecycle) {
     gRemovedWhileConverting = &removing;
     manager.add(&removing);
     EXPECT_TRUE(convert(s, celsius{2.5}) && s == L"2.5" && !toTextKnown());
-}
-
-TEST(ConversionManager, ReadersConvertWhileWritersRegister) {
+    // Readers convert while writers register.
     std::atomic<bool> stop{false};
     std::atomic<int> wrong{0}, conversions{0}, writing{2};
     vxtest::runThreads(4, [&](int t) {

@@ -376,7 +376,7 @@ TEST_F(bufferTest, gzipRoundTripsInMemoryWithTheBytesOfAGzipFileAndRefusesDamage
     EXPECT_EQ(leftovers(), 0u);
 }
 
-TEST_F(bufferTest, gzUncompressGrowsTwofoldAndStopsAtTheLimitOrACancelKeepingTheContent) {
+TEST_F(bufferTest, gzUncompressGrowsTwofoldStopsAtTheLimitOrACancelAndVxcompressMakesAZlibStream) {
     // The room starts at twice the packed size and at least doubles when short: it ends below twice the content.
     const std::string zeros(64u << 20, '\0');
     binaryBuffer b = bufferOf(zeros);
@@ -404,6 +404,30 @@ TEST_F(bufferTest, gzUncompressGrowsTwofoldAndStopsAtTheLimitOrACancelKeepingThe
     calls = 0;
     const auto nested = [&calls] { binaryBuffer inner = bufferOf("x"); inner.gzUncompress(); return ++calls < 0; };
     EXPECT_TRUE(b.gzUncompress(nested) && calls == 3 && bytesOf(b) == std::string(3000, 'q'));
+    // vxcompress makes a zlib stream that inflates.
+    const std::string data = randomBytes(5000, 11) + std::string(20000, 'r');
+    const auto* source = reinterpret_cast<const unsigned char*>(data.data());
+    const auto size = static_cast<unsigned long>(data.size());
+    std::vector<unsigned char> deflated(vx::vxcompressBound(size));
+    unsigned long length = static_cast<unsigned long>(deflated.size());
+    ASSERT_EQ(vx::vxcompress(deflated.data(), &length, source, size), vx::vxcompressOk);
+    ASSERT_GT(length, 6u);
+    EXPECT_TRUE(deflated[0] == 0x78 && (deflated[0] * 256 + deflated[1]) % 31 == 0);
+    // The deflate data in a gzip frame (header, data, CRC-32, size) inflates to the bytes.
+    std::string gzip("\x1F\x8B\x08\0\0\0\0\0\0\x03", 10);
+    gzip.append(reinterpret_cast<const char*>(deflated.data()) + 2, length - 6);
+    for (std::uint32_t value : {vxtest::referenceCrc(data), static_cast<std::uint32_t>(size)})
+        for (int i = 0; i < 4; ++i)
+            gzip += static_cast<char>(value >> (8 * i));
+    binaryBuffer framed = bufferOf(gzip);
+    ASSERT_TRUE(framed.gzUncompress());
+    EXPECT_EQ(bytesOf(framed), data);
+    unsigned long tooSmall = 10;
+    EXPECT_EQ(vx::vxcompress(deflated.data(), &tooSmall, source, size), vx::vxcompressNoRoom);
+    EXPECT_EQ(vx::vxcompress(nullptr, &length, nullptr, 0), vx::vxcompressNoRoom);
+    EXPECT_EQ(vx::vxcompress(deflated.data(), &length, nullptr, 5), vx::vxcompressNoRoom);
+    length = static_cast<unsigned long>(deflated.size());
+    EXPECT_EQ(vx::vxcompress(deflated.data(), &length, nullptr, 0), vx::vxcompressOk);
 }
 
 #ifndef _WIN32 // a child process with a file-size limit, as another user
@@ -436,31 +460,5 @@ TEST_F(bufferTest, gzipCodecsNeedNoTemporaryFolderAndAFullDiskLosesNoData) {
     EXPECT_TRUE(dir.count() == 3u && leftovers() == 0u); // tmp, keep, target
 }
 #endif
-
-TEST_F(bufferTest, vxcompressMakesAZlibStreamThatInflates) {
-    const std::string data = randomBytes(5000, 11) + std::string(20000, 'r');
-    const auto* source = reinterpret_cast<const unsigned char*>(data.data());
-    const auto size = static_cast<unsigned long>(data.size());
-    std::vector<unsigned char> packed(vx::vxcompressBound(size));
-    unsigned long length = static_cast<unsigned long>(packed.size());
-    ASSERT_EQ(vx::vxcompress(packed.data(), &length, source, size), vx::vxcompressOk);
-    ASSERT_GT(length, 6u);
-    EXPECT_TRUE(packed[0] == 0x78 && (packed[0] * 256 + packed[1]) % 31 == 0);
-    // The deflate data in a gzip frame (header, data, CRC-32, size) inflates to the bytes.
-    std::string gzip("\x1F\x8B\x08\0\0\0\0\0\0\x03", 10);
-    gzip.append(reinterpret_cast<const char*>(packed.data()) + 2, length - 6);
-    for (std::uint32_t value : {vxtest::referenceCrc(data), static_cast<std::uint32_t>(size)})
-        for (int i = 0; i < 4; ++i)
-            gzip += static_cast<char>(value >> (8 * i));
-    binaryBuffer b = bufferOf(gzip);
-    ASSERT_TRUE(b.gzUncompress());
-    EXPECT_EQ(bytesOf(b), data);
-    unsigned long tooSmall = 10;
-    EXPECT_EQ(vx::vxcompress(packed.data(), &tooSmall, source, size), vx::vxcompressNoRoom);
-    EXPECT_EQ(vx::vxcompress(nullptr, &length, nullptr, 0), vx::vxcompressNoRoom);
-    EXPECT_EQ(vx::vxcompress(packed.data(), &length, nullptr, 5), vx::vxcompressNoRoom);
-    length = static_cast<unsigned long>(packed.size());
-    EXPECT_EQ(vx::vxcompress(packed.data(), &length, nullptr, 0), vx::vxcompressOk);
-}
 
 } // namespace

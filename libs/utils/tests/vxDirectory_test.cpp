@@ -196,7 +196,7 @@ TEST(directoryIteration, eachIteratorInItsOrderAndListAllFilesAgreesWithTheWalk)
 #endif
 }
 
-TEST(directoryTree, createMakesEveryLevelOnlyWhenAsked) {
+TEST(directoryTree, createMakesEveryLevelOnlyWhenAskedAndIsEmptyRenameAndReadOnlyFiles) {
     tempTree root;
 #ifndef _WIN32
     vxtest::scopedEnvironment drives("VX_DRIVES", "Q=" + root.path() + "/missing-root");
@@ -215,6 +215,24 @@ TEST(directoryTree, createMakesEveryLevelOnlyWhenAsked) {
 #endif
     EXPECT_FALSE(directory(vx::string(L"R:\\x\\")).create(true));    // so does an unknown drive
     EXPECT_FALSE(directory(vx::string(L"\\\\server\\share\\x\\")).create(true));
+    for (const char* f : {"hidden/.h", "file/f", "a/plain.txt"})
+        root.makeFile(f);
+    root.addDirs({"sub/s", "none", "system"});
+    makeSystemEntry(root, "system/fifo");
+    // isEmpty overlooks hidden and system entries.
+    for (const auto& [name, empty] : std::vector<std::pair<const char*, bool>>{
+             {"hidden", true}, {"system", true}, {"file", false}, {"sub", false}, {"none", true}, {"missing", true}})
+        EXPECT_EQ(root.dir(name).isEmpty(), empty) << name;
+    // rename keeps the parent, and fails onto an existing directory, even an empty one.
+    directory d = root.dir("file");
+    EXPECT_TRUE(!d.rename(L"none") && d == root.dir("file"));
+    EXPECT_TRUE(d.rename(L"new") && d.fullName() == root.dir("new").fullName() && !root.has("file"));
+    // Only the case changes.
+    EXPECT_TRUE(d.rename(L"NEW") && d.fullName() == root.dir("NEW").fullName() && root.has("NEW/f"));
+    EXPECT_FALSE(directory().rename(L"x"));
+    root.makeFile("a/b/ro.txt", "x", 0444);
+    EXPECT_TRUE(root.dir("a").containsReadOnlyFiles(true) && root.dir("a/b").containsReadOnlyFiles(false));
+    EXPECT_FALSE(root.dir("a").containsReadOnlyFiles(false) || root.dir("missing").containsReadOnlyFiles(true));
 }
 
 TEST(directoryTree, removeAndClearLeaveReadOnlyHiddenAndSystemEntries) {
@@ -246,26 +264,6 @@ TEST(directoryTree, removeAndClearLeaveReadOnlyHiddenAndSystemEntries) {
     ::chmod((root / "locked").c_str(), 0555);
     EXPECT_TRUE(!root.dir("locked").remove(true) && root.has("locked"));
 #endif
-}
-
-TEST(directoryTree, isEmptyRenameAndReadOnlyFiles) {
-    tempTree root{"hidden/.h", "file/f", "a/plain.txt"};
-    root.addDirs({"sub/s", "none", "system"});
-    makeSystemEntry(root, "system/fifo");
-    // isEmpty overlooks hidden and system entries.
-    for (const auto& [name, empty] : std::vector<std::pair<const char*, bool>>{
-             {"hidden", true}, {"system", true}, {"file", false}, {"sub", false}, {"none", true}, {"missing", true}})
-        EXPECT_EQ(root.dir(name).isEmpty(), empty) << name;
-    // rename keeps the parent, and fails onto an existing directory, even an empty one.
-    directory d = root.dir("file");
-    EXPECT_TRUE(!d.rename(L"none") && d == root.dir("file"));
-    EXPECT_TRUE(d.rename(L"new") && d.fullName() == root.dir("new").fullName() && !root.has("file"));
-    // Only the case changes.
-    EXPECT_TRUE(d.rename(L"NEW") && d.fullName() == root.dir("NEW").fullName() && root.has("NEW/f"));
-    EXPECT_FALSE(directory().rename(L"x"));
-    root.makeFile("a/b/ro.txt", "x", 0444);
-    EXPECT_TRUE(root.dir("a").containsReadOnlyFiles(true) && root.dir("a/b").containsReadOnlyFiles(false));
-    EXPECT_FALSE(root.dir("a").containsReadOnlyFiles(false) || root.dir("missing").containsReadOnlyFiles(true));
 }
 
 TEST(directoryName, rootsComparisonMakeCurrentAndDiskSpace) {

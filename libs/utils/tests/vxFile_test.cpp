@@ -56,16 +56,6 @@ protected:
     const string mWin = mTemp.windowsForm();
 };
 
-// A file joins a directory and a name; a name given whole stands as it is, as a file's and not a directory's.
-TEST_F(fileTest, constructionAndAssignmentCarryTheNameOnly) {
-    EXPECT_EQ(file(vx::directory(L"C:\\a"), L"sub\\..\\b.txt").fullName(), L"C:\\a\\b.txt");
-    EXPECT_TRUE(file(vx::directory(), L"b.txt").fullName().empty() && !file().isDirectoryEntry());
-    vx::fsEntryName raw;
-    raw.assignText(L"C:\\x\\..\\y\\\\");
-    file b(L"C:\\b.txt");
-    EXPECT_TRUE(file(raw).fullName() == L"C:\\x\\..\\y\\\\" && (b = raw).fullName() == L"C:\\x\\..\\y\\\\");
-}
-
 TEST_F(fileTest, existsOnlyForFilesCreateMakesANewOneAndIsWriteableProbesAMissingOne) {
     write("f", "x");
     mTemp.makeDirs("d");
@@ -95,7 +85,7 @@ TEST_F(fileTest, existsOnlyForFilesCreateMakesANewOneAndIsWriteableProbesAMissin
 
 // change() writes the owner's bits; accessMode, check and the is-tests read them back. Only the owner's bits count. On
 // Windows every file can be read, and the right to write is the read-only attribute.
-TEST_F(fileTest, changeAndTheAccessTestsFollowTheOwnersBits) {
+TEST_F(fileTest, changeAllowAndTheAccessTestsFollowTheOwnersBits) {
 #ifdef _WIN32
     const int noRight = 0400, writeOnly = 0600;
 #else
@@ -125,12 +115,9 @@ TEST_F(fileTest, changeAndTheAccessTestsFollowTheOwnersBits) {
     for (const wchar_t* name : {L"m", L"d"})
         EXPECT_TRUE(!at(name).change(file::accessRead) && at(name).accessMode() == file::accessMissing) << name;
     EXPECT_FALSE(at(L"m").isReadable() || present("m"));
-}
-
 #ifndef _WIN32
-// allowRead and allowWrite are twins: taking a right keeps only the other one, and giving one to a file with no other
-// right is a no-op that answers true.
-TEST_F(fileTest, allowReadAndAllowWriteChangeOneRight) {
+    // allowRead and allowWrite are twins: taking a right keeps only the other one, and giving one to a file with no
+    // other right is a no-op that answers true.
     const struct { mode_t before; bool read, allow; int after; } cases[] = {
         {0400, false, true, 0600},  {0600, false, false, 0400}, {0400, false, false, 0400},
         {0000, false, true, 0000},  {0200, false, false, 0000}, {0600, true, false, 0200},
@@ -142,14 +129,11 @@ TEST_F(fileTest, allowReadAndAllowWriteChangeOneRight) {
     }
     for (bool allow : {false, true})
         EXPECT_FALSE(at(L"m").allowRead(allow) || at(L"m").allowWrite(allow) || present("m"));
-}
 #else
-// On Windows allowWrite sets and clears the read-only attribute, and taking the right to read keeps the right to write.
-// A read-only file is neither written, overwritten, removed nor given a time, whoever asks.
-TEST_F(fileTest, theRightToWriteIsTheReadOnlyAttribute) {
+    // allowWrite sets and clears the read-only attribute, and taking the right to read keeps the right to write. A
+    // read-only file is neither written, overwritten, removed nor given a time, whoever asks.
     write("f", "data");
     write("g", "other");
-    const file f = at(L"f");
     EXPECT_TRUE(f.allowWrite(false) && ownerBits("f") == 0400 && f.allowWrite(true) && ownerBits("f") == 0600);
     EXPECT_TRUE(f.allowRead(false) && ownerBits("f") == 0600);
     ASSERT_TRUE(f.change(file::accessRead));
@@ -157,8 +141,8 @@ TEST_F(fileTest, theRightToWriteIsTheReadOnlyAttribute) {
     EXPECT_FALSE(at(L"g").copy(f, true) || at(L"g").appendTo(f) || f.remove());
     EXPECT_TRUE(f.setLastModificationTime(time - 1000)); // true, as the file exists
     EXPECT_TRUE(f.lastModificationTime() == time && read("f") == "data");
-}
 #endif
+}
 
 // A failure leaves files and the object's name alone.
 TEST_F(fileTest, copyMoveRemoveRenameAndSetExtension) {
@@ -324,13 +308,20 @@ TEST_F(fileTest, versionQueriesReadTheResourceOfTheLibrary) {
 }
 #endif
 
-TEST(fileNames, removeIllegalFileCharsDropsEightCharacters) {
+TEST(fileNames, removeIllegalFileCharsDropsEightCharactersAndFilesCarryTheNameOnly) {
     const std::pair<string, string> cases[] = {
         {L"a*b#c", L"a*b#c"}, {L"a:b?c", L"abc"}, {L"\\/:?\"<>|", L""}, {L"  keeps blanks  ", L"  keeps blanks  "},
         {L"\u00e4\u20ac|\U0001F600", L"\u00e4\u20ac\U0001F600"}, {L"", L""},
         {string(L"a\0:b", 4), string(L"a\0b", 3)}}; // an embedded null is a character like others
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(file::removeIllegalFileChars(text), expected) << show(text);
+    // A file joins a directory and a name; a name given whole stands as it is, as a file's and not a directory's.
+    EXPECT_EQ(file(vx::directory(L"C:\\a"), L"sub\\..\\b.txt").fullName(), L"C:\\a\\b.txt");
+    EXPECT_TRUE(file(vx::directory(), L"b.txt").fullName().empty() && !file().isDirectoryEntry());
+    vx::fsEntryName raw;
+    raw.assignText(L"C:\\x\\..\\y\\\\");
+    file b(L"C:\\b.txt");
+    EXPECT_TRUE(file(raw).fullName() == L"C:\\x\\..\\y\\\\" && (b = raw).fullName() == L"C:\\x\\..\\y\\\\");
 }
 
 // Random files are named "<thread id>_<counter>".
@@ -469,7 +460,7 @@ struct progressLog {
     }
 };
 
-TEST_F(fileTest, gzipCopiesReportProgressIn32BitsCancelAndRefuseTheirOwnSource) {
+TEST_F(fileTest, gzipCopiesReportProgressIn32BitsCancelRefuseTheirOwnSourceAndFailWithoutHarm) {
     const struct { std::size_t size; std::vector<double> progress; } cases[] = {
         {0, {}}, {1, {100}}, {1024, {100}}, {2048, {0, 100}}, {3000, {0, 0, 100}}};
     for (const auto& c : cases) {
@@ -500,6 +491,28 @@ TEST_F(fileTest, gzipCopiesReportProgressIn32BitsCancelAndRefuseTheirOwnSource) 
     EXPECT_FALSE(at(L"missing").gzCompressTo(at(L"f")) || at(L"missing").gzUncompressTo(at(L"f")));
     EXPECT_FALSE(file().gzCompressTo(at(L"f")) || at(L"f").gzCompressTo(file()) || at(L"f").gzUncompressTo(file()));
     EXPECT_EQ(read("f"), "some bytes");
+#ifndef _WIN32 // a read-only directory and a limit on file sizes need a POSIX child process
+    // They fail without harm in a read-only directory and on a full disk.
+    using vxtest::check;
+    ::chmod(mDir.c_str(), 0777);
+    ASSERT_EQ(::mkdir(native("ro").c_str(), 0555), 0);
+    ::chmod(native("ro").c_str(), 0555);
+    const std::string plain = randomBytes(100000, 4);
+    write("plain", plain, 0644);
+    ASSERT_TRUE(at(L"plain").gzCompressTo(at(L"plain.gz")));
+    ::chmod(native("plain.gz").c_str(), 0644);
+    const std::string packed = read("plain.gz");
+    EXPECT_EQ(vxtest::inRestrictedChild(0, true, [&](std::string& errors) {
+        check(errors, !at(L"plain").gzCompressTo(at(L"ro\\x.gz")), "compressed into a read-only directory");
+        check(errors, !at(L"plain.gz").gzUncompressTo(at(L"ro\\x")), "uncompressed into a read-only directory");
+    }), "");
+    EXPECT_FALSE(present("ro/x.gz") || present("ro/x"));
+    EXPECT_EQ(vxtest::inRestrictedChild(65536, false, [&](std::string& errors) {
+        check(errors, !at(L"plain").gzCompressTo(at(L"full.gz")), "compressed beyond the limit");
+        check(errors, !at(L"plain.gz").gzUncompressTo(at(L"full")), "uncompressed beyond the limit");
+    }), "");
+    EXPECT_TRUE(read("plain") == plain && read("plain.gz") == packed);
+#endif
     // A file whose 32-bit size is 0 reports its progress complete at once.
     write("huge", "");
     if (!resize(native("huge"), 1ULL << 32))
@@ -538,30 +551,6 @@ TEST_F(fileTest, gzUncompressToCopiesPlainDataCountsDataAfterTheLastMemberAndRea
     ASSERT_EQ(std::system("gzip -t mine.gz && gunzip -c mine.gz > mine"), 0);
     EXPECT_TRUE(read("mine") == a);
 }
-
-#ifndef _WIN32 // a read-only directory and a limit on file sizes need a POSIX child process
-TEST_F(fileTest, gzipCopiesFailWithoutHarmInAReadOnlyDirectoryAndOnAFullDisk) {
-    using vxtest::check;
-    ::chmod(mDir.c_str(), 0777);
-    ASSERT_EQ(::mkdir(native("ro").c_str(), 0555), 0);
-    ::chmod(native("ro").c_str(), 0555);
-    const std::string plain = randomBytes(100000, 4);
-    write("plain", plain, 0644);
-    ASSERT_TRUE(at(L"plain").gzCompressTo(at(L"plain.gz")));
-    ::chmod(native("plain.gz").c_str(), 0644);
-    const std::string packed = read("plain.gz");
-    EXPECT_EQ(vxtest::inRestrictedChild(0, true, [&](std::string& errors) {
-        check(errors, !at(L"plain").gzCompressTo(at(L"ro\\x.gz")), "compressed into a read-only directory");
-        check(errors, !at(L"plain.gz").gzUncompressTo(at(L"ro\\x")), "uncompressed into a read-only directory");
-    }), "");
-    EXPECT_FALSE(present("ro/x.gz") || present("ro/x"));
-    EXPECT_EQ(vxtest::inRestrictedChild(65536, false, [&](std::string& errors) {
-        check(errors, !at(L"plain").gzCompressTo(at(L"full.gz")), "compressed beyond the limit");
-        check(errors, !at(L"plain.gz").gzUncompressTo(at(L"full")), "uncompressed beyond the limit");
-    }), "");
-    EXPECT_TRUE(read("plain") == plain && read("plain.gz") == packed);
-}
-#endif
 
 // A PE image of 0x400 bytes: "MZ", the signature's offset 0x80 at 0x3C, "PE\0\0", the section count (+6) and the
 // optional header's size (+20) of the file header, the magic (+24), the 8 bytes at +0xF8 (address and size of the

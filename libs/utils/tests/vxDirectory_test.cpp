@@ -362,7 +362,7 @@ TEST(directoryName, wellKnownFoldersAreTheSystemsFolders) {
 }
 #endif
 
-TEST(temporaryDirectory, orderOfPreference) {
+TEST(temporaryDirectory, orderOfPreferenceThreadsAndRandomDirectories) {
     tempTree root;
     root.addDirs({"tmp", "temp", "tmpdir", "override"});
     vxtest::scopedEnvironment env("TMP", root.windowsForm("tmp").getMBCS());
@@ -401,10 +401,7 @@ TEST(temporaryDirectory, orderOfPreference) {
     EXPECT_EQ(directory::systemTempDir(), root.dir("temp"));
     directory::setThreadTempDir(self, directory());
     EXPECT_EQ(directory::systemTempDir().fullName(), fallback);
-}
-
-TEST(temporaryDirectory, eachThreadKeepsItsOwnAndRandomDirectoriesAreNew) {
-    tempTree root;
+    // Each thread keeps its own.
     root.addDirs({"t0", "t1"});
     const directory before = directory::systemTempDir();
     vxtest::runThreads(2, [&](int t) {
@@ -446,7 +443,7 @@ TEST(temporaryDirectory, eachThreadKeepsItsOwnAndRandomDirectoriesAreNew) {
 #endif
 }
 
-TEST(directoryBadInput, missingBasesGiveExhaustedIteratorsAndVanishingEntriesAreSkipped) {
+TEST(directoryBadInput, missingBasesVanishingEntriesLongPathsAndDeepTrees) {
     tempTree root{"plain.txt"};
     for (const directory& base : {root.dir("missing"), directory(), root.dir("plain.txt")}) {
         EXPECT_TRUE(all(root, directoryIterator(base, L"*.*", 0)).empty() && walk(root, base, L"*.*", 0).empty() &&
@@ -477,19 +474,15 @@ TEST(directoryBadInput, missingBasesGiveExhaustedIteratorsAndVanishingEntriesAre
     partial.next();
     EXPECT_EQ(first, "e/gone/x.txt");
     EXPECT_EQ(all(root, partial), names{});
-}
-
-// Windows limits classic paths to 260 characters; the library's paths go beyond.
-TEST(directoryBadInput, longPathsAndDeepTreesWorkAndLeaveNoDescriptorOpen) {
-    tempTree root;
+    // Windows limits classic paths to 260 characters; the library's paths go beyond.
     std::string deep = "long";
     for (int level = 0; level < 12; ++level)
         deep += "/" + std::string(30, static_cast<char>('a' + level));
     const directory d = root.dir(deep);
     ASSERT_GT(d.fullName().size(), 300u);
     EXPECT_TRUE(d.create(true) && d.exists());
-    const file f(d.fullName(), vx::string(L"x.txt"));
-    EXPECT_TRUE(f.create(file::accessReadWrite) && f.copy(file(d.fullName(), vx::string(L"y.txt")), false));
+    const file x(d.fullName(), vx::string(L"x.txt"));
+    EXPECT_TRUE(x.create(file::accessReadWrite) && x.copy(file(d.fullName(), vx::string(L"y.txt")), false));
     EXPECT_EQ(all(root, fileIterator(d, L"*.txt", 0)), (names{deep + "/x.txt", deep + "/y.txt"}));
     EXPECT_TRUE(root.dir("long").remove(true) && !root.has("long"));
     // Deep trees are walked whole and leave no descriptor open.

@@ -185,7 +185,7 @@ TEST_F(fileTest, copyMoveRemoveRenameAndSetExtension) {
 }
 
 // Sizes are 32-bit values; a time keeps its low 32 bits, sign-extended.
-TEST_F(fileTest, sizeAndTimesKeepTheLow32BitsTimesSignExtendedAndCopiedAlongWithTheRights) {
+TEST_F(fileTest, sizeAndTimesKeepTheLow32BitsTimesSignExtendedAndCopiedAlongWithTheRightsAndNoVersions) {
     mTemp.makeDirs("d");
     write("f", std::string(70000, 'z'));
     EXPECT_TRUE(at(L"f").size() == 70000u && at(L"missing").size() == 0u && at(L"d").size() == 0u);
@@ -212,6 +212,18 @@ TEST_F(fileTest, sizeAndTimesKeepTheLow32BitsTimesSignExtendedAndCopiedAlongWith
     EXPECT_EQ(ownerBits("f"), 0400);
     EXPECT_TRUE(at(L"f").setFilePropsLike(at(L"missing")) && ownerBits("f") == 0400);
     EXPECT_TRUE(at(L"missing").setFilePropsLike(at(L"f")) && !present("missing"));
+    // There are no version resources here, so every query answers false and writes nothing.
+    write("prog", "\x7f" "ELF");
+    for (const file& f : {at(L"prog"), at(L"missing"), file()}) {
+        unsigned a = 1, b = 2, c = 3, d = 4;
+        vx::version v(5, 6, 7, 8);
+        string fileText = L"old", productText = L"old";
+        EXPECT_FALSE(f.getFixedFileVersion(a, b, c, d) || f.getFixedProductVersion(a, b, c, d) ||
+                     f.getFixedFileVersion(v) || f.getFixedProductVersion(v) ||
+                     f.getFixedFileVersionString(fileText, 3) || f.getFixedProductVersionString(productText, ~0u));
+        EXPECT_TRUE(a + b + c + d == 10u && v == vx::version(5, 6, 7, 8)) << "not written";
+        EXPECT_EQ(fileText + productText, L"") << "texts are emptied";
+    }
     // 4 GiB and more are reported modulo 2^32 (a sparse file takes no room).
     write("big", "");
     if (!resize(native("big"), (1ULL << 32) + 5))
@@ -221,7 +233,7 @@ TEST_F(fileTest, sizeAndTimesKeepTheLow32BitsTimesSignExtendedAndCopiedAlongWith
     EXPECT_EQ(at(L"big").size(), 0xFFFFFFFFu);
 }
 
-TEST_F(fileTest, appendToMovesWholeItemsOfTwoBytesGetCrc32ReadsEveryByteAndBothFailCleanly) {
+TEST_F(fileTest, appendToMovesWholeItemsOfTwoBytesGetCrc32ReadsEveryByteAndIsIdenticalToComparesContents) {
     for (const std::size_t size : {0u, 1u, 3u, 2049u, 100000u}) {
         const std::string bytes = randomBytes(size, static_cast<unsigned>(size));
         write("src", bytes);
@@ -258,9 +270,7 @@ TEST_F(fileTest, appendToMovesWholeItemsOfTwoBytesGetCrc32ReadsEveryByteAndBothF
     }
     unsigned long crc = 0x5A5A;
     EXPECT_TRUE(!at(L"missing").getCrc32(crc) && !at(L"d").getCrc32(crc) && crc == 0x5A5Au) << "crc unwritten";
-}
-
-TEST_F(fileTest, isIdenticalToComparesNamesThenContents) {
+    // isIdenticalTo compares names, then contents.
     write({{"one", "same"}, {"two", "same"}, {"three", "other"}, {"four", "othes"}, {"e1", ""}, {"e2", ""}});
     write("u1", "x", 0200), write("u2", "x", 0200);
     const struct { const wchar_t *a, *b; bool identical; } cases[] = {
@@ -274,21 +284,6 @@ TEST_F(fileTest, isIdenticalToComparesNamesThenContents) {
     for (const auto& c : cases)
         EXPECT_TRUE(at(c.a).isIdenticalTo(at(c.b)) == c.identical && at(c.b).isIdenticalTo(at(c.a)) == c.identical)
             << c.a << L" " << c.b;
-}
-
-// There are no version resources here, so every query answers false and writes nothing.
-TEST_F(fileTest, versionQueriesAnswerFalseWithoutAResource) {
-    write("prog", "\x7f" "ELF");
-    for (const file& f : {at(L"prog"), at(L"missing"), file()}) {
-        unsigned a = 1, b = 2, c = 3, d = 4;
-        vx::version v(5, 6, 7, 8);
-        string fileText = L"old", productText = L"old";
-        EXPECT_FALSE(f.getFixedFileVersion(a, b, c, d) || f.getFixedProductVersion(a, b, c, d) ||
-                     f.getFixedFileVersion(v) || f.getFixedProductVersion(v) ||
-                     f.getFixedFileVersionString(fileText, 3) || f.getFixedProductVersionString(productText, ~0u));
-        EXPECT_TRUE(a + b + c + d == 10u && v == vx::version(5, 6, 7, 8)) << "not written";
-        EXPECT_EQ(fileText + productText, L"") << "texts are emptied";
-    }
 }
 
 #ifdef _WIN32
@@ -308,7 +303,7 @@ TEST_F(fileTest, versionQueriesReadTheResourceOfTheLibrary) {
 }
 #endif
 
-TEST(fileNames, removeIllegalFileCharsDropsEightCharactersAndFilesCarryTheNameOnly) {
+TEST(fileNames, removeIllegalFileCharsDropsEightCharactersFilesCarryTheNameOnlyAndExceptionsNameIt) {
     const std::pair<string, string> cases[] = {
         {L"a*b#c", L"a*b#c"}, {L"a:b?c", L"abc"}, {L"\\/:?\"<>|", L""}, {L"  keeps blanks  ", L"  keeps blanks  "},
         {L"\u00e4\u20ac|\U0001F600", L"\u00e4\u20ac\U0001F600"}, {L"", L""},
@@ -322,6 +317,22 @@ TEST(fileNames, removeIllegalFileCharsDropsEightCharactersAndFilesCarryTheNameOn
     raw.assignText(L"C:\\x\\..\\y\\\\");
     file b(L"C:\\b.txt");
     EXPECT_TRUE(file(raw).fullName() == L"C:\\x\\..\\y\\\\" && (b = raw).fullName() == L"C:\\x\\..\\y\\\\");
+    // The exceptions of a file name its full name.
+    const file f(L"C:\\data\\..\\plan.vx");
+    const vx::outOfMemoryException cause;
+    const struct { vx::exception e; const wchar_t* text; std::size_t nested; } exceptions[] = {
+        {vx::fileException(f, &cause), L"Error accessing file C:\\plan.vx", 1},
+        {vx::fileNotFoundException(f), L"File C:\\plan.vx not found!", 0},
+        {vx::readFileException(f), L"Error reading file C:\\plan.vx", 0},
+        {vx::writeFileException(f, &cause), L"Error writing file C:\\plan.vx", 1},
+        {vx::fileWriteProtectedException(f), L"File C:\\plan.vx is write protected!", 0},
+        {vx::invalidFileFormatException(f, &cause), L"Invalid file format in File C:\\plan.vx!", 1},
+        {vx::invalidXmlException(f), L"File C:\\plan.vx is not a valid XML-file!", 0},
+        {vx::moduleLoadException(f), L"Error loading module C:\\plan.vx", 0},
+        {vx::readFileException(file()), L"Error reading file ", 0}};
+    for (const auto& c : exceptions)
+        EXPECT_EQ(std::wstring(c.e.message().string()) + L" / " + std::to_wstring(c.e.nestedMessages().size()),
+                  c.text + (L" / " + std::to_wstring(c.nested)));
 }
 
 // Random files are named "<thread id>_<counter>".
@@ -429,24 +440,6 @@ TEST_F(fileTest, everyOperationOnAnEmptyOrImpossibleNameAnswersFalse) {
         EXPECT_TRUE(f.accessMode() == file::accessMissing && f.size() == 0u);
         EXPECT_TRUE(g.fullName() == mWin + L"\\a" && read("a") == "abc" && entries() == 2u);
     }
-}
-
-TEST(fileExceptions, nameTheFilesFullName) {
-    const file f(L"C:\\data\\..\\plan.vx");
-    const vx::outOfMemoryException cause;
-    const struct { vx::exception e; const wchar_t* text; std::size_t nested; } cases[] = {
-        {vx::fileException(f, &cause), L"Error accessing file C:\\plan.vx", 1},
-        {vx::fileNotFoundException(f), L"File C:\\plan.vx not found!", 0},
-        {vx::readFileException(f), L"Error reading file C:\\plan.vx", 0},
-        {vx::writeFileException(f, &cause), L"Error writing file C:\\plan.vx", 1},
-        {vx::fileWriteProtectedException(f), L"File C:\\plan.vx is write protected!", 0},
-        {vx::invalidFileFormatException(f, &cause), L"Invalid file format in File C:\\plan.vx!", 1},
-        {vx::invalidXmlException(f), L"File C:\\plan.vx is not a valid XML-file!", 0},
-        {vx::moduleLoadException(f), L"Error loading module C:\\plan.vx", 0},
-        {vx::readFileException(file()), L"Error reading file ", 0}};
-    for (const auto& c : cases)
-        EXPECT_EQ(std::wstring(c.e.message().string()) + L" / " + std::to_wstring(c.e.nestedMessages().size()),
-                  c.text + (L" / " + std::to_wstring(c.nested)));
 }
 
 // Records every progress value; answers false (cancels) once `stopAt` values were seen.

@@ -99,7 +99,7 @@ TEST(binaryBufferRoom, constructorsGrowthAndShrinkSetExactLengths) {
 }
 
 // Assignment grows only when short, moves take the block, equality looks at the content; unlinking leaves it empty.
-TEST(binaryBufferRoom, assignmentMovesAndWritesFromInside) {
+TEST(binaryBufferRoom, assignmentMovesWritesFromInsideAndReadsFollowTheCursorRules) {
     binaryBuffer big = bufferOf("0123456789", 32), small(4);
     const binaryBuffer abc = bufferOf("abc"), ten = bufferOf("0123456789");
     big = abc, small = ten;
@@ -133,24 +133,22 @@ TEST(binaryBufferRoom, assignmentMovesAndWritesFromInside) {
     EXPECT_THROW(b.write("x", UINT64_MAX), vx::outOfMemoryException); // the length would wrap
     EXPECT_THROW(binaryBuffer(UINT64_MAX), vx::outOfMemoryException);
     EXPECT_TRUE(bytesOf(b) == "abc" && b.physicalLength() == 3u);
-}
-
-TEST(binaryBufferCursor, readFollowsTheCursorRules) {
-    const binaryBuffer b = bufferOf("abcdefg", 16);
+    // read follows the cursor rules.
+    const binaryBuffer r = bufferOf("abcdefg", 16);
     void* cursor = nullptr;
     char out[16] = {};
-    EXPECT_TRUE(b.read(cursor, out, 3) == 3u && cursor == b.data() + 3);
-    EXPECT_TRUE(b.read(cursor, out, 10) == 4u && std::string(out, 4) == "defg"); // what remains
-    EXPECT_TRUE(b.read(cursor, out, 1) == 0u && cursor == b.data() + 7); // at the end: nothing, the cursor stays
-    EXPECT_EQ(b.read(cursor = nullptr, nullptr, 3), 0u);
+    EXPECT_TRUE(r.read(cursor, out, 3) == 3u && cursor == r.data() + 3);
+    EXPECT_TRUE(r.read(cursor, out, 10) == 4u && std::string(out, 4) == "defg"); // what remains
+    EXPECT_TRUE(r.read(cursor, out, 1) == 0u && cursor == r.data() + 7); // at the end: nothing, the cursor stays
+    EXPECT_EQ(r.read(cursor = nullptr, nullptr, 3), 0u);
     // Valid cursors lie within the content; only they are read from. One byte before the block is formed as a number,
     // as no pointer arithmetic forms it.
     const struct { const void* cursor; bool valid; } cases[] = {
-        {b.data(), true}, {b.data() + 6, true}, {b.data() + 7, false}, {b.data() + 10, false}, {nullptr, true},
-        {reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(b.data()) - 1), false}};
+        {r.data(), true}, {r.data() + 6, true}, {r.data() + 7, false}, {r.data() + 10, false}, {nullptr, true},
+        {reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(r.data()) - 1), false}};
     for (const auto& c : cases) {
         void* at = const_cast<void*>(c.cursor);
-        EXPECT_TRUE(b.isValidCursor(c.cursor) == c.valid && (b.read(at, out, 1) == 1u) == c.valid) << c.cursor;
+        EXPECT_TRUE(r.isValidCursor(c.cursor) == c.valid && (r.read(at, out, 1) == 1u) == c.valid) << c.cursor;
     }
     // A null cursor on an empty buffer: nothing read, the cursor at the start of nothing.
     const binaryBuffer empty(16), none;
@@ -159,7 +157,7 @@ TEST(binaryBufferCursor, readFollowsTheCursorRules) {
     EXPECT_TRUE(none.read(still, out, 4) == 0u && still == nullptr);
 }
 
-TEST(base64, decodingStopsSilentlyTheBufferCodecsSetTheRoomAndBothAgreeWithThePlainDefinition) {
+TEST(codecs, base64AndCrc32AgreeWithTheirDefinitionsBase64StopsSilentlyAndTheBufferCodecsSetTheRoom) {
     const struct { std::string text, bytes; } cases[] = {
         {"TWFu", "Man"}, {"TQ", "M"}, {"TWE", "Ma"}, {"T", ""}, {"TQ==", "M"}, {"TWFuTQ==", "ManM"}, {"", ""},
         {"TWFu\nTWFu", "Man"}, {"TW=Fu", "M"}, {"=TWFu", ""}}; // every other stop: see the test of every place
@@ -216,9 +214,7 @@ TEST(base64, decodingStopsSilentlyTheBufferCodecsSetTheRoomAndBothAgreeWithThePl
             ASSERT_EQ(bytesOf(b), bytes.substr(0, at * 3 / 4)) << at << " " << value;
         }
     }
-}
-
-TEST(crc32, matchesTheBitwiseDefinitionOnRandomDataFedInPieces) {
+    // CRC-32 matches the bitwise definition on random data fed in pieces.
     std::mt19937 generator(7);
     for (std::size_t size : {0, 1, 7, 15, 16, 17, 33, 255, 4096, 65537, 300001}) {
         const std::string bytes = randomBytes(size, static_cast<unsigned>(size));

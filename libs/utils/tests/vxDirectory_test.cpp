@@ -196,7 +196,7 @@ TEST(directoryIteration, eachIteratorInItsOrderAndListAllFilesAgreesWithTheWalk)
 #endif
 }
 
-TEST(directoryTree, createMakesEveryLevelOnlyWhenAskedAndIsEmptyRenameAndReadOnlyFiles) {
+TEST(directoryTree, createRemoveClearIsEmptyRenameAndReadOnlyFiles) {
     tempTree root;
 #ifndef _WIN32
     vxtest::scopedEnvironment drives("VX_DRIVES", "Q=" + root.path() + "/missing-root");
@@ -233,36 +233,34 @@ TEST(directoryTree, createMakesEveryLevelOnlyWhenAskedAndIsEmptyRenameAndReadOnl
     root.makeFile("a/b/ro.txt", "x", 0444);
     EXPECT_TRUE(root.dir("a").containsReadOnlyFiles(true) && root.dir("a/b").containsReadOnlyFiles(false));
     EXPECT_FALSE(root.dir("a").containsReadOnlyFiles(false) || root.dir("missing").containsReadOnlyFiles(true));
-}
-
-TEST(directoryTree, removeAndClearLeaveReadOnlyHiddenAndSystemEntries) {
+    // remove and clear leave read-only, hidden and system entries.
     for (const char* kept : {"", "a/b/.hidden", "a/b/ro.txt", "a/b/pipe"}) {
-        tempTree root{"t/a/b/plain.txt", "t/a/other.txt", "t/c/d.txt", "t/top.txt"};
+        tempTree tree{"t/a/b/plain.txt", "t/a/other.txt", "t/c/d.txt", "t/top.txt"};
         const std::string special = std::string("t/") + kept;
         if (special == "t/a/b/pipe")
-            makeSystemEntry(root, special);
+            makeSystemEntry(tree, special);
         else if (*kept)
-            root.makeFile(special, "x", special == "t/a/b/ro.txt" ? 0444 : 0644);
-        EXPECT_EQ(root.dir("t").remove(true), !*kept) << kept;
+            tree.makeFile(special, "x", special == "t/a/b/ro.txt" ? 0444 : 0644);
+        EXPECT_EQ(tree.dir("t").remove(true), !*kept) << kept;
         // The entry and the directories leading to it stay; everything else is gone.
-        EXPECT_EQ(root.has(special), *kept != 0);
+        EXPECT_EQ(tree.has(special), *kept != 0);
         for (const char* gone : {"t/a/b/plain.txt", "t/a/other.txt", "t/c", "t/top.txt"})
-            EXPECT_FALSE(root.has(gone)) << gone << " with " << kept;
+            EXPECT_FALSE(tree.has(gone)) << gone << " with " << kept;
     }
     // Without recursion, and clear.
-    tempTree root{"t/f.txt", "t/s/g.txt", "t/s/.h.txt"};
-    root.makeFile("t/ro.txt", "x", 0444);
-    EXPECT_FALSE(root.dir("t").remove(false)); // the files go, the sub-directory stays
-    EXPECT_TRUE(!root.has("t/f.txt") && root.has("t/s/g.txt") && root.has("t/ro.txt"));
-    root.makeFile("t/f.txt");
-    EXPECT_TRUE(root.dir("t").clear(false) && !root.has("t/f.txt") && root.has("t/s/g.txt"));
-    EXPECT_TRUE(root.dir("t").clear(true) && !root.has("t/s/g.txt") && root.has("t/s/.h.txt") && root.has("t/ro.txt"));
-    EXPECT_TRUE(root.dir("missing").clear(true) && !root.dir("missing").remove(true) && !directory().remove(true));
+    tempTree tree{"t/f.txt", "t/s/g.txt", "t/s/.h.txt"};
+    tree.makeFile("t/ro.txt", "x", 0444);
+    EXPECT_FALSE(tree.dir("t").remove(false)); // the files go, the sub-directory stays
+    EXPECT_TRUE(!tree.has("t/f.txt") && tree.has("t/s/g.txt") && tree.has("t/ro.txt"));
+    tree.makeFile("t/f.txt");
+    EXPECT_TRUE(tree.dir("t").clear(false) && !tree.has("t/f.txt") && tree.has("t/s/g.txt"));
+    EXPECT_TRUE(tree.dir("t").clear(true) && !tree.has("t/s/g.txt") && tree.has("t/s/.h.txt") && tree.has("t/ro.txt"));
+    EXPECT_TRUE(tree.dir("missing").clear(true) && !tree.dir("missing").remove(true) && !directory().remove(true));
 #ifndef _WIN32
     // A read-only directory is not removed, even when empty (not on Windows: Wine cannot make one read-only).
-    root.makeDirs("locked");
-    ::chmod((root / "locked").c_str(), 0555);
-    EXPECT_TRUE(!root.dir("locked").remove(true) && root.has("locked"));
+    tree.makeDirs("locked");
+    ::chmod((tree / "locked").c_str(), 0555);
+    EXPECT_TRUE(!tree.dir("locked").remove(true) && tree.has("locked"));
 #endif
 }
 

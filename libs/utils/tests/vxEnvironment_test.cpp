@@ -15,7 +15,7 @@ namespace {
 
 std::string nativeValue(const char* name) { return ::getenv(name) ? ::getenv(name) : "-"; } // "-": not set
 
-TEST(environment, setAndGetFollowPutenvRulesTheWholeBlockIsAddedAndThreadsSetAndReadAtOnce) {
+TEST(environment, setGetTheWholeBlockThreadsIdentityAndSleep) {
     vxtest::scopedEnvironment guard("VX_T_A", nullptr);
     guard.set("VX_T_B", nullptr);
     // The call, its result, and VX_T_A and VX_T_B afterwards.
@@ -76,9 +76,7 @@ TEST(environment, setAndGetFollowPutenvRulesTheWholeBlockIsAddedAndThreadsSetAnd
         }
     });
     EXPECT_EQ(mismatches, 0);
-}
-
-TEST(environment, identityAndSleep) {
+    // The computer, process, thread and user, and sleep.
     vx::string name;
     EXPECT_TRUE(vx::getComputerName(name));
 #ifdef _WIN32

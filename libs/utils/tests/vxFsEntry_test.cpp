@@ -37,7 +37,7 @@ fsEntryName raw(const wchar_t* text) {
 
 } // namespace
 
-TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtraAssignmentKeepsADirectorysDelimiterAndGetParts) {
+TEST(fsEntry, constructionAssignmentPartsExistenceNativePathAndRemoteness) {
     // From two texts, normalised, or from a name, as it stands unless extra is given (which normalises the whole).
     // An empty directory text drops the name.
     const struct { bool fromName; const wchar_t *a, *b; bool isDirectory; const wchar_t* expected; } cases[] = {
@@ -52,13 +52,13 @@ TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtraAssignmentKeepsADirectorysD
         EXPECT_TRUE(e.fullName() == c.expected && e.isDirectoryEntry() == c.isDirectory) << c.a << L" + " << c.b;
     }
     // An assignment keeps a directory's one trailing delimiter; copies take name and kind.
-    entry dir(L"C:\\d", L"", true), plain(L"C:\\f", L"", false);
-    EXPECT_EQ((dir = raw(L"C:\\two\\\\")).fullName(), L"C:\\two\\");
-    EXPECT_EQ((dir = raw(L"C:\\other")).fullName(), L"C:\\other\\");
+    entry d(L"C:\\d", L"", true), plain(L"C:\\f", L"", false);
+    EXPECT_EQ((d = raw(L"C:\\two\\\\")).fullName(), L"C:\\two\\");
+    EXPECT_EQ((d = raw(L"C:\\other")).fullName(), L"C:\\other\\");
     EXPECT_EQ((plain = raw(L"C:\\other\\")).fullName(), L"C:\\other\\");
-    const entry copy(dir);
-    EXPECT_TRUE(copy.isDirectoryEntry() && copy.entryName() == dir.entryName());
-    EXPECT_EQ((dir = raw(L"")).fullName(), L"");
+    const entry copy(d);
+    EXPECT_TRUE(copy.isDirectoryEntry() && copy.entryName() == d.entryName());
+    EXPECT_EQ((d = raw(L"")).fullName(), L"");
     // getParts gives the drive upper-cased in the directory too.
     const struct { const wchar_t *text, *drive, *dir, *name, *extension; } parts[] = {
         {L"c:\\a\\b.c.txt", L"C:", L"C:\\a\\", L"b.c.txt", L"txt"},
@@ -71,17 +71,14 @@ TEST(fsEntryConstruction, fromTwoTextsOrANameAndExtraAssignmentKeepsADirectorysD
         EXPECT_EQ(drive + L"|" + folder.fullName() + L"|" + name + L"|" + extension,
                   string(c.drive) + L"|" + c.dir + L"|" + c.name + L"|" + c.extension);
     }
-}
-
 #ifndef _WIN32
-TEST(fsEntryOnQ, existsNativePathAndRemote) {
     const vxtest::tempDir dir;
     const vxtest::scopedEnvironment drives("VX_DRIVES", "Q=" + dir.path());
     dir.makeFile("f");
     dir.makeDirs("Data");
-    const struct { const wchar_t* name; bool isDirectory, exists; } cases[] = {
+    const struct { const wchar_t* name; bool isDirectory, exists; } entries[] = {
         {L"", true, true}, {L"f", false, true}, {L"F", false, true}, {L"missing", false, false}}; // case is ignored
-    for (const auto& c : cases)
+    for (const auto& c : entries)
         EXPECT_EQ(entry(L"Q:\\", c.name, c.isDirectory).exists(), c.exists) << c.name;
     EXPECT_FALSE(entry(L"", L"", false).exists() || entry(L"P:\\", L"", true).exists()); // no name, no such drive
     // The mapping itself is the platform layer's (its tests cover it): success, its failure, and no name.
@@ -99,16 +96,14 @@ TEST(fsEntryOnQ, existsNativePathAndRemote) {
         {L"P:\\x", false}, {L"\\single", false}, {L"x", false}};
     for (const auto& c : remotes)
         EXPECT_EQ(entry(raw(c.name), L"", false).isRemote(), c.remote) << c.name;
-}
 #else
-TEST(fsEntryOnWindows, existsNativePathAndRemote) {
     const vxtest::tempDir dir;
     dir.makeFile("f");
     dir.makeDirs("Data");
     const string win = dir.windowsForm();
-    const struct { const wchar_t* name; bool isDirectory, exists; } cases[] = {
+    const struct { const wchar_t* name; bool isDirectory, exists; } entries[] = {
         {L"", true, true}, {L"f", false, true}, {L"F", false, true}, {L"data", true, true}, {L"missing", false, false}};
-    for (const auto& c : cases)
+    for (const auto& c : entries)
         EXPECT_EQ(entry(win, c.name, c.isDirectory).exists(), c.exists) << c.name;
     // The native path is the text with "." and ".." resolved and every '/' a backslash; a drive that
     // does not exist and a null character give none.
@@ -128,5 +123,5 @@ TEST(fsEntryOnWindows, existsNativePathAndRemote) {
     EXPECT_TRUE(entry(raw(L"\\\\server\\share\\x"), L"", false).isRemote());
     EXPECT_FALSE(entry(raw(win.c_str()), L"", false).isRemote()); // a local disk
     EXPECT_FALSE(entry(raw((string(missing) + L":\\x").c_str()), L"", false).isRemote());
-}
 #endif
+}

@@ -31,7 +31,7 @@ protected:
 
 std::wstring slash(const std::wstring& text) { return text + L"\\"; }
 
-TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderWithABaseAndFromDollarPath) {
+TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderAndFindingTakesTheFirstEntry) {
     const std::wstring a = dir("a"), b = dir("b"), lower = dir("x"), upper = win("X");
     vx::searchPath path;
     vx::searchPath::fromString(a + L";;" + b + L";", path, L';');
@@ -63,30 +63,28 @@ TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderWithABas
     env.set("PATH", (mRoot / "a") + static_cast<char>(vx::searchPath::pathSeparator) + (mRoot / "b"));
     vx::searchPath::fromDollarPath(fromPath);
     EXPECT_EQ(listed(fromPath), (names{slash(a), slash(b)}));
-}
-
-TEST_F(searchPathTest, findingTakesTheFirstEntryAndCollectingSubdirectoriesIsDepthFirstAndEndsAtLinks) {
+    // Finding takes the first entry; a deep hit beats a later direct one.
     const std::wstring early = win("early"), late = win("late");
     for (const char* name : {"early/deep/er/target.txt", "early/.hidden/target.txt", "late/target.txt"})
         mRoot.makeFile(name);
-    vx::searchPath path;
-    vx::searchPath::fromString(early + L";" + late, path, L';');
+    vx::searchPath list;
+    vx::searchPath::fromString(early + L";" + late, list, L';');
     vx::directory found(win("unchanged"));
-    EXPECT_TRUE(path.findContainingDir(L"target.txt", found, false) && found.fullName() == slash(late));
-    EXPECT_TRUE(path.findContainingDir(L"target.txt", found, true) && found.fullName() == slash(early + L"\\deep\\er"));
+    EXPECT_TRUE(list.findContainingDir(L"target.txt", found, false) && found.fullName() == slash(late));
+    EXPECT_TRUE(list.findContainingDir(L"target.txt", found, true) && found.fullName() == slash(early + L"\\deep\\er"));
     vx::file f;
-    EXPECT_TRUE(path.findFile(L"er\\target.txt", f, true) && f.fullName() == early + L"\\deep\\er\\target.txt");
+    EXPECT_TRUE(list.findFile(L"er\\target.txt", f, true) && f.fullName() == early + L"\\deep\\er\\target.txt");
     found = vx::directory(win("unchanged"));
-    EXPECT_FALSE(path.findContainingDir(L"absent.txt", found, true) || found.fullName() != slash(win("unchanged")));
+    EXPECT_FALSE(list.findContainingDir(L"absent.txt", found, true) || found.fullName() != slash(win("unchanged")));
     // findFiles skips hidden entries and keeps duplicates.
-    const std::wstring a = win("a");
+    const std::wstring tree = win("a");
     for (const char* name : {"a/one.txt", "a/.two.txt", "a/sub/three.txt", "a/.hiddenDir/four.txt", "a/sub/five.dat"})
         mRoot.makeFile(name);
     vx::searchPath single;
-    single.appendDirectory(vx::directory(a));
+    single.appendDirectory(vx::directory(tree));
     std::vector<vx::file> out;
     single.findFiles(L"*.txt", out, false), single.findFiles(L"*.txt", out, true);
-    EXPECT_EQ(listed(out), (names{a + L"\\one.txt", a + L"\\one.txt", a + L"\\sub\\three.txt"}));
+    EXPECT_EQ(listed(out), (names{tree + L"\\one.txt", tree + L"\\one.txt", tree + L"\\sub\\three.txt"}));
     // Collecting subdirectories is depth first and ends at links.
     const std::wstring top = dir("top");
     for (const char* below : {"top/a/a1", "top/b", "top/.hidden/h1"})

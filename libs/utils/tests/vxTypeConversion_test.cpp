@@ -125,7 +125,7 @@ void expectTexts(std::initializer_list<std::pair<vx::string, vx::string>> rows) 
         EXPECT_EQ(vxtest::show(got), vxtest::show(want)) << "row " << row++;
 }
 
-TEST(NumberConversion, RangeFailureStoresTheNearestLimitAndBoolsReadNumbersOrWords) {
+TEST(BuiltinConversion, RangeFailureStoresTheNearestLimitBoolsReadNumbersOrWordsNarrowTextIsUtf8) {
     expectRows({
         gives<short>(40000, short(32767), false), gives<short>(-40000, short(-32768), false),
         gives<unsigned int>(-1L, 0u, false), gives<unsigned short>(ULLONG_MAX, (unsigned short)65535, false),
@@ -144,6 +144,16 @@ TEST(NumberConversion, RangeFailureStoresTheNearestLimitAndBoolsReadNumbersOrWor
         reads<bool>(L"0", false), reads<bool>(L"99999999999", true), reads<bool>(L"TRUE", true),
         gives<bool>(vx::string(L"False"), false), textFails<bool>(L" true", false), textFails<bool>(L" true", true),
         textFails<bool>(L"yes", false), textFails<bool>(L"yes", true)});
+    // Narrow text is UTF-8 both ways; null pointers convert nothing.
+    const std::string utf8 = "Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC";
+    expectRows({
+        gives<vx::string>(utf8, L"Grüße €"), gives<std::string>(vx::string(L"Grüße €"), utf8),
+        gives<std::string>(vx::string(L"a\0b", 3), std::string("a\0b", 3)),
+        gives<vx::string>(std::string("a\xFF" "b"), L"a\xFFFD" L"b"), gives<vx::string>('A', L"A"),
+        gives<vx::string>('\xE9', L"\xFFFD"), gives<vx::string, const char*>("abc", L"abc")});
+    vx::string s = L"kept";
+    EXPECT_TRUE((dtconvert<vx::string, const char*>(s, nullptr)) && dtconvert(s, static_cast<const wchar_t*>(nullptr)));
+    EXPECT_TRUE(s == L"kept" && dtconvert(s, L"wide") && s == L"wide");
 }
 
 TEST(IntegerText, ReadsLikeScanfSaturatesAt32BitsAndWritesDecimalWithWidthOrHexadecimalInFront) {
@@ -192,7 +202,7 @@ TEST(IntegerText, ReadsLikeScanfSaturatesAt32BitsAndWritesDecimalWithWidthOrHexa
     EXPECT_TRUE((dtconvert<vx::string, int>(s, 255, convertBase, upper.cursor())) && s == L"FFxy") << vxtest::show(s);
 }
 
-TEST(DoubleText, BothSeparatorsReadShortFormOrFixedPrecisionWritesAndTheUserSeparatorPerThread) {
+TEST(DoubleText, BothSeparatorsReadFixedPrecisionWritesTheUserSeparatorPerThreadAndExpressions) {
     for (const wchar_t* bad : {L"", L"1.5x", L"1,000.5", L"abc", L"1.5\n"})
         EXPECT_TRUE(textFails<double>(bad)) << bad;
     expectRows({
@@ -221,6 +231,31 @@ TEST(DoubleText, BothSeparatorsReadShortFormOrFixedPrecisionWritesAndTheUserSepa
         }
     });
     EXPECT_EQ(wrong.load(), 0);
+    // Expressions as the user types them read, and format, with the user's separator.
+    for (const auto& [text, ok, expected] : {std::tuple<const wchar_t*, bool, double>{L"2*3", true, 6},
+                                              {L"1,5 + 1.5", true, 3}, {L"1 000", false, 7}, {L"1/0", false, 7}}) {
+        double value = 7;
+        EXPECT_TRUE(vx::typeconvert::uiStringToDouble(value, text) == ok && value == expected) << text;
+    }
+    const struct { const wchar_t* text; bool ok; long value; } ints[] = {
+        {L"2.5", true, 3}, {L"-2.5", true, -3}, {L"7/2", true, 4}, {L"2^31", true, INT_MIN}, {L"2^32+5", true, 5},
+        {L"1e300", true, -1}, {L"x", false, 99}};
+    for (const auto& r : ints) {
+        long got = 99;
+        EXPECT_TRUE(vx::typeconvert::uiStringToInt(got, r.text) == r.ok && got == r.value) << vxtest::show(r.text);
+    }
+    const vx::string sep = germanUserLocale ? L"," : L".";
+    const struct { const wchar_t* text; int decimals; bool ok; vx::string expected; } formats[] = {
+        {L"1/4", 2, true, L"0" + sep + L"25"}, {L"1/4", -1, true, L"0" + sep + L"25"}, {L"2*1", -1, true, L"2"},
+        {L"2", 3, true, L"2" + sep + L"000"}, {L"1/3", 12, true, L"0" + sep + L"3333333333"}, {L"x", 2, false, L"x"}};
+    for (const auto& r : formats) {
+        vx::string text = r.text;
+        EXPECT_TRUE(vx::typeconvert::formatUiDoubleString(text, r.decimals) == r.ok && text == r.expected)
+            << vxtest::show(r.text) << " gives " << vxtest::show(text);
+    }
+    vx::string whole = L"7/2", bad = L"(";
+    EXPECT_TRUE(vx::typeconvert::formatUiIntString(whole) && whole == L"4");
+    EXPECT_FALSE(vx::typeconvert::formatUiIntString(bad) || bad != L"(");
     if (!germanUserLocale)
         GTEST_SKIP() << "no German locale can be built here";
     expectTexts({
@@ -229,18 +264,6 @@ TEST(DoubleText, BothSeparatorsReadShortFormOrFixedPrecisionWritesAndTheUserSepa
         // Without the switch the text stays in "C" conventions, whatever the user's locale.
         {printed(2.5, 0), L"2.5"}});
     EXPECT_TRUE(reads<double>(L"1234,5", 1234.5));
-}
-
-TEST(NarrowText, Utf8BothWaysAndNullPointers) {
-    const std::string utf8 = "Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC";
-    expectRows({
-        gives<vx::string>(utf8, L"Grüße €"), gives<std::string>(vx::string(L"Grüße €"), utf8),
-        gives<std::string>(vx::string(L"a\0b", 3), std::string("a\0b", 3)),
-        gives<vx::string>(std::string("a\xFF" "b"), L"a\xFFFD" L"b"), gives<vx::string>('A', L"A"),
-        gives<vx::string>('\xE9', L"\xFFFD"), gives<vx::string, const char*>("abc", L"abc")});
-    vx::string s = L"kept";
-    EXPECT_TRUE((dtconvert<vx::string, const char*>(s, nullptr)) && dtconvert(s, static_cast<const wchar_t*>(nullptr)));
-    EXPECT_TRUE(s == L"kept" && dtconvert(s, L"wide") && s == L"wide");
 }
 
 // An owner type with a text form of its own, registered as owner types register theirs.
@@ -414,29 +437,3 @@ TEST(ValueTypeText, EveryPairRoundTripsAndTextThatDoesNotReadLeavesTheTarget) {
     EXPECT_TRUE(convert(hour, vx::time(12, 30, 0, 0)) && hour == 12 && !convert(target, vx::guid()) && target == d);
 }
 
-TEST(UiNumbers, ExpressionsReadAndFormat) {
-    for (const auto& [text, ok, expected] : {std::tuple<const wchar_t*, bool, double>{L"2*3", true, 6},
-                                              {L"1,5 + 1.5", true, 3}, {L"1 000", false, 7}, {L"1/0", false, 7}}) {
-        double value = 7;
-        EXPECT_TRUE(vx::typeconvert::uiStringToDouble(value, text) == ok && value == expected) << text;
-    }
-    const struct { const wchar_t* text; bool ok; long value; } ints[] = {
-        {L"2.5", true, 3}, {L"-2.5", true, -3}, {L"7/2", true, 4}, {L"2^31", true, INT_MIN}, {L"2^32+5", true, 5},
-        {L"1e300", true, -1}, {L"x", false, 99}};
-    for (const auto& r : ints) {
-        long got = 99;
-        EXPECT_TRUE(vx::typeconvert::uiStringToInt(got, r.text) == r.ok && got == r.value) << vxtest::show(r.text);
-    }
-    const vx::string sep = germanUserLocale ? L"," : L".";
-    const struct { const wchar_t* text; int decimals; bool ok; vx::string expected; } formats[] = {
-        {L"1/4", 2, true, L"0" + sep + L"25"}, {L"1/4", -1, true, L"0" + sep + L"25"}, {L"2*1", -1, true, L"2"},
-        {L"2", 3, true, L"2" + sep + L"000"}, {L"1/3", 12, true, L"0" + sep + L"3333333333"}, {L"x", 2, false, L"x"}};
-    for (const auto& r : formats) {
-        vx::string text = r.text;
-        EXPECT_TRUE(vx::typeconvert::formatUiDoubleString(text, r.decimals) == r.ok && text == r.expected)
-            << vxtest::show(r.text) << " gives " << vxtest::show(text);
-    }
-    vx::string whole = L"7/2", bad = L"(";
-    EXPECT_TRUE(vx::typeconvert::formatUiIntString(whole) && whole == L"4");
-    EXPECT_FALSE(vx::typeconvert::formatUiIntString(bad) || bad != L"(");
-}

@@ -157,7 +157,7 @@ TEST(binaryBufferRoom, assignmentMovesWritesFromInsideAndReadsFollowTheCursorRul
     EXPECT_TRUE(none.read(still, out, 4) == 0u && still == nullptr);
 }
 
-TEST(codecs, base64AndCrc32AgreeWithTheirDefinitionsBase64StopsSilentlyAndTheBufferCodecsSetTheRoom) {
+TEST(codecs, base64Crc32Utf16AndScramblingAgreeWithTheirDefinitions) {
     const struct { std::string text, bytes; } cases[] = {
         {"TWFu", "Man"}, {"TQ", "M"}, {"TWE", "Ma"}, {"T", ""}, {"TQ==", "M"}, {"TWFuTQ==", "ManM"}, {"", ""},
         {"TWFu\nTWFu", "Man"}, {"TW=Fu", "M"}, {"=TWFu", ""}}; // every other stop: see the test of every place
@@ -238,29 +238,27 @@ TEST(codecs, base64AndCrc32AgreeWithTheirDefinitionsBase64StopsSilentlyAndTheBuf
     EXPECT_TRUE(zero.value() == crcRunning("a", 1, 0) && wide.value() == 0xFFFFFFFFul);
     wide.setValue(static_cast<unsigned long>(0xABCDEF0123ull));
     EXPECT_EQ(wide.value(), 0xCDEF0123ul);
-}
-
-TEST(binaryBufferText, mbcsToWideCharGivesUtf16LittleEndianAndScramblingIsItsOwnInverse) {
-    const struct { std::string in, out; } cases[] = {
+    // mbcsToWideChar gives UTF-16 in little-endian order.
+    const struct { std::string in, out; } utf16[] = {
         {"", ""}, {"A", std::string("A\0", 2)}, {"\xC3\xA9", std::string("\xE9\0", 2)}, {"\xE2\x82\xAC", "\xAC\x20"},
         {"\xF0\x9F\x98\x80", std::string("\x3D\xD8\x00\xDE", 4)}, // a surrogate pair
         {std::string("a\0b", 3), std::string("a\0\0\0b\0", 6)},   // nulls are characters
         {"\xFF", "\xFD\xFF"}, {"\xE2\x82", "\xFD\xFF"}};         // ill-formed: U+FFFD
-    for (const auto& c : cases) {
+    for (const auto& c : utf16) {
         binaryBuffer b = bufferOf(c.in);
         b.mbcsToWideChar();
         EXPECT_EQ(bytesOf(b), c.out) << c.in;
     }
     // Scrambling is its own inverse and keeps the length.
     using scramble = void (binaryBuffer::*)(const string&);
-    const std::string data = randomBytes(1000, 3) + std::string(64, '\0');
+    const std::string plain = randomBytes(1000, 3) + std::string(64, '\0');
     for (scramble s : {&binaryBuffer::bitwiseXor, &binaryBuffer::xxor, &binaryBuffer::xxorDontUseAnyLonger}) {
         for (const wchar_t* key : {L"k", L"secret key", L"\u00e9\u20ac", L""}) {
-            binaryBuffer b = bufferOf(data);
+            binaryBuffer b = bufferOf(plain);
             (b.*s)(key);
-            EXPECT_EQ(bytesOf(b) != data, *key != 0) << "an empty key changes nothing";
+            EXPECT_EQ(bytesOf(b) != plain, *key != 0) << "an empty key changes nothing";
             (b.*s)(key);
-            EXPECT_EQ(bytesOf(b), data);
+            EXPECT_EQ(bytesOf(b), plain);
         }
     }
     // The key's bytes are its UTF-8 form; zero bytes scrambled by xxor do not repeat the key.

@@ -264,7 +264,7 @@ TEST(directoryTree, createRemoveClearIsEmptyRenameAndReadOnlyFiles) {
 #endif
 }
 
-TEST(directoryName, rootsComparisonMakeCurrentAndDiskSpace) {
+TEST(directoryName, rootsComparisonMakeCurrentDiskSpaceAndWellKnownFolders) {
     for (const auto& [name, root] : std::vector<std::pair<const wchar_t*, bool>>{
              {L"C:\\", true}, {L"c:", true}, {L"\\\\server\\", true}, {L"\\\\server\\share\\", false},
              {L"C:\\a\\", false}, {L"", false}})
@@ -301,15 +301,13 @@ TEST(directoryName, rootsComparisonMakeCurrentAndDiskSpace) {
     EXPECT_FALSE(root.dir("missing").getDiskSpace(directory::dsTotal, directory::dsBytes, &untouched) ||
                  directory().getDiskSpace(directory::dsTotal, directory::dsBytes, &untouched) ||
                  root.dir().getDiskSpace(directory::dsTotal, directory::dsBytes, nullptr) || untouched != 7u);
-}
-
 #ifndef _WIN32
-TEST(directoryName, wellKnownFolders) {
-    tempTree root;
-    vxtest::scopedEnvironment env("HOME", root.path());
+    // Well-known folders follow the XDG variables and the user-dirs file.
+    tempTree homeDir;
+    vxtest::scopedEnvironment env("HOME", homeDir.path());
     for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CONFIG_DIRS"})
         env.set(name, nullptr);
-    const vx::string home = root.dir().fullName();
+    const vx::string home = homeDir.dir().fullName();
     const std::pair<directory, vx::string> defaults[] = {
         {directory::userHomeDir(), home}, {directory::userDocumentsDir(false), home},
         {directory::desktopDir(false), home + L"Desktop\\"}, {directory::commonDocumentsDir(false), home + L"Public\\"},
@@ -318,11 +316,11 @@ TEST(directoryName, wellKnownFolders) {
         {directory::allUserAppdataDir(L"vx", false), L"C:\\etc\\xdg\\vx\\"}};
     for (const auto& row : defaults)
         EXPECT_EQ(row.first.fullName(), row.second);
-    EXPECT_FALSE(root.has("Desktop"));
+    EXPECT_FALSE(homeDir.has("Desktop"));
     // Relative values count as unset; the user-dirs file names the desktop and public folders.
-    root.makeFile("cfg/user-dirs.dirs",
-                  "# comment\nXDG_DESKTOP_DIR=\"$HOME/Schreib tisch\"\nXDG_PUBLICSHARE_DIR=\"/srv/pub\"\n");
-    env.set("XDG_CONFIG_HOME", root / "cfg");
+    homeDir.makeFile("cfg/user-dirs.dirs",
+                     "# comment\nXDG_DESKTOP_DIR=\"$HOME/Schreib tisch\"\nXDG_PUBLICSHARE_DIR=\"/srv/pub\"\n");
+    env.set("XDG_CONFIG_HOME", homeDir / "cfg");
     env.set("XDG_DATA_HOME", "relative/data");
     env.set("XDG_CONFIG_DIRS", "relative:/opt/conf:/etc/xdg");
     EXPECT_EQ(directory::desktopDir(false).fullName(), home + L"Schreib tisch\\");
@@ -331,7 +329,7 @@ TEST(directoryName, wellKnownFolders) {
     EXPECT_EQ(directory::userLocalAppdataDir(nullptr, false).fullName(), home + L".local\\share\\");
     EXPECT_EQ(directory::allUserAppdataDir(nullptr, false).fullName(), L"C:\\opt\\conf\\");
     // create makes the last level only: ~/.local/share is missing.
-    EXPECT_TRUE(directory::desktopDir(true).exists() && root.has("Schreib tisch"));
+    EXPECT_TRUE(directory::desktopDir(true).exists() && homeDir.has("Schreib tisch"));
     EXPECT_TRUE(!directory::userLocalAppdataDir(L"vx", true).exists() &&
                 directory::userAppdataDir(L"vx", true).exists());
     // Without a home the folders that need one fall back to "c:\", without the sub-folder.
@@ -339,9 +337,8 @@ TEST(directoryName, wellKnownFolders) {
     EXPECT_EQ(directory::userHomeDir().fullName(), L"c:\\");
     EXPECT_EQ(directory::userLocalAppdataDir(L"vx", true).fullName(), L"c:\\");
     EXPECT_EQ(directory::userAppdataDir(L"app", false).fullName(), home + L"cfg\\app\\");
-}
 #else
-TEST(directoryName, wellKnownFoldersAreTheSystemsFolders) {
+    // Well-known folders are the system's folders.
     const auto folder = [](int csidl) {
         wchar_t buffer[MAX_PATH + 1] = {};
         EXPECT_TRUE(SUCCEEDED(::SHGetFolderPathW(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, buffer))) << csidl;
@@ -357,12 +354,12 @@ TEST(directoryName, wellKnownFoldersAreTheSystemsFolders) {
         {directory::allUserAppdataDir(L"vx", false), folder(CSIDL_COMMON_APPDATA) + L"vx\\"}};
     for (const auto& row : rows)
         EXPECT_EQ(row.first.fullName(), row.second);
-}
 #endif
+}
 
 TEST(temporaryDirectory, orderOfPreferenceThreadsAndRandomDirectories) {
     tempTree root;
-    root.addDirs({"tmp", "temp", "tmpdir", "override"});
+    root.addDirs({"tmp", "temp", "tmpdir", "override", "t0", "t1"});
     vxtest::scopedEnvironment env("TMP", root.windowsForm("tmp").getMBCS());
     env.set("TEMP", root.windowsForm("temp").getMBCS());
 #ifndef _WIN32
@@ -400,7 +397,6 @@ TEST(temporaryDirectory, orderOfPreferenceThreadsAndRandomDirectories) {
     directory::setThreadTempDir(self, directory());
     EXPECT_EQ(directory::systemTempDir().fullName(), fallback);
     // Each thread keeps its own.
-    root.addDirs({"t0", "t1"});
     const directory before = directory::systemTempDir();
     vxtest::runThreads(2, [&](int t) {
         const directory mine = root.dir("t" + std::to_string(t));

@@ -56,7 +56,7 @@ protected:
     const string mWin = mTemp.windowsForm();
 };
 
-TEST_F(fileTest, existsOnlyForFilesCreateMakesANewOneAndIsWriteableProbesAMissingOne) {
+TEST_F(fileTest, existenceCreationRightsAndTheAccessTests) {
     write("f", "x");
     mTemp.makeDirs("d");
     EXPECT_TRUE(at(L"F").exists() && at(L"d").fsEntry::exists()); // lookup ignores case, as the system's does
@@ -81,18 +81,14 @@ TEST_F(fileTest, existsOnlyForFilesCreateMakesANewOneAndIsWriteableProbesAMissin
     ::chmod(mDir.c_str(), 0755);
     vxtest::expectUnprivileged([&] { return !at(L"ro\\new.txt").isWriteable() && !present("ro/new.txt"); });
 #endif
-}
-
-// change() writes the owner's bits; accessMode, check and the is-tests read them back. Only the owner's bits count. On
-// Windows every file can be read, and the right to write is the read-only attribute.
-TEST_F(fileTest, changeAllowAndTheAccessTestsFollowTheOwnersBits) {
+    // change() writes the owner's bits; accessMode, check and the is-tests read them back. Only the owner's bits count.
+    // On Windows every file can be read, and the right to write is the read-only attribute.
 #ifdef _WIN32
     const int noRight = 0400, writeOnly = 0600;
 #else
     const int noRight = 0000, writeOnly = 0200;
 #endif
     write("f", "data", 0066);
-    mTemp.makeDirs("d");
     const file f = at(L"f");
     const auto expectRights = [&](int bits, int mode) {
         const bool readable = bits & 0400, writeable = bits & 0200;

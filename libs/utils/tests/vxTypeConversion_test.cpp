@@ -156,7 +156,7 @@ TEST(BuiltinConversion, RangeFailureStoresTheNearestLimitBoolsReadNumbersOrWords
     EXPECT_TRUE(s == L"kept" && dtconvert(s, L"wide") && s == L"wide");
 }
 
-TEST(IntegerText, ReadsLikeScanfSaturatesAt32BitsAndWritesDecimalWithWidthOrHexadecimalInFront) {
+TEST(NumberText, IntegersReadLikeScanfDoublesTakeBothSeparatorsAndTheUserSeparatorPerThread) {
     for (const wchar_t* bad : {L"", L"abc", L"- 5", L"+", L"  "})
         EXPECT_TRUE(textFails<int>(bad) && textFails<unsigned long long>(bad)) << bad;
     expectRows({
@@ -200,9 +200,7 @@ TEST(IntegerText, ReadsLikeScanfSaturatesAt32BitsAndWritesDecimalWithWidthOrHexa
     s = L"xy";
     conversionArguments upper(kHexUpper);
     EXPECT_TRUE((dtconvert<vx::string, int>(s, 255, convertBase, upper.cursor())) && s == L"FFxy") << vxtest::show(s);
-}
-
-TEST(DoubleText, BothSeparatorsReadFixedPrecisionWritesTheUserSeparatorPerThreadAndExpressions) {
+    // Doubles read with both separators, short forms or a fixed precision are written.
     for (const wchar_t* bad : {L"", L"1.5x", L"1,000.5", L"abc", L"1.5\n"})
         EXPECT_TRUE(textFails<double>(bad)) << bad;
     expectRows({

@@ -62,9 +62,7 @@ TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutableAndNullSettingsAreI
     set(nullptr, nullptr, nullptr, vx::searchPath());
     EXPECT_EQ(manager().defaultLanguage() + L"|" + manager().defaultLocFile() + L"|" + manager().overlayId(),
               L"de|app.loc|site");
-    vx::searchPath path; // the path is the manager's own, changed in place
-    path.appendDirectory(vx::directory(L"C:\\x"));
-    manager().defaultSearchPath() = path;
+    manager().defaultSearchPath().appendDirectory(vx::directory(L"C:\\x")); // the manager's own, changed in place
     EXPECT_EQ(manager().defaultSearchPath().size(), 1u);
 }
 

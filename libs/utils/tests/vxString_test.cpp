@@ -128,9 +128,7 @@ TEST(String, FormatReplacesContentTakesStartedListsAndCutsAt1023Characters) {
     // At most 1023 characters come out.
     const std::wstring x2000(2000, L'x');
     EXPECT_EQ(string::sformat(L"%s", x2000.c_str()), std::wstring(1023, L'x'));
-    std::string accents;
-    for (int i = 0; i < 2000; ++i)
-        accents += "\xC3\xA9";
+    const std::string accents = string(std::wstring(2000, L'\u00e9')).getMBCS();
     EXPECT_EQ(string::sformat(L"%S", accents.c_str()), std::wstring(1023, L'\u00e9'));
     EXPECT_EQ(string(L"").format(x2000.c_str()), std::wstring(1023, L'x'));
     // Cut in the middle of a conversion (padding, zeros, digits, a pointer); huge widths and
@@ -241,11 +239,8 @@ TEST(String, MultiByteConversionsInvalidUtf8AndCharactersAtEveryPositionOfABlock
     EXPECT_EQ(string::makeMBCS(std::wstring(L"ab\0cd", 5)), L"ab");
     // Units that are not characters become U+FFFD: lone surrogates (a low one before a high one),
     // and where wchar_t has 32 bits a value above U+10FFFF.
-    const string bad = sizeof(wchar_t) == 2
-                           ? string{L'a', static_cast<wchar_t>(0xDFFF), static_cast<wchar_t>(0xD800),
-                                    static_cast<wchar_t>(0xD800), L'b'}
-                           : string{L'a', static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0xDFFF),
-                                    static_cast<wchar_t>(0x110000), L'b'};
+    const string bad = sizeof(wchar_t) == 2 ? string{L'a', wchar_t(0xDFFF), wchar_t(0xD800), wchar_t(0xD800), L'b'}
+                                            : string{L'a', wchar_t(0xD800), wchar_t(0xDFFF), wchar_t(0x110000), L'b'};
     EXPECT_EQ(bad.getMBCS(), "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD" "b");
     EXPECT_EQ(string::makeMBCS(bad), (string{L'a', R, R, R, L'b'}));
     const std::wstring long2000(2000, L'\u00e9');
@@ -309,9 +304,9 @@ TEST(CaseFolding, OneFoldingForNamesAndKeysInEveryLocale) {
             {L"\x212A", L"k", false}, {L"\x212A", L"K", false}, {L"a_b", L"A_B", true}, {L"a", L"ab", false},
         };
         for (const auto& c : cases) {
-            EXPECT_EQ(string(c.a).isEqualTo(c.b, false), c.equal) << locale << ' ' << vxtest::show(c.a);
-            EXPECT_EQ(vx::directory(string(L"C:\\") + c.a) == vx::directory(string(L"C:\\") + c.b), c.equal)
-                << locale << ' ' << vxtest::show(c.a);
+            SCOPED_TRACE(testing::Message() << locale << ' ' << vxtest::show(c.a));
+            EXPECT_EQ(string(c.a).isEqualTo(c.b, false), c.equal);
+            EXPECT_EQ(vx::directory(string(L"C:\\") + c.a) == vx::directory(string(L"C:\\") + c.b), c.equal);
         }
     }
     std::setlocale(LC_ALL, previous.c_str());
@@ -341,8 +336,8 @@ TEST(StringFormat, PlainNumbersAsPrintfWritesThem) {
         ASSERT_EQ(string::sformat(L"%f", v), printf("%f", v)) << v;
     }
     for (const long long n : {0LL, 7LL, -7LL, 1LL << 40, LLONG_MAX, LLONG_MIN}) {
+        const int i = static_cast<int>(n);
         EXPECT_EQ(string::sformat(L"%lld|%lli|%llu", n, n, n), printf("%lld|%lli|%llu", n, n, n));
-        EXPECT_EQ(string::sformat(L"%d|%i|%u", static_cast<int>(n), static_cast<int>(n), static_cast<unsigned>(n)),
-                  printf("%d|%i|%u", static_cast<int>(n), static_cast<int>(n), static_cast<unsigned>(n)));
+        EXPECT_EQ(string::sformat(L"%d|%i|%u", i, i, unsigned(i)), printf("%d|%i|%u", i, i, unsigned(i)));
     }
 }

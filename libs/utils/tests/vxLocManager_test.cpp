@@ -104,16 +104,13 @@ TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichF
         EXPECT_EQ(text(c.message, c.language), c.expected) << c.what;
 }
 
-TEST(locManagerOverlayName, overlayFileNames) {
-    const struct { const wchar_t* file; const wchar_t* id; const wchar_t* overlay; } cases[] = {
+TEST_F(locManagerTest, overlaysAreNamedByTheIdAndComeWithTheIdOfWhenAFileIsOpened) {
+    const struct { const wchar_t* file; const wchar_t* id; const wchar_t* overlay; } names[] = {
         {L"C:\\de\\vxDb.loc", L"site", L"C:\\de\\vxDb_site.loc"}, {L"C:\\a\\README", L"x", L"C:\\a\\README_x"},
         {L"C:\\lang\\app.v2.loc", L"x", L"C:\\lang\\app.v2_x.loc"}, {L"C:\\d.dir\\plain", L"x", L"C:\\d.dir\\plain_x"},
     };
-    for (const auto& c : cases)
+    for (const auto& c : names)
         EXPECT_EQ(locManager::overlayFileFor(vx::file(vx::string(c.file)), c.id).fullName(), c.overlay) << c.overlay;
-}
-
-TEST_F(locManagerTest, overlaysComeWithTheIdOfWhenAFileIsOpened) {
     languageFiles(L"", {{"de/app.loc", "Msg_A base\nMsg_B base b\n"}, {"de/late.loc", "Msg_A late\n"},
                         {"de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n"},
                         {"de/late_site.loc", "Msg_A late site\n"}, {"de/other.loc", "Msg_B other base\n"},

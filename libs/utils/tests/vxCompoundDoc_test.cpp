@@ -48,10 +48,6 @@ std::string forged(const std::string& data, const std::string& entries) {
 class compoundDocTest : public ::testing::Test {
 protected:
     // The file of that name in the temporary directory, '/' between its parts.
-    vx::file at(std::wstring name) const {
-        std::replace(name.begin(), name.end(), L'/', L'\\');
-        return vx::file(vx::string(dir.windowsForm() + L"\\" + name));
-    }
     vx::file at(const std::string& name) const { return vx::file(dir.windowsForm(name)); }
     void put(const std::string& name, const std::string& bytes) const { dir.makeFile(name, bytes); }
     std::string get(const std::string& name) const { return dir.read(name); }
@@ -290,7 +286,7 @@ TEST_F(compoundDocTest, thumbnailFormatIsTheLowerCaseExtensionInUtf16AndTheKnown
     dir.makeDirs("img");
     for (const auto& c : cases) {
         const std::string bytes = std::string("\x89PNG\r\n\x1A\n", 8) + c.utf8;
-        const vx::file image = at(L"img/" + std::wstring(c.image));
+        const vx::file image(vx::string(dir.windowsForm() + L"\\img\\" + c.image));
 #ifdef _WIN32
         // Native names are UTF-16 here: the image is made by its wide name.
         std::ofstream(std::filesystem::path(std::wstring(image.fullName())), std::ios::binary) << bytes;

@@ -29,9 +29,8 @@ protected:
     void languageFiles(const wchar_t* defaultFile, std::initializer_list<std::pair<const char*, const char*>> files) {
         for (const auto& [name, content] : files)
             mRoot.makeFile(name, content);
-        vx::searchPath path;
-        path.appendDirectory(vx::directory(mRoot.windowsForm()));
-        manager().setDefaultSearchPath(path);
+        manager().setDefaultSearchPath(vx::searchPath());
+        manager().defaultSearchPath().appendDirectory(vx::directory(mRoot.windowsForm()));
         manager().setDefaultLocFile(defaultFile);
     }
 
@@ -151,10 +150,10 @@ namespace {
 int gReentrantCalls = 0;
 std::wstring gReentrantText;
 
-void partnerOne(const wchar_t*, const wchar_t*);
-void partnerTwo(const wchar_t*, const wchar_t*);
-
 // Each of the two partners, called first, removes the other: only one of them runs.
+void reentrant(const wchar_t* newLanguage);
+void partnerOne(const wchar_t*, const wchar_t* newLanguage) { reentrant(newLanguage); }
+void partnerTwo(const wchar_t*, const wchar_t* newLanguage) { reentrant(newLanguage); }
 void reentrant(const wchar_t* newLanguage) {
     ++gReentrantCalls;
     // The lock is held, and it is recursive: the manager may be used from here.
@@ -164,8 +163,6 @@ void reentrant(const wchar_t* newLanguage) {
     manager().removeLanguageChangedCB(&partnerOne);  // not called after this any more
     manager().removeLanguageChangedCB(&partnerTwo);
 }
-void partnerOne(const wchar_t*, const wchar_t* newLanguage) { reentrant(newLanguage); }
-void partnerTwo(const wchar_t*, const wchar_t* newLanguage) { reentrant(newLanguage); }
 
 } // namespace
 

@@ -98,20 +98,16 @@ TEST(xmlDbStreams, everyValueWrittenFoundAndReadBack) {
                    L"Property(name=odd name)=7\nProperty(name=p)=one\nProperty=plain\nProperty(name=p)=two\n"
                    L"o(type=MyClass)=0f1e2d3c-4b5a-6978-8796-a5b4c3d2e1f0\nnone(type=MyClass)=0\n"
                    L"Property(name=ref)=0\nagg=0\n");
-
-    EXPECT_EQ(std::make_tuple(in.get<bool>(L"b"), in.get<bool>(L"b", 1), in.get<signed char>(L"sc"),
-                              in.get<unsigned char>(L"uc"), in.get<short>(L"sh"), in.get<unsigned short>(L"us")),
-              std::make_tuple(true, false, static_cast<signed char>('A'), static_cast<unsigned char>(200),
-                              static_cast<short>(-5), static_cast<unsigned short>(65535)));
-    EXPECT_EQ(std::make_tuple(in.get<int>(L"i"), in.get<unsigned int>(L"ui"), in.get<long>(L"l"),
-                              in.get<unsigned long>(L"ul"), in.get<float>(L"f")),
-              std::make_tuple(-2147483647 - 1, 4294967295u, -1L, 4294967295ul, 1.5f));
-    const double doubles[] = {2, 0, 123456789.12345679, -0.5, 0.33333333}; // 8 decimals
-    for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(in.get<double>(L"d", i), doubles[i]) << i;
+    EXPECT_EQ(std::make_tuple(in.get<bool>(L"b"), in.get<bool>(L"b", 1), in.get<signed char>(L"sc"), in.get<unsigned char>(L"uc"),
+                              in.get<short>(L"sh"), in.get<unsigned short>(L"us"), in.get<int>(L"i"), in.get<unsigned int>(L"ui"),
+                              in.get<long>(L"l"), in.get<unsigned long>(L"ul"), in.get<float>(L"f")),
+              std::make_tuple(true, false, 'A', 200, -5, 65535, -2147483647 - 1, 4294967295u, -1L, 4294967295ul, 1.5f));
     const wchar_t* strings[] = {L"a<b & c", L"padded", L"", L"\u00e4\u4e2d\U0001F600"}; // trimmed on loading
     for (int i = 0; i < 4; ++i)
         EXPECT_EQ(in.get<vx::string>(L"s", i), strings[i]);
+    EXPECT_EQ(std::make_tuple(in.get<double>(L"d"), in.get<double>(L"d", 1), in.get<double>(L"d", 2), in.get<double>(L"d", 3),
+                              in.get<double>(L"d", 4)),
+              std::make_tuple(2, 0, 123456789.12345679, -0.5, 0.33333333)); // 8 decimals
     unsigned int u[2] = {};
     double d[9] = {};
     in.read(L"u2", u[0], u[1]); in.read(L"d2", d[0], d[1]); in.read(L"d3", d[2], d[3], d[4]); in.read(L"d4", d[5], d[6], d[7], d[8]);
@@ -143,9 +139,8 @@ TEST(xmlDbStreams, everyValueWrittenFoundAndReadBack) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(thrown(c.first), c.second);
-    // By tag "Property" counts the unnamed one too.
     EXPECT_EQ(std::make_tuple(in.count(L"d"), in.count(L"absent"), in.count(L"p", true), in.countProperties(), in.count(L"Property")),
-              std::make_tuple(5u, 0u, 2u, 4u, 5u));
+              std::make_tuple(5u, 0u, 2u, 4u, 5u)); // by tag "Property" counts the unnamed one too
     EXPECT_TRUE(in.isAvailable(L"b", 1) && !in.isAvailable(L"absent") && !in.isAvailable(L"Property", 0, true));
     in.readProperty(name, value, 2);
     EXPECT_EQ(name + L"=" + value, L"p=two");
@@ -192,13 +187,11 @@ struct nested : vx::iDataConverter {
             s->write(L"inner", nested(depth - 1, number * 10));
     }
     void readFrom(vx::iDBIStream* s) override {
-        s->read(L"n", number);
-        numbers = std::to_wstring(number);
         nested inner;
-        if (s->isAvailable(L"inner")) {
+        s->read(L"n", number);
+        if (s->isAvailable(L"inner"))
             s->read(L"inner", inner);
-            numbers += L"," + inner.numbers;
-        }
+        numbers = std::to_wstring(number) + (inner.numbers.empty() ? L"" : L"," + inner.numbers);
     }
     int depth, number;
     const wchar_t* name;
@@ -233,16 +226,8 @@ TEST(xmlDbStreams, dataConvertersNestedThreeDeep) {
     EXPECT_EQ(thrown([&] { in.read(L"square", shape); }), L"Attribute square(0) with Value square not convertible to type shape!");
 }
 
-// Takes over the reference that a read hands out with an object.
-template <class T>
-refPtr<T> adopt(vx::iPersistent* p) {
-    refPtr<T> r(static_cast<T*>(p));
-    p->release();
-    return r;
-}
-
-// An object with an aggregated part.
-struct part : vx::iPersistent, vx::refObj {
+// An object with an aggregated part; it also makes the parts (and proxies of them) a reader reads.
+struct part : vx::iPersistent, vx::iObjectFactory, vx::refObj {
     explicit part(const wchar_t* name = L"part") : className_(name) {}
     unsigned long getRefCount() const override { return refObj::getRefCount(); }
     unsigned long addRef() override { return refObj::addRef(); }
@@ -262,8 +247,13 @@ struct part : vx::iPersistent, vx::refObj {
         vx::iPersistent* p = nullptr;
         if (s->isAvailable(L"inner")) {
             s->readAggregated(L"inner", &p);
-            inner = adopt<part>(p);
+            inner = static_cast<part*>(p);
+            p->release();
         }
+    }
+    void createObject(const vx::string& className, vx::iPersistent** object) override {
+        if (className == L"part" || className == L"proxy")
+            (*object = new part(className.c_str()))->addRef();
     }
     vx::string className_, label;
     refPtr<part> inner;
@@ -282,35 +272,26 @@ TEST(xmlDbStreams, aggregatedObjects) {
     for (int i = 0; i < 400; ++i)
         (last = (last->inner = refPtr<part>(new part)).get())->label = std::to_wstring(i);
     vx::binaryBuffer buffer;
-    vx::guid id, chainId;
-    {
-        vx::xmlDbWriter writer(&buffer, base());
-        id = writer.writeObject(owner.get(), true);
-        writer.writeObject(second.get(), true);
-        chainId = writer.writeObject(chain.get(), true);
-    }
-    struct : vx::iObjectFactory {
-        unsigned long getRefCount() const override { return 1; }
-        unsigned long addRef() override { return 1; }
-        unsigned long release() override { return 1; }
-        void createObject(const vx::string& className, vx::iPersistent** object) override {
-            if (className == L"part" || className == L"proxy")
-                (*object = new part(className.c_str()))->addRef();
-        }
-    } parts;
+    vx::xmlDbWriter writer(&buffer, base());
+    const vx::guid id = writer.writeObject(owner.get(), true);
+    writer.writeObject(second.get(), true);
+    const vx::guid chainId = writer.writeObject(chain.get(), true);
+    writer.close();
     vx::xmlDbReader reader(&buffer, base());
-    reader.addObjectFactory(&parts);
+    reader.addObjectFactory(owner.get());
     reader.open();
     vx::iPersistent* p = nullptr;
+    const auto taken = [&p] { refPtr<part> r(static_cast<part*>(p)); p->release(); return r; }; // the read's reference
     reader.readProxyObject(L"part", L"proxy", id.toString(), &p);
-    const refPtr<part> back = adopt<part>(p);
+    const refPtr<part> back = taken();
     ASSERT_TRUE(back->inner);
     EXPECT_TRUE(back->proxy && back->inner->proxy);
     EXPECT_EQ(back->inner->label, L"shared");
     EXPECT_EQ(back->inner->getGuid(), shared->getGuid());
     reader.readObject(L"part", chainId.toString(), &p);
+    const refPtr<part> head = taken();
     int n = 0;
-    for (part* q = adopt<part>(p)->inner.get(); q; q = q->inner.get(), ++n)
+    for (part* q = head->inner.get(); q; q = q->inner.get(), ++n)
         EXPECT_EQ(q->label, std::to_wstring(n));
     EXPECT_EQ(n, 400);
     std::vector<refPtr<vx::iPersistent>> all;

@@ -185,8 +185,11 @@ bool doubleToText(vx::string& to, double value, int flags, char* arguments) {
     vx::string text;
     {
         platform::scopedNumericLocale numbers(userLocale);
-        const vx::string pattern = vx::string::sformat(L"%%.%dlf", precision);
-        text = vx::string::sformat(pattern.c_str(), value);
+        // The patterns are fixed text: formatting one for every number cost as much as the number.
+        static const wchar_t* const patterns[kMaxPrecision + 1] = {
+            L"%.0lf", L"%.1lf", L"%.2lf", L"%.3lf", L"%.4lf", L"%.5lf",
+            L"%.6lf", L"%.7lf", L"%.8lf", L"%.9lf", L"%.10lf"};
+        text = vx::string::sformat(patterns[precision], value);
     }
     if (!args.hasWidth) {
         const std::size_t last = text.find_last_not_of(L'0');

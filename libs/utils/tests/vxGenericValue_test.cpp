@@ -137,12 +137,10 @@ TEST(GenericValueHolders, ConstPtrHolderIsReadOnly) {
         clone.reset();
         EXPECT_EQ(static_cast<holder<vx::string>*>(second.get())->locker(), lender.locker());
     }
-    {
-        auto* lender = new constptrholder<vx::string>(&value);
-        std::unique_ptr<holderbase> clone(lender->clone());
-        delete lender; // the source first
-        EXPECT_EQ(static_cast<holder<vx::string>*>(clone.get())->constPtr(), &value);
-    }
+    auto lender = std::make_unique<constptrholder<vx::string>>(&value);
+    std::unique_ptr<holderbase> clone(lender->clone());
+    lender.reset(); // the source first
+    EXPECT_EQ(static_cast<holder<vx::string>*>(clone.get())->constPtr(), &value);
     // Converting into a read-only holder fails; into it from the same type is a no-op success.
     int target = 0;
     constptrholder<int> readOnly(&target);

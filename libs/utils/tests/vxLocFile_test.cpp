@@ -13,8 +13,7 @@ namespace {
 // A temporary directory whose write answers the file's name in Windows form.
 struct tempDir : vxtest::tempDir {
     std::wstring write(const std::string& name, const std::string& bytes) const {
-        makeFile(name, bytes);
-        return windowsForm(name);
+        return makeFile(name, bytes), windowsForm(name);
     }
 };
 

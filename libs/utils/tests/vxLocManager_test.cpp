@@ -29,9 +29,8 @@ protected:
     void languageFiles(const wchar_t* defaultFile, std::initializer_list<std::pair<const char*, const char*>> files) {
         for (const auto& [name, content] : files)
             mRoot.makeFile(name, content);
-        vx::searchPath path;
-        path.appendDirectory(vx::directory(mRoot.windowsForm()));
-        manager().setDefaultSearchPath(path);
+        manager().setDefaultSearchPath(vx::searchPath());
+        manager().defaultSearchPath().appendDirectory(vx::directory(mRoot.windowsForm()));
         manager().setDefaultLocFile(defaultFile);
     }
 
@@ -62,9 +61,7 @@ TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutableAndNullSettingsAreI
     set(nullptr, nullptr, nullptr, vx::searchPath());
     EXPECT_EQ(manager().defaultLanguage() + L"|" + manager().defaultLocFile() + L"|" + manager().overlayId(),
               L"de|app.loc|site");
-    vx::searchPath path; // the path is the manager's own, changed in place
-    path.appendDirectory(vx::directory(L"C:\\x"));
-    manager().defaultSearchPath() = path;
+    manager().defaultSearchPath().appendDirectory(vx::directory(L"C:\\x")); // the manager's own, changed in place
     EXPECT_EQ(manager().defaultSearchPath().size(), 1u);
 }
 
@@ -106,16 +103,13 @@ TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichF
         EXPECT_EQ(text(c.message, c.language), c.expected) << c.what;
 }
 
-TEST(locManagerOverlayName, overlayFileNames) {
-    const struct { const wchar_t* file; const wchar_t* id; const wchar_t* overlay; } cases[] = {
+TEST_F(locManagerTest, overlaysAreNamedByTheIdAndComeWithTheIdOfWhenAFileIsOpened) {
+    const struct { const wchar_t* file; const wchar_t* id; const wchar_t* overlay; } names[] = {
         {L"C:\\de\\vxDb.loc", L"site", L"C:\\de\\vxDb_site.loc"}, {L"C:\\a\\README", L"x", L"C:\\a\\README_x"},
         {L"C:\\lang\\app.v2.loc", L"x", L"C:\\lang\\app.v2_x.loc"}, {L"C:\\d.dir\\plain", L"x", L"C:\\d.dir\\plain_x"},
     };
-    for (const auto& c : cases)
+    for (const auto& c : names)
         EXPECT_EQ(locManager::overlayFileFor(vx::file(vx::string(c.file)), c.id).fullName(), c.overlay) << c.overlay;
-}
-
-TEST_F(locManagerTest, overlaysComeWithTheIdOfWhenAFileIsOpened) {
     languageFiles(L"", {{"de/app.loc", "Msg_A base\nMsg_B base b\n"}, {"de/late.loc", "Msg_A late\n"},
                         {"de/app_site.loc", "Msg_A site\n;;cmd(replace:::base:::BASE)\n"},
                         {"de/late_site.loc", "Msg_A late site\n"}, {"de/other.loc", "Msg_B other base\n"},
@@ -156,10 +150,10 @@ namespace {
 int gReentrantCalls = 0;
 std::wstring gReentrantText;
 
-void partnerOne(const wchar_t*, const wchar_t*);
-void partnerTwo(const wchar_t*, const wchar_t*);
-
 // Each of the two partners, called first, removes the other: only one of them runs.
+void reentrant(const wchar_t* newLanguage);
+void partnerOne(const wchar_t*, const wchar_t* newLanguage) { reentrant(newLanguage); }
+void partnerTwo(const wchar_t*, const wchar_t* newLanguage) { reentrant(newLanguage); }
 void reentrant(const wchar_t* newLanguage) {
     ++gReentrantCalls;
     // The lock is held, and it is recursive: the manager may be used from here.
@@ -169,8 +163,6 @@ void reentrant(const wchar_t* newLanguage) {
     manager().removeLanguageChangedCB(&partnerOne);  // not called after this any more
     manager().removeLanguageChangedCB(&partnerTwo);
 }
-void partnerOne(const wchar_t*, const wchar_t* newLanguage) { reentrant(newLanguage); }
-void partnerTwo(const wchar_t*, const wchar_t* newLanguage) { reentrant(newLanguage); }
 
 } // namespace
 

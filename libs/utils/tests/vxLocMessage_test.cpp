@@ -42,10 +42,9 @@ TEST(locMessagePrefix, prefixSetsStateAndIsRemovedWithLeadingBlanks) {
         {L"E:\t x", vx::eMsgError, L"\t x"}, // blanks only, not tabs
         {L"Hello", vx::eMsgNone, L"Hello"}, {L"A", vx::eMsgNone, L"A"}, {nullptr, vx::eMsgNone, L""},
     };
-    for (const auto& c : cases) {
-        const locMessage m(c.message);
-        EXPECT_TRUE(m.msgState() == c.state && text(m) == c.text) << (c.message ? c.message : L"null");
-    }
+    for (const auto& c : cases)
+        EXPECT_TRUE(locMessage(c.message).msgState() == c.state && text(locMessage(c.message)) == c.text)
+            << (c.message ? c.message : L"null");
     // A new text starts with no state and with the first parameter.
     locMessage m(L"E: $1 $1");
     EXPECT_TRUE(m.insertParameter(L"a") && text(m) == L"a $1");

@@ -37,6 +37,8 @@ void setParams(S& s, const V& value, const wchar_t* name, const More&... more) {
     s.params().set(value, name);
     setParams(s, more...);
 }
+template <class S, class... P>
+S with(S s, const P&... params) { return setParams(s, params...), s; }
 
 } // namespace
 
@@ -94,22 +96,18 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersIn
     setParams(unnamed, L"first", nullptr, L"second", L"");
     EXPECT_EQ(text(typed) + L"|" + text(unnamed),
               L"-2 7 705032704 2.500000 False q text   2.00 007|second before first");
-    locString ordered(L"Id", L"%d %d");
-    setParams(ordered, 1, L"A", 2, L"B");
+    locString ordered = with(locString(L"Id", L"%d %d"), 1, L"A", 2, L"B"), copy(ordered);
     EXPECT_EQ(text(ordered), L"1 2");
-    locString copy(ordered);
     ordered.params().set(3, L"A"); // replaces, keeps the place
     // Every resolution starts from the default text, and copies are independent.
     EXPECT_EQ(text(ordered) + L"|" + text(copy), L"3 2|1 2");
     // Localised parameters are resolved too.
-    locString inner(L"Msg_Inner", L"inner [X]");
-    inner.params().set(5, L"X");
+    locString inner = with(locString(L"Msg_Inner", L"inner [X]"), 5, L"X");
     locString outer(L"Msg_Outer", L"Outer: [Inner]!");
     outer.params().set(&inner, L"Inner");
     inner.params().set(6, L"X"); // the value was copied when it was set
     EXPECT_EQ(text(outer), L"Outer: inner 5!");
-    localLocString local(L"Msg_Local", L"local [Y]");
-    local.params().set(L'y', L"Y");
+    const localLocString local = with(localLocString(L"Msg_Local", L"local [Y]"), L'y', L"Y");
     outer.params().set(&local, L"Inner");
     EXPECT_EQ(text(outer), L"Outer: local y!");
     outer.params().set(static_cast<const vx::iLocString*>(nullptr), L"Inner");
@@ -117,16 +115,13 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersIn
     locString self(L"Msg_Self", L"<[Me]>");
     self.params().set(&self, L"Me");
     EXPECT_EQ(text(self), L"<<[Me]>>");
-    localLocString localString(L"Msg_L", L"W: value [V]", L"f.loc");
-    localString.params().set(4, L"V");
+    const localLocString localString = with(localLocString(L"Msg_L", L"W: value [V]", L"f.loc"), 4, L"V");
     EXPECT_EQ(std::wstring(localString.string()), L"value 4");
     locString fromLocal = localString.copy();
     EXPECT_EQ(text(fromLocal) + L"=" + persistentId(fromLocal.stringId()), L"value 4=Msg_L|W: value [V]|,f.loc");
     localLocString fromInterface(locStringId(L"Msg_N", L"n", L"g.loc"));
     EXPECT_EQ(persistentId(fromInterface.stringId()), L"Msg_N|n|,g.loc");
-    locString persistent(L"Msg_T|Hello [Who]|,a.loc");
-    persistent.params().set(L"you", L"Who");
-    EXPECT_EQ(text(persistent), L"Hello you");
+    EXPECT_EQ(text(with(locString(L"Msg_T|Hello [Who]|,a.loc"), L"you", L"Who")), L"Hello you");
     EXPECT_EQ(text(locString(L"plain text")), L"plain text");
 }
 

@@ -35,13 +35,11 @@ TEST(platformPath, driveTableFromVxDrivesAndWindowsFormToNative) {
     EXPECT_TRUE(platform::posix::driveRoot(L'd', root) && root == data);
     EXPECT_TRUE(platform::posix::driveRoot(L'E', root) && root == data + "/usb");
     EXPECT_FALSE(platform::posix::driveRoot(L'F', root));
-
+    // The longest root wins; roots end at a component boundary.
     const std::pair<std::string, std::wstring> fromRows[] = {
-        {data + "/usb/x/y", L"E:\\x\\y"}, // the longest root wins
-        {data + "/x", L"D:\\x"}, {data, L"D:\\"}, {data + "/usb", L"E:\\"},
-        {data + "base/x", windowsForm(data + "base/x")}, // roots end at a component boundary
-        {"/", L"C:\\"}, {"//a/./b/../c/", L"C:\\a\\c"}, {"/../..", L"C:\\"},
-        {"relative/x", L"<false>"}, {"", L"<false>"},
+        {data + "/usb/x/y", L"E:\\x\\y"}, {data + "/x", L"D:\\x"}, {data, L"D:\\"}, {data + "/usb", L"E:\\"},
+        {data + "base/x", windowsForm(data + "base/x")}, {"/", L"C:\\"}, {"//a/./b/../c/", L"C:\\a\\c"},
+        {"/../..", L"C:\\"}, {"relative/x", L"<false>"}, {"", L"<false>"},
     };
     for (const auto& row : fromRows)
         EXPECT_EQ(fromNative(row.first), row.second) << row.first;
@@ -55,15 +53,13 @@ TEST(platformPath, driveTableFromVxDrivesAndWindowsFormToNative) {
     vxtest::scopedCurrentDirectory cd(data + "/sub");
     std::wstring current;
     EXPECT_TRUE(platform::currentDirectory(current) && current == L"D:\\sub" && platform::currentDriveLetter() == L'D');
+    // ".." stops at the drive's root; Q is no drive; no native name holds a lone surrogate or a null.
     const std::pair<std::wstring, std::string> rows[] = {
-        {L"D:\\sub\\x", data + "/sub/x"}, {L"d:/sub\\\\x\\", data + "/sub/x"},
-        {L"D:\\..\\..\\x", data + "/x"}, // ".." stops at the drive's root
+        {L"D:\\sub\\x", data + "/sub/x"}, {L"d:/sub\\\\x\\", data + "/sub/x"}, {L"D:\\..\\..\\x", data + "/x"},
         {L"D:\\a\\.\\..\\b", data + "/b"}, {L"D:\\", data}, {L"\\\\?\\D:\\x", data + "/x"}, {L"C:\\", "/"},
-        {L"Q:\\x", "<false>"},        // no such drive
-        {L"D:\\\xD800", "<false>"},   // no native name holds a lone surrogate
-        {L"D:\\\x110000", "<false>"}, {std::wstring(L"D:\\a\0b", 6), "<false>"}, {L"", "<false>"},
-        {L"x\\y", data + "/sub/x/y"}, {L"..\\x", data + "/x"}, {L"\\x", data + "/x"},
-        {L"D:x", data + "/sub/x"},    {L"C:x", "/x"},          {L"D:", data + "/sub"},
+        {L"Q:\\x", "<false>"}, {L"D:\\\xD800", "<false>"}, {L"D:\\\x110000", "<false>"}, {L"", "<false>"},
+        {std::wstring(L"D:\\a\0b", 6), "<false>"}, {L"x\\y", data + "/sub/x/y"}, {L"..\\x", data + "/x"},
+        {L"\\x", data + "/x"}, {L"D:x", data + "/sub/x"}, {L"C:x", "/x"}, {L"D:", data + "/sub"},
     };
     for (const auto& row : rows)
         EXPECT_EQ(toNative(row.first), row.second) << vxtest::show(row.first);
@@ -140,13 +136,10 @@ protected:
 TEST_F(fileSystem, statusAttributesRenameMoveAccessAndMode) {
     for (const char* name : {"f", ".hidden", "w", "r"})
         mDir.makeFile(name);
-    mDir.makeFile("ro", "", 0444);
-    mDir.makeDirs(".d");
-    mDir.makeDirs("dir");
+    mDir.makeFile("ro", "", 0444), mDir.makeDirs(".d"), mDir.makeDirs("dir");
     ASSERT_EQ(::mkfifo((mDir / "fifo").c_str(), 0644), 0);
     const std::pair<const char*, std::uint32_t> rows[] = {
-        {"f", 0x20}, {".hidden", 0x22}, {"ro", 0x21}, {".d", 0x12}, {"fifo", 0x04}, {"missing", 0xFFFF},
-    };
+        {"f", 0x20}, {".hidden", 0x22}, {"ro", 0x21}, {".d", 0x12}, {"fifo", 0x04}, {"missing", 0xFFFF}};
     for (const auto& [name, attributes] : rows) {
         platform::fileStatus status;
         EXPECT_EQ(platform::statPath(on(name), status) ? status.attributes : 0xFFFF, attributes) << name;
@@ -164,12 +157,9 @@ TEST_F(fileSystem, statusAttributesRenameMoveAccessAndMode) {
     for (int mode = -1; mode <= 8; ++mode)
         granted += platform::accessPath(on("f"), mode) ? std::to_string(mode) : "";
     EXPECT_EQ(granted, "0246");
-    const std::pair<int, int> modes[] = {
-        {0x100, 0444}, // read-only: nobody writes
-        {0x180, 0644}, // the owner may write again; group and others stay
-        {0x080, 0200}, // the owner may not read, and neither may anyone else
-        {0x000, 0000},
-    };
+    // Read-only: nobody writes; writable again: the owner writes, group and others stay; the owner may not
+    // read (0x080): neither may anyone else.
+    const std::pair<int, int> modes[] = {{0x100, 0444}, {0x180, 0644}, {0x080, 0200}, {0x000, 0000}};
     for (const auto& row : modes) {
         EXPECT_TRUE(platform::changeMode(on("f"), row.first));
         EXPECT_EQ(mDir.mode("f"), row.second) << std::hex << row.first;

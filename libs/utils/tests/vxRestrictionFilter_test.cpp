@@ -19,8 +19,11 @@ using vx::genericValue;
 using vx::objectInfo;
 using vx::restrictionFilter;
 
-filterValue value(const wchar_t* name, const genericValue& v) { return filterValue(name, v); }
+template <class T> filterValue value(const wchar_t* name, T v) { return filterValue(name, genericValue(v)); }
+const genericValue kAny{vx::ndef()};
+const vx::guid kG1 = vx::guid().create(), kG2 = vx::guid().create();
 
+// "name=text;" for each value, in order.
 std::wstring valuesOf(const restrictionFilter& f) {
     std::wstring out;
     f.foreachValue(std::function<bool(const filterValue&)>([&](const filterValue& entry) {
@@ -32,99 +35,66 @@ std::wstring valuesOf(const restrictionFilter& f) {
     return out;
 }
 
-const vx::guid kG1 = vx::guid().create();
-const vx::guid kG2 = vx::guid().create();
-
-TEST(restrictionFilter, valuesAreAddedAndRemoved) {
+TEST(restrictionFilter, valuesAndObjectsAreAddedAndRemoved) {
     restrictionFilter f;
-    f.addFilterValue(value(L"a", genericValue(1)));
-    f.addFilterValue(value(L"a", genericValue(1))); // duplicates are kept
-    f.addFilterValue(value(L"a", genericValue(2)));
-    f.addFilterValue(value(L"b", genericValue(L"x")));
+    for (const filterValue& v : {value(L"a", 1), value(L"a", 1), value(L"a", 2), value(L"b", L"x")})
+        f.addFilterValue(v); // duplicates are kept
     EXPECT_EQ(valuesOf(f), L"a=1;a=1;a=2;b=x;");
-    f.removeFilterValue(value(L"a", genericValue(L"1")), false); // by text
+    f.removeFilterValue(value(L"a", L"1"), false); // by text
     EXPECT_EQ(valuesOf(f), L"a=2;b=x;");
-    f.addFilterValue(value(L"a", genericValue(vx::ndef()))); // removes every "a"
+    f.addFilterValue(filterValue(L"a", kAny)); // removes every "a"
     EXPECT_EQ(valuesOf(f), L"b=x;");
-    f.addFilterValue(value(L"a", genericValue(3)));
-    f.removeFilterValue(value(L"b", genericValue(L"other")), true);
+    f.addFilterValue(value(L"a", 3)), f.removeFilterValue(value(L"b", L"other"), true); // by name
     EXPECT_EQ(valuesOf(f), L"a=3;");
-    EXPECT_TRUE(f.contains(value(L"a", genericValue(vx::ndef()))));
-    EXPECT_TRUE(f.contains(value(L"a", genericValue(3.0))));
-    EXPECT_FALSE(f.contains(value(L"a", genericValue(4))));
-    EXPECT_TRUE(f.containsAnyFilterValue(L"a"));
-    EXPECT_FALSE(f.containsAnyFilterValue(L"A"));
-}
-
-TEST(restrictionFilter, objectsAreAddedAndRemoved) {
-    restrictionFilter f;
-    f.addFilterObject(objectInfo(L"C", kG1));
-    f.addFilterObject(objectInfo(L"C", kG2));
-    f.addFilterObject(objectInfo(L"D", kG1));
+    EXPECT_TRUE(f.contains(filterValue(L"a", kAny)) && f.contains(value(L"a", 3.0)) && f.containsAnyFilterValue(L"a"));
+    EXPECT_FALSE(f.contains(value(L"a", 4)) || f.containsAnyFilterValue(L"A"));
+    for (const objectInfo& o : {objectInfo(L"C", kG1), objectInfo(L"C", kG2), objectInfo(L"D", kG1)})
+        f.addFilterObject(o);
     f.removeFilterObject(objectInfo(L"C", kG1), false);
     EXPECT_EQ(f.filterObjectsCount(), 2u);
     f.removeFilterObject(objectInfo(L"C", vx::guid()), true);
     EXPECT_EQ(f.filterObjectsCount(), 1u);
-    int seen = 0;
-    EXPECT_FALSE(std::as_const(f).foreachObject(std::function<bool(const objectInfo&)>([&](const objectInfo& o) {
-        ++seen;
-        return o.className() != L"D";
-    })));
-    EXPECT_EQ(seen, 1);
+    EXPECT_FALSE(std::as_const(f).foreachObject(
+        std::function<bool(const objectInfo&)>([](const objectInfo& o) { return o.className() != L"D"; })));
+    restrictionFilter a({}, {value(L"x", 1)}), b(a); // copies are independent
+    b.addFilterValue(value(L"y", 2));
+    a = b;
+    b.addFilterValue(value(L"z", 3));
+    EXPECT_EQ(valuesOf(a) + L"|" + valuesOf(b), L"x=1;y=2;|x=1;y=2;z=3;");
 }
 
 TEST(restrictionFilter, matchesFilter) {
     const vx::filterValueStringCompare compare;
-    restrictionFilter own({objectInfo(L"C", kG1)},
-                          {value(L"a", genericValue(1)), value(L"a", genericValue(2)), value(L"s", genericValue(1.0))});
-    const struct {
-        restrictionFilter::valueList given;
-        bool matches;
-    } cases[] = {
-        {{}, true},
-        {{value(L"a", genericValue(2))}, true}, // alternatives of one name
-        {{value(L"a", genericValue(3))}, false},
-        {{value(L"b", genericValue(1))}, false},
-        {{value(L"s", genericValue(L"1"))}, true}, // 1.0 prints as "1"
-        {{value(L"a", genericValue(vx::ndef()))}, false},
-        {{value(L"z", genericValue(vx::ndef()))}, true},
-        {{value(L"a", genericValue(1)), value(L"a", genericValue(9))}, false},
+    const restrictionFilter own({objectInfo(L"C", kG1)}, {value(L"a", 1), value(L"a", 2), value(L"s", 1.0)});
+    const struct { restrictionFilter::valueList given; bool matches; } cases[] = {
+        {{}, true}, {{value(L"a", 2)}, true}, {{value(L"s", L"1")}, true}, // alternatives of one name; 1.0 is "1"
+        {{value(L"a", 3)}, false}, {{value(L"b", 1)}, false}, {{value(L"a", 1), value(L"a", 9)}, false},
+        {{filterValue(L"a", kAny)}, false}, {{filterValue(L"z", kAny)}, true}, // any value: the name is absent
     };
     for (const auto& c : cases)
         EXPECT_EQ(own.matchesFilter(c.given, compare), c.matches) << valuesOf(restrictionFilter({}, c.given));
     EXPECT_TRUE(own.matchesFilter(restrictionFilter::objectList{}));
     EXPECT_TRUE(own.matchesFilter(restrictionFilter::objectList{objectInfo(L"C", kG1)}));
     EXPECT_FALSE(own.matchesFilter(restrictionFilter::objectList{objectInfo(L"C", kG2)}));
-    EXPECT_TRUE(own.matchesFilter(restrictionFilter({objectInfo(L"C", kG1)}, {value(L"a", genericValue(1))}), compare));
+    EXPECT_TRUE(own.matchesFilter(restrictionFilter({objectInfo(L"C", kG1)}, {value(L"a", 1)}), compare));
     EXPECT_FALSE(own.matchesFilter(restrictionFilter({objectInfo(L"D", kG1)}, {}), compare));
 }
 
-TEST(restrictionFilter, isEqualIsWeakerThanEquality) {
-    const restrictionFilter a({objectInfo(L"C", kG1), objectInfo(L"C", kG2)},
-                              {value(L"x", genericValue(1)), value(L"y", genericValue(2))});
-    const restrictionFilter b({objectInfo(L"C", kG1), objectInfo(L"D", kG2)},
-                              {value(L"x", genericValue(L"1")), value(L"z", genericValue(5))});
-    const restrictionFilter c({objectInfo(L"C", kG1)}, {value(L"x", genericValue(1))});
-    EXPECT_TRUE(a.isEqual(b));
-    EXPECT_FALSE(a.isEqual(c)); // other counts
+TEST(restrictionFilter, isEqualAsksForOneSharedObjectAndValueAndTheSameCounts) {
+    const restrictionFilter a({objectInfo(L"C", kG1), objectInfo(L"C", kG2)}, {value(L"x", 1), value(L"y", 2)});
+    EXPECT_TRUE(a.isEqual(restrictionFilter({objectInfo(L"C", kG1), objectInfo(L"D", kG2)},
+                                            {value(L"x", L"1"), value(L"z", 5)})));
+    EXPECT_FALSE(a.isEqual(restrictionFilter({objectInfo(L"C", kG1)}, {value(L"x", 1)}))); // other counts
+    EXPECT_FALSE(a.isEqual(restrictionFilter({objectInfo(L"D", kG1), objectInfo(L"D", kG2)}, // no object shared
+                                             {value(L"x", 1), value(L"y", 2)})));
     EXPECT_FALSE(restrictionFilter().isEqual(restrictionFilter()));
-    EXPECT_FALSE(restrictionFilter({objectInfo(L"C", kG1)}, {}).isEqual(restrictionFilter({objectInfo(L"C", kG1)}, {})));
-}
-
-TEST(restrictionFilter, copiesAreIndependent) {
-    restrictionFilter a;
-    a.addFilterValue(value(L"x", genericValue(1)));
-    restrictionFilter b(a);
-    b.addFilterValue(value(L"y", genericValue(2)));
-    a = b;
-    b.addFilterValue(value(L"z", genericValue(3)));
-    EXPECT_EQ(valuesOf(a), L"x=1;y=2;");
-    EXPECT_EQ(valuesOf(b), L"x=1;y=2;z=3;");
+    const restrictionFilter noValues({objectInfo(L"C", kG1)}, {});
+    EXPECT_FALSE(noValues.isEqual(noValues));
 }
 
 TEST(restrictionFilter, throughTheStreamsWithAPrefix) {
-    restrictionFilter out({objectInfo(L"Area", kG1), objectInfo(L"Area", kG2)},
-                          {value(L"x", genericValue(1.5)), value(L"name", genericValue(L"A b"))});
+    const restrictionFilter out({objectInfo(L"Area", kG1), objectInfo(L"Area", kG2)},
+                                {value(L"x", 1.5), value(L"name", L"A b")});
     vx::binaryBuffer buffer;
     vx::xmlDbWriter writer(&buffer, vx::directory(L"C:\\"));
     writer.create();
@@ -137,17 +107,14 @@ TEST(restrictionFilter, throughTheStreamsWithAPrefix) {
 
     vx::xmlDbReader reader(&buffer, vx::directory(L"C:\\"));
     vx::xmlDbIStream in(&reader, stream.rootNode(), false);
-    restrictionFilter back;
-    back.addFilterValue(value(L"stale", genericValue(1)));
+    restrictionFilter back({}, {value(L"stale", 1)});
     back.readFrom(&in, L"my");
     EXPECT_EQ(valuesOf(back), L"x=1.5;name=A b;");
-    std::as_const(back).foreachValue(std::function<bool(const filterValue&)>([](const filterValue& entry) {
-        EXPECT_EQ(entry.second.type(), typeid(vx::string));
-        return true;
-    }));
+    EXPECT_TRUE(std::as_const(back).foreachValue(std::function<bool(const filterValue&)>(
+        [](const filterValue& entry) { return entry.second.type() == typeid(vx::string); }))); // as text
     // Class names come back lower-cased, as every objectInfo read does.
-    EXPECT_TRUE(back.matchesFilter(restrictionFilter::objectList{objectInfo(L"area", kG2)}));
-    EXPECT_EQ(back.filterObjectsCount(), 2u);
+    EXPECT_TRUE(back.filterObjectsCount() == 2 &&
+                back.matchesFilter(restrictionFilter::objectList{objectInfo(L"area", kG2)}));
 }
 
 } // namespace

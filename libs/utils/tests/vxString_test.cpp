@@ -116,27 +116,21 @@ TEST(String, FormatReplacesContentTakesStartedListsAndCutsAt1023Characters) {
     EXPECT_TRUE(&s.format(L"%d-%s", 1, L"x") == &s && s == L"1-x");
     EXPECT_EQ(s.format(nullptr), L"");
     // A literal 0 or nullptr is an argument, not an argument list.
-    EXPECT_EQ(s.format(L"%d", 0), L"0");
+    EXPECT_TRUE(s.format(L"%d", 0) == L"0" && string::sformat(L"%d", 0) == L"0");
     EXPECT_EQ(s.format(L"%s", nullptr), L"(null)");
-    EXPECT_EQ(string::sformat(L"%d", 0), L"0");
     // The format and the arguments may be the string itself.
     s = L"<%d>";
     EXPECT_EQ(s.format(s.c_str(), 7), L"<7>");
     EXPECT_EQ(s.format(L"%s%s", s.c_str(), s.c_str()), L"<7><7>");
     EXPECT_TRUE(viaList(&s, L"%s=%d", L"a", 42) == L"a=42" && s == L"a=42");
     EXPECT_EQ(viaList(nullptr, L"%S/%c/%.1f", "n", L'w', 2.25), L"n/w/2.2");
-    // At most 1023 characters come out.
-    const std::wstring x2000(2000, L'x');
-    EXPECT_EQ(string::sformat(L"%s", x2000.c_str()), std::wstring(1023, L'x'));
-    std::string accents;
-    for (int i = 0; i < 2000; ++i)
-        accents += "\xC3\xA9";
-    EXPECT_EQ(string::sformat(L"%S", accents.c_str()), std::wstring(1023, L'\u00e9'));
-    EXPECT_EQ(string(L"").format(x2000.c_str()), std::wstring(1023, L'x'));
-    // Cut in the middle of a conversion (padding, zeros, digits, a pointer); huge widths and
-    // precisions give the cut text.
-    const std::wstring x1020(1020, L'x'), x1021(1021, L'x'), spaces(1023, L' '), zeros(1023, L'0');
+    // At most 1023 characters come out, also when the cut falls in the middle of a conversion (padding, zeros,
+    // digits, a pointer); huge widths and precisions give the cut text.
+    const std::string accents = string(std::wstring(2000, L'\u00e9')).getMBCS();
+    const std::wstring x2000(2000, L'x'), x1020(1020, L'x'), x1021(1021, L'x'), spaces(1023, L' '), zeros(1023, L'0');
     const std::pair<string, std::wstring> cut[] = {
+        {string::sformat(L"%s", x2000.c_str()), x1020 + L"xxx"}, {string(L"").format(x2000.c_str()), x1020 + L"xxx"},
+        {string::sformat(L"%S", accents.c_str()), std::wstring(1023, L'\u00e9')},
         {string::sformat(L"%s%5d", x1020.c_str(), 42), x1020 + L"   "},
         {string::sformat(L"%s%05d", x1021.c_str(), 42), x1021 + L"00"},
         {string::sformat(L"%s%d", x1021.c_str(), 12345), x1021 + L"12"},
@@ -209,16 +203,15 @@ TEST(String, RemovalAndReplacement) {
     EXPECT_EQ(s.replace(s, s + s), L"abab");
 }
 
-TEST(String, CaseMappingAndIsEqualTo) {
+// Case mapping and fromMBCtoWC follow the C locale.
+TEST(String, CaseMappingIsEqualToAndFromMBCtoWC) {
     string s(L"MiXeD 1-\u00df");
     EXPECT_EQ(s.lower() + L"|" + s.upper() + L"|" + s, L"mixed 1-\u00df|MIXED 1-\u00df|MiXeD 1-\u00df");
     EXPECT_TRUE(&s.toUpper() == &s && s == L"MIXED 1-\u00df");
     string::lowercase(s);
     EXPECT_EQ(s, L"mixed 1-\u00df");
     const wchar_t* none = nullptr;
-    EXPECT_TRUE(string(L"abc").isEqualTo(L"ABC", false) && string(L"abc").isEqualTo(string(L"ABC"), false));
-    EXPECT_FALSE(string(L"abc").isEqualTo(L"ABC", true) || string(L"abc").isEqualTo(string(L"ABC"), true) ||
-                 string(L"abc").isEqualTo(L"abcd", false));
+    EXPECT_FALSE(string(L"abc").isEqualTo(L"ABC", true) || string(L"abc").isEqualTo(string(L"ABC"), true));
     // A null pointer equals only the empty string.
     for (bool caseSensitive : {false, true})
         EXPECT_TRUE(string().isEqualTo(none, caseSensitive) && !string(L"x").isEqualTo(none, caseSensitive));
@@ -226,11 +219,19 @@ TEST(String, CaseMappingAndIsEqualTo) {
     const string a(L"a\0b", 3), c(L"a\0c", 3);
     EXPECT_FALSE(a.isEqualTo(c, true) || a.isEqualTo(L"a", true));
     EXPECT_TRUE(a.isEqualTo(c, false) && a.isEqualTo(string(L"A"), false) && a.isEqualTo(L"A", false));
+    EXPECT_EQ(string::fromMBCtoWC(nullptr), L"");
+    {
+        ctypeLocale classic("C");
+        EXPECT_EQ(string::fromMBCtoWC("\xE9"), L"\u00e9");
+    }
     ctypeLocale utf8("C.UTF-8");
     if (!utf8.ok)
         GTEST_SKIP() << "no C.UTF-8 locale";
     EXPECT_EQ(string(L"\u00c9mile \u00df").toUpper(), L"\u00c9MILE \u00df"); // length never changes
     EXPECT_EQ(string(L"\u00c9mile").lower(), L"\u00e9mile");
+    EXPECT_EQ(string::fromMBCtoWC("h\xC3\xA9") + L"|" + string::fromMBCtoWC("\xE9x") + L"|" +
+                  string::fromMBCtoWC("a\xE2\x82"),
+              L"h\u00e9|\u00e9x|a\u00e2\u0082");
 }
 
 TEST(String, MultiByteConversionsInvalidUtf8AndCharactersAtEveryPositionOfABlock) {
@@ -241,11 +242,8 @@ TEST(String, MultiByteConversionsInvalidUtf8AndCharactersAtEveryPositionOfABlock
     EXPECT_EQ(string::makeMBCS(std::wstring(L"ab\0cd", 5)), L"ab");
     // Units that are not characters become U+FFFD: lone surrogates (a low one before a high one),
     // and where wchar_t has 32 bits a value above U+10FFFF.
-    const string bad = sizeof(wchar_t) == 2
-                           ? string{L'a', static_cast<wchar_t>(0xDFFF), static_cast<wchar_t>(0xD800),
-                                    static_cast<wchar_t>(0xD800), L'b'}
-                           : string{L'a', static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0xDFFF),
-                                    static_cast<wchar_t>(0x110000), L'b'};
+    const string bad = sizeof(wchar_t) == 2 ? string{L'a', wchar_t(0xDFFF), wchar_t(0xD800), wchar_t(0xD800), L'b'}
+                                            : string{L'a', wchar_t(0xD800), wchar_t(0xDFFF), wchar_t(0x110000), L'b'};
     EXPECT_EQ(bad.getMBCS(), "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD" "b");
     EXPECT_EQ(string::makeMBCS(bad), (string{L'a', R, R, R, L'b'}));
     const std::wstring long2000(2000, L'\u00e9');
@@ -268,20 +266,6 @@ TEST(String, MultiByteConversionsInvalidUtf8AndCharactersAtEveryPositionOfABlock
         for (std::size_t before = 0; before < 20; ++before)
             ASSERT_EQ(string(wideAscii.substr(0, before) + wide + wideAscii.substr(before, 17)).getMBCS(),
                       ascii.substr(0, before) + utf8 + ascii.substr(before, 17)) << before;
-}
-
-TEST(String, FromMBCtoWCFollowsTheCLocale) {
-    EXPECT_EQ(string::fromMBCtoWC(nullptr), L"");
-    {
-        ctypeLocale classic("C");
-        EXPECT_EQ(string::fromMBCtoWC("\xE9"), L"\u00e9");
-    }
-    ctypeLocale utf8("C.UTF-8");
-    if (!utf8.ok)
-        GTEST_SKIP() << "no C.UTF-8 locale";
-    EXPECT_EQ(string::fromMBCtoWC("h\xC3\xA9") + L"|" + string::fromMBCtoWC("\xE9x") + L"|" +
-                  string::fromMBCtoWC("a\xE2\x82"),
-              L"h\u00e9|\u00e9x|a\u00e2\u0082");
 }
 
 // Unit i with key unit i mod n; an empty key changes nothing; twice gives the text.
@@ -309,9 +293,9 @@ TEST(CaseFolding, OneFoldingForNamesAndKeysInEveryLocale) {
             {L"\x212A", L"k", false}, {L"\x212A", L"K", false}, {L"a_b", L"A_B", true}, {L"a", L"ab", false},
         };
         for (const auto& c : cases) {
-            EXPECT_EQ(string(c.a).isEqualTo(c.b, false), c.equal) << locale << ' ' << vxtest::show(c.a);
-            EXPECT_EQ(vx::directory(string(L"C:\\") + c.a) == vx::directory(string(L"C:\\") + c.b), c.equal)
-                << locale << ' ' << vxtest::show(c.a);
+            SCOPED_TRACE(testing::Message() << locale << ' ' << vxtest::show(c.a));
+            EXPECT_EQ(string(c.a).isEqualTo(c.b, false), c.equal);
+            EXPECT_EQ(vx::directory(string(L"C:\\") + c.a) == vx::directory(string(L"C:\\") + c.b), c.equal);
         }
     }
     std::setlocale(LC_ALL, previous.c_str());
@@ -322,7 +306,7 @@ TEST(CaseFolding, OneFoldingForNamesAndKeysInEveryLocale) {
 TEST(StringFormat, PlainNumbersAsPrintfWritesThem) {
     std::mt19937_64 generator(7);
     const auto printf = [](const char* fmt, auto... values) {
-        char narrow[512];
+        char narrow[1024];
         std::snprintf(narrow, sizeof narrow, fmt, values...);
         return string(std::wstring(narrow, narrow + std::strlen(narrow)));
     };
@@ -333,16 +317,12 @@ TEST(StringFormat, PlainNumbersAsPrintfWritesThem) {
         values.push_back(std::ldexp(static_cast<double>(generator() >> 11), -53) * magnitude *
                          (generator() % 2 ? 1 : -1));
     }
-    for (const double v : values) {
-        for (const int precision : {0, 1, 2, 6, 17, 18}) {
-            ASSERT_EQ(string::sformat(L"%.*f", precision, v), printf("%.*f", precision, v)) << v;
-            ASSERT_EQ(string::sformat(L"%.*lf", precision, v), printf("%.*f", precision, v)) << v;
-        }
-        ASSERT_EQ(string::sformat(L"%f", v), printf("%f", v)) << v;
-    }
+    for (const double v : values)
+        for (const int p : {0, 1, 2, 6, 17, 18})
+            ASSERT_EQ(string::sformat(L"%.*f|%.*lf|%f", p, v, p, v, v), printf("%.*f|%.*f|%f", p, v, p, v, v)) << v;
     for (const long long n : {0LL, 7LL, -7LL, 1LL << 40, LLONG_MAX, LLONG_MIN}) {
+        const int i = static_cast<int>(n);
         EXPECT_EQ(string::sformat(L"%lld|%lli|%llu", n, n, n), printf("%lld|%lli|%llu", n, n, n));
-        EXPECT_EQ(string::sformat(L"%d|%i|%u", static_cast<int>(n), static_cast<int>(n), static_cast<unsigned>(n)),
-                  printf("%d|%i|%u", static_cast<int>(n), static_cast<int>(n), static_cast<unsigned>(n)));
+        EXPECT_EQ(string::sformat(L"%d|%i|%u", i, i, unsigned(i)), printf("%d|%i|%u", i, i, unsigned(i)));
     }
 }

@@ -56,5 +56,30 @@ bool makeAbsolute(const std::wstring& text, std::wstring& absolute) {
     return true;
 }
 
+bool splitComponents(const std::wstring& path, std::size_t start, std::size_t fixed,
+                       std::vector<std::wstring>& parts) {
+    parts.clear();
+    std::size_t i = start;
+    while (i < path.size()) {
+        while (i < path.size() && isPathDelimiter(path[i]))
+            ++i;
+        std::size_t end = i;
+        while (end < path.size() && !isPathDelimiter(path[end]))
+            ++end;
+        std::wstring part = path.substr(i, end - i);
+        i = end;
+        if (parts.size() < fixed) {
+            if (part.empty() || part == L"." || part == L"..")
+                return false;
+            parts.push_back(std::move(part));
+        } else if (part == L"..") {
+            if (parts.size() > fixed)
+                parts.pop_back();
+        } else if (!part.empty() && part != L".") {
+            parts.push_back(std::move(part));
+        }
+    }
+    return parts.size() >= fixed;
+}
 
 } // namespace vx::platform

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace vx::platform {
 
@@ -46,5 +47,12 @@ std::wstring withoutLongPrefix(const std::wstring& path);
 // the root of D otherwise (the per-drive directories of the command shell play no part). False
 // when the current directory is needed and cannot be read.
 bool makeAbsolute(const std::wstring& text, std::wstring& absolute);
+
+// The components of path from position start on, "." and empty ones dropped and ".." removing the
+// one before it. The first `fixed` components (server and share) are kept as they are and ".."
+// never removes them. False when one of them is missing, empty, "." or "..": such a server or
+// share is none, so that the device namespace ("\\.\") stays closed.
+bool splitComponents(const std::wstring& path, std::size_t start, std::size_t fixed,
+                       std::vector<std::wstring>& parts);
 
 } // namespace vx::platform

@@ -204,32 +204,7 @@ bool splitWindowsForm(const std::wstring& text, std::string& base, std::vector<s
         return false;
     }
 
-    while (i < path.size()) {
-        while (i < path.size() && isPathDelimiter(path[i]))
-            ++i;
-        std::size_t end = i;
-        while (end < path.size() && !isPathDelimiter(path[end]))
-            ++end;
-        std::wstring part = path.substr(i, end - i);
-        i = end;
-        if (parts.size() < fixed) {
-            if (part.empty() || part == L"." || part == L"..") {
-                errno = ENOENT;
-                return false;
-            }
-            parts.push_back(part);
-            continue;
-        }
-        if (part.empty() || part == L".")
-            continue;
-        if (part == L"..") {
-            if (parts.size() > fixed)
-                parts.pop_back();
-            continue;
-        }
-        parts.push_back(part);
-    }
-    if (parts.size() < fixed) {
+    if (!splitComponents(path, i, fixed, parts)) {
         errno = ENOENT;
         return false;
     }

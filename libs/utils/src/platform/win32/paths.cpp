@@ -60,34 +60,7 @@ bool toNativePath(const std::wstring& windowsForm, nativePath& native) {
     }
 
     std::vector<std::wstring> parts;
-    while (i < absolute.size()) {
-        while (i < absolute.size() && isPathDelimiter(absolute[i]))
-            ++i;
-        std::size_t end = i;
-        while (end < absolute.size() && !isPathDelimiter(absolute[end]))
-            ++end;
-        std::wstring part = absolute.substr(i, end - i);
-        i = end;
-        if (parts.size() < fixed) {
-            // A server or share named "." or ".." is no share: the device namespace ("\\.\")
-            // stays closed.
-            if (part.empty() || part == L"." || part == L"..") {
-                ::SetLastError(ERROR_BAD_NETPATH);
-                return false;
-            }
-            parts.push_back(part);
-            continue;
-        }
-        if (part.empty() || part == L".")
-            continue;
-        if (part == L"..") {
-            if (parts.size() > fixed)
-                parts.pop_back();
-            continue;
-        }
-        parts.push_back(part);
-    }
-    if (parts.size() < fixed) {
+    if (!splitComponents(absolute, i, fixed, parts)) {
         ::SetLastError(ERROR_BAD_NETPATH);
         return false;
     }

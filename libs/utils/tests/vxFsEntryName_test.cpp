@@ -47,13 +47,12 @@ protected:
 
 TEST_F(fsEntryNameTest, setNameNormalisesInOrder) {
     struct row { std::wstring in; bool delimiter; std::wstring out; } rows[] = {
-        {L"", true, L""}, {L"\"\"", false, L"<cwd>"}, {L"\"C:\\a b\\c\" -x", false, L"C:\\a b\\c"},
-        {L"\"C:\\a\"b\" -x", false, L"C:\\a\"b"}, // cut at the last quote
-        {L"\"C:\\a", false, L"C:\\a"}, {L"\"\\x\"", false, L"C:\\x"}, // quotes go before the text is made absolute
-        {L"C:/a//b/../c/./", false, L"C:\\a\\c"}, {L"C:/a//b/../c/./", true, L"C:\\a\\c\\"},
-        {L"C:\\..\\x", false, L"C:\\x"}, {L"C:\\a\\b\\..\\..\\..\\c", false, L"C:\\c"},
+        {L"", true, L""}, {L"\"\"", false, L"<cwd>"}, {L"C:/a//b/../c/./", false, L"C:\\a\\c"},
+        {L"\"C:\\a b\"c\" -x", false, L"C:\\a b\"c"}, {L"\"C:\\a", false, L"C:\\a"}, // cut at the last quote, if any
+        {L"\"\\x\"", false, L"C:\\x"}, // quotes go before the text is made absolute
+        {L"C:\\a\\b\\..", false, L"C:\\a"}, {L"C:\\a\\b\\..\\..\\..\\c", false, L"C:\\c"},
         {L"C:\\a\\.\\..\\b", false, L"C:\\a\\b"}, // ".." runs before ".": the "." is what it removes
-        {L"C:\\a\\b\\..", false, L"C:\\a"}, {L"C:\\a\\\\..\\b", false, L"C:\\b"}, // doubles collapse first
+        {L"C:\\a\\\\..\\b", false, L"C:\\b"}, // doubles collapse first
         {L"C:\\a\\.\\.\\b\\.", false, L"C:\\a\\b"}, {L"C:\\a\\...\\b", false, L"C:\\a\\...\\b"},
         {L"\\\\\\\\server\\x", false, L"\\\\server\\x"}, {L"//server/x", false, L"\\\\server\\x"},
         {L"\\\\server\\..\\x", false, L"\\\\x"}, {L"\\\\..\\x", false, L"\\x"},
@@ -108,7 +107,7 @@ TEST_F(fsEntryNameTest, unreadableCurrentDirectoryLosesRelativeText) {
 }
 #endif
 
-TEST(fsEntryNameParts, getComponentsSplitsAnyTextAndSelectorsNest) {
+TEST(fsEntryNameParts, getComponentsSplitsAnyTextSelectorsNestAndRelativeNameTo) {
     struct row { std::wstring text; bool lastDot; std::wstring d, p, n, e; } rows[] = {
         {L"C:\\", true, L"C:", L"\\", L"", L""}, {L"c:\\x", true, L"C:", L"\\", L"x", L""},
         {L"C:\\a\\b.tar.gz", true, L"C:", L"\\a\\", L"b.tar", L"gz"},
@@ -140,28 +139,23 @@ TEST(fsEntryNameParts, getComponentsSplitsAnyTextAndSelectorsNest) {
     const int noDrive = F::noDrive, noExt = F::noExtension, first = F::firstDot, drive = F::withDrive,
               withPath = F::withPath, withName = F::withName, withExt = F::withExtension;
     struct selector { getter get; fsEntryName of; int parts; std::wstring out; } selectors[] = {
-        {name, n, 0, L"a.b.c"}, {name, n, noExt, L"a.b"}, {name, n, noExt | first, L"a"},
-        {name, n, noExt | withExt, L"a.b.c"}, {name, n, withExt | withName | noDrive, L"a.b.c"},
-        {name, n, withPath, L"\\d\\a.b.c"}, {name, n, drive, L"a.b.c"}, {name, n, drive | withPath, L"C:\\d\\a.b.c"},
-        {name, n, drive | withPath | noExt, L"C:\\d\\a.b"}, {name, plain, noExt | withExt, L"f"},
-        {name, dir, 0, L"dir.ext"}, {path, n, 0, L"C:\\d\\"}, {path, n, noDrive, L"\\d\\"},
-        {path, n, noDrive | drive, L"C:\\d\\"}, {path, n, withName, L"C:\\d\\a.b"},
-        {path, n, withName | first, L"C:\\d\\a"}, {path, n, withName | withExt, L"C:\\d\\a.b.c"},
-        {path, n, withExt | withPath | noExt, L"C:\\d\\"}, {path, plain, withName | withExt, L"C:\\d\\f"},
-        {ext, n, 0, L"c"}, {ext, n, first, L"b.c"}, {ext, n, withPath | drive, L"c"}, {ext, n, withName, L"a.b.c"},
-        {ext, n, withName | drive, L"a.b.c"}, {ext, n, withName | withPath, L"\\d\\a.b.c"},
-        {ext, n, withName | withPath | drive, L"C:\\d\\a.b.c"}, {ext, plain, withName, L"f"}, {ext, dir, 0, L"ext"},
-        {name, empty, drive | withPath, L""}, {path, empty, 0, L""}, {ext, empty, withName | withPath | drive, L""},
+        {name, n, 0, L"a.b.c"}, {name, n, noExt, L"a.b"}, {name, n, noExt | first, L"a"}, {path, empty, 0, L""},
+        {name, n, noExt | withExt, L"a.b.c"}, {name, n, withPath, L"\\d\\a.b.c"}, {name, n, drive, L"a.b.c"},
+        {name, n, drive | withPath, L"C:\\d\\a.b.c"}, {name, plain, noExt | withExt, L"f"}, {name, dir, 0, L"dir.ext"},
+        {path, n, 0, L"C:\\d\\"}, {path, n, noDrive, L"\\d\\"}, {path, n, noDrive | drive, L"C:\\d\\"},
+        {path, n, withName, L"C:\\d\\a.b"}, {path, n, withName | first, L"C:\\d\\a"},
+        {path, n, withName | withExt, L"C:\\d\\a.b.c"}, {path, n, withExt | withPath | noExt, L"C:\\d\\"},
+        {path, plain, withName | withExt, L"C:\\d\\f"}, {ext, n, 0, L"c"}, {ext, n, first, L"b.c"},
+        {ext, n, withPath | drive, L"c"}, {ext, n, withName, L"a.b.c"}, {ext, n, withName | drive, L"a.b.c"},
+        {ext, n, withName | withPath, L"\\d\\a.b.c"}, {ext, n, withName | withPath | drive, L"C:\\d\\a.b.c"},
+        {ext, plain, withName, L"f"}, {ext, dir, 0, L"ext"},
     };
     for (const auto& r : selectors)
         EXPECT_EQ((r.of.*r.get)(r.parts), r.out) << vxtest::show(r.of.text()) << " parts " << r.parts;
-}
-
-// relativeNameTo folds case, matches a plain prefix, and ends even where the parent never shrinks.
-TEST(fsEntryNameParts, relativeNameTo) {
+    // relativeNameTo folds case, matches a plain prefix, and ends even where the parent never shrinks.
     vxtest::scopedEnvironment grows("vxfs_grow", "%vxfs_grow%\\q\\r");
     const fsEntryName file = raw(L"C:\\A\\B\\File.TXT");
-    struct row { fsEntryName of, base; std::wstring out; } rows[] = {
+    struct relative { fsEntryName of, base; std::wstring out; } relatives[] = {
         {file, raw(L"c:\\a\\"), L".\\b\\file.txt"}, {file, raw(L"c:\\a\\c\\"), L"..\\b\\file.txt"},
         {file, raw(L"D:\\"), L"C:\\A\\B\\File.TXT"}, {file, raw(L""), L""},
         {file, raw(L"c:\\a"), L".\\\\b\\file.txt"}, {file, raw(L"C:\\A\\B\\File.TXT"), L".\\"},
@@ -172,11 +166,11 @@ TEST(fsEntryNameParts, relativeNameTo) {
         {raw(L"C:\\z"), raw(L"C:\\%vxfs_grow%\\y\\"), L""}, // the parent grows without end
         {raw(L""), raw(L"C:\\"), L""}, {raw(L""), raw(L""), L""},
     };
-    for (const auto& r : rows)
+    for (const auto& r : relatives)
         EXPECT_EQ(r.of.relativeNameTo(r.base), r.out) << vxtest::show(r.of.text() + L" from " + r.base.text());
 }
 
-TEST(fsEntryNameChange, appendingAndRemoving) {
+TEST(fsEntryNameRaw, appendingRemovingRelativePathsAndInvalidCharacters) {
     const auto apply = [](const std::wstring& text, auto change) {
         fsEntryName n = raw(text);
         change(n);
@@ -192,9 +186,7 @@ TEST(fsEntryNameChange, appendingAndRemoving) {
     // removeExtension appends to the stored text instead of replacing it.
     EXPECT_EQ(apply(L"C:\\a\\b.t.gz", remove(0)), L"C:\\a\\b.t.gzC:\\a\\b.t");
     EXPECT_EQ(apply(L"C:\\a\\b.t.gz", remove(F::firstDot)) + L"|" + apply(L"", remove(0)), L"C:\\a\\b.t.gzC:\\a\\b|");
-}
-
-TEST(fsEntryNameRaw, relativePathsAndInvalidCharacters) {
+    // The raw-text helpers.
     struct row { std::wstring text; bool relative; int levels; } rows[] = {
         {L"/", true, 0}, {L"", true, 0}, {L"a", true, 0}, {L"..\\..\\x", true, 2}, {L"a\\b\\c", true, 2},
         {L"a/b/", true, 1}, {L"a\\\\b\\\\", true, 2}, {L"//", false, -7}, {L"\\x", false, -7},

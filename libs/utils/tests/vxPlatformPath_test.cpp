@@ -23,11 +23,18 @@ std::wstring fromNative(const std::string& native) {
     return platform::posix::fromNativePath(native, windows) ? windows : L"<false>";
 }
 
-TEST(platformPath, driveTableFromVxDrivesAndWindowsFormToNative) {
+TEST(platformPath, driveTableFromVxDrivesSharesBelowVxUncRootAndWindowsFormToNative) {
     vxtest::tempDir dir;
-    const std::string data = dir / "data";
+    const std::string data = dir / "data", shares = dir / "unc";
+    dir.makeDirs("unc/srv/share/d");
     vxtest::scopedEnvironment drives("VX_DRIVES", nullptr);
+    drives.set("VX_UNC_ROOT", nullptr);
     EXPECT_EQ(platform::posix::driveLetters(), L"C");
+    errno = 0;
+    platform::fileStatus status;
+    EXPECT_TRUE(toNative(L"\\\\srv\\share\\f") == "<false>" && errno == ENOENT); // no share without VX_UNC_ROOT
+    EXPECT_FALSE(platform::statPath(L"\\\\srv\\share", status));
+    drives.set("VX_UNC_ROOT", shares);
     // Items that are malformed, relative or empty are ignored; a later item for a letter wins.
     drives.set("VX_DRIVES", "e=" + data + "/usb//;bogus;F=relative;G=;D=/x;D=" + data + "/;;");
     EXPECT_EQ(platform::posix::driveLetters(), L"CDE");
@@ -35,57 +42,39 @@ TEST(platformPath, driveTableFromVxDrivesAndWindowsFormToNative) {
     EXPECT_TRUE(platform::posix::driveRoot(L'd', root) && root == data);
     EXPECT_TRUE(platform::posix::driveRoot(L'E', root) && root == data + "/usb");
     EXPECT_FALSE(platform::posix::driveRoot(L'F', root));
-    // The longest root wins; roots end at a component boundary.
+    // The longest root wins; roots end at a component boundary. Below VX_UNC_ROOT a server and a share make a share.
     const std::pair<std::string, std::wstring> fromRows[] = {
         {data + "/usb/x/y", L"E:\\x\\y"}, {data + "/x", L"D:\\x"}, {data, L"D:\\"}, {data + "/usb", L"E:\\"},
         {data + "base/x", windowsForm(data + "base/x")}, {"/", L"C:\\"}, {"//a/./b/../c/", L"C:\\a\\c"},
         {"/../..", L"C:\\"}, {"relative/x", L"<false>"}, {"", L"<false>"},
+        {shares + "/srv/share/f", L"\\\\srv\\share\\f"}, {shares + "/srv/share", L"\\\\srv\\share"},
+        {shares + "/srv", windowsForm(shares + "/srv")},
     };
     for (const auto& row : fromRows)
         EXPECT_EQ(fromNative(row.first), row.second) << row.first;
-    // A change of the variable takes effect at the next call.
-    drives.set("VX_DRIVES", "C=" + data);
+    drives.set("VX_DRIVES", "C=" + data); // "C" too may be given another root
     EXPECT_EQ(fromNative("/etc") + L"|" + fromNative(data + "/a"), L"<false>|C:\\a");
-    EXPECT_EQ(toNative(L"C:\\..\\a"), data + "/a");
     dir.makeDirs("data/sub");
     drives.set("VX_DRIVES", "D=" + data);
     // Relative forms are read against the current directory, which is answered in Windows form.
     vxtest::scopedCurrentDirectory cd(data + "/sub");
     std::wstring current;
     EXPECT_TRUE(platform::currentDirectory(current) && current == L"D:\\sub" && platform::currentDriveLetter() == L'D');
-    // ".." stops at the drive's root; Q is no drive; no native name holds a lone surrogate or a null.
+    // ".." stops at the drive's root and at the share; Q is no drive; no native name holds a lone surrogate or a null.
     const std::pair<std::wstring, std::string> rows[] = {
         {L"D:\\sub\\x", data + "/sub/x"}, {L"d:/sub\\\\x\\", data + "/sub/x"}, {L"D:\\..\\..\\x", data + "/x"},
         {L"D:\\a\\.\\..\\b", data + "/b"}, {L"D:\\", data}, {L"\\\\?\\D:\\x", data + "/x"}, {L"C:\\", "/"},
         {L"Q:\\x", "<false>"}, {L"D:\\\xD800", "<false>"}, {L"D:\\\x110000", "<false>"}, {L"", "<false>"},
         {std::wstring(L"D:\\a\0b", 6), "<false>"}, {L"x\\y", data + "/sub/x/y"}, {L"..\\x", data + "/x"},
         {L"\\x", data + "/x"}, {L"D:x", data + "/sub/x"}, {L"C:x", "/x"}, {L"D:", data + "/sub"},
+        {L"\\\\srv\\share\\f", shares + "/srv/share/f"}, {L"//srv/share/../../f", shares + "/srv/share/f"},
+        {L"\\\\?\\UNC\\srv\\share", shares + "/srv/share"}, {L"\\\\srv", "<false>"}, {L"\\\\srv\\\\", "<false>"},
     };
     for (const auto& row : rows)
         EXPECT_EQ(toNative(row.first), row.second) << vxtest::show(row.first);
-}
-
-TEST(platformPath, shares) {
-    vxtest::tempDir dir;
-    const std::string shares = dir / "unc";
-    dir.makeDirs("unc/srv/share/d");
-    vxtest::scopedEnvironment uncRoot("VX_UNC_ROOT", nullptr);
-    errno = 0;
-    EXPECT_TRUE(toNative(L"\\\\srv\\share\\f") == "<false>" && errno == ENOENT);
-    platform::fileStatus status;
-    EXPECT_FALSE(platform::statPath(L"\\\\srv\\share", status));
-    uncRoot.set("VX_UNC_ROOT", shares);
-    EXPECT_EQ(toNative(L"\\\\srv\\share\\f"), shares + "/srv/share/f");
-    EXPECT_EQ(toNative(L"//srv/share/../../f"), shares + "/srv/share/f"); // ".." stops at the share
-    EXPECT_EQ(toNative(L"\\\\?\\UNC\\srv\\share"), shares + "/srv/share");
-    EXPECT_TRUE(toNative(L"\\\\srv") == "<false>" && toNative(L"\\\\srv\\\\") == "<false>");
     EXPECT_TRUE(platform::statPath(L"\\\\srv\\share\\d", status) && status.isDirectory);
-    EXPECT_EQ(fromNative(shares + "/srv/share/f") + L"|" + fromNative(shares + "/srv/share"),
-              L"\\\\srv\\share\\f|\\\\srv\\share");
-    EXPECT_EQ(fromNative(shares + "/srv"), windowsForm(shares + "/srv")); // no share named: a plain directory
     // A current directory on a share has no drive; "\x" is at the share's root.
-    vxtest::scopedCurrentDirectory cd(shares + "/srv/share/d");
-    std::wstring current;
+    vxtest::scopedCurrentDirectory onShare(shares + "/srv/share/d");
     EXPECT_TRUE(platform::currentDirectory(current) && current == L"\\\\srv\\share\\d" &&
                 platform::currentDriveLetter() == 0);
     EXPECT_EQ(toNative(L"\\x"), shares + "/srv/share/x");

@@ -67,7 +67,7 @@ TEST_F(fsEntryNameTest, setNameNormalisesInOrder) {
     EXPECT_TRUE(fsEntryName().empty() && fsEntryName(L"C:/x/").text() == L"C:\\x");
 }
 
-TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceJoinsAndAsksTheSystem) {
+TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceJoinsAndAsksTheSystemForTheCurrentDirectory) {
     vxtest::scopedEnvironment env;
     for (const auto& [name, value] : {std::pair<const char*, const char*>{"VXFS_A", "C:/v"}, {"VXFS_B", "D:\\w"},
                                       {"VXFS_Q", "\"C:\\q\" tail"}, {"VXFS_UNSET", nullptr}, {"VXFS", "C:\\wrong"}})
@@ -93,19 +93,15 @@ TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceJoinsAndAsksTheSystem) {
     vxtest::scopedEnvironment drives("VX_DRIVES", "T=" + mDir.path());
     EXPECT_EQ(set(L"\\x") + L"|" + set(L"y"), L"T:\\x|T:\\y");
     EXPECT_EQ(set(L".."), L"T:"); // ".." at the root of a drive disappears
-#endif
-}
-
-#ifndef _WIN32 // Windows does not remove a directory that is current
-TEST_F(fsEntryNameTest, unreadableCurrentDirectoryLosesRelativeText) {
+    // An unreadable current directory loses relative text (Windows does not remove a directory that is current).
     mDir.makeDirs("gone");
     ASSERT_EQ(::chdir((mDir / "gone").c_str()), 0);
     ASSERT_EQ(::rmdir((mDir / "gone").c_str()), 0);
     EXPECT_EQ(set(L"x") + set(L"\\x") + L"|" + set(L"C:\\x"), L"|C:\\x"); // no current drive either
     EXPECT_EQ(set(L"x", true), L"\\");
     EXPECT_THROW(raw(set(L"x", true)).name(), std::out_of_range);
-}
 #endif
+}
 
 TEST(fsEntryNameParts, getComponentsSplitsAnyTextSelectorsNestAndRelativeNameTo) {
     struct row { std::wstring text; bool lastDot; std::wstring d, p, n, e; } rows[] = {

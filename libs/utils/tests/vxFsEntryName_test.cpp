@@ -104,20 +104,18 @@ TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceJoinsAndAsksTheSystemForT
 }
 
 TEST(fsEntryNameParts, getComponentsSplitsAnyTextSelectorsNestAndRelativeNameTo) {
-    struct row { std::wstring text; bool lastDot; std::wstring d, p, n, e; } rows[] = {
-        {L"C:\\", true, L"C:", L"\\", L"", L""}, {L"c:\\x", true, L"C:", L"\\", L"x", L""},
-        {L"C:\\a\\b.tar.gz", true, L"C:", L"\\a\\", L"b.tar", L"gz"},
-        {L"C:\\a\\b.tar.gz", false, L"C:", L"\\a\\", L"b", L"tar.gz"},
-        {L"\\\\srv\\share\\x", true, L"\\\\srv", L"\\share\\", L"x", L""},
-        {L"\\\\srv", true, L"\\\\srv", L"\\", L"", L""}, {L"C:\\dir.ext\\", true, L"C:", L"\\", L"dir", L"ext"},
-        {L"C:\\a\\.hidden", true, L"C:", L"\\a\\", L"", L"hidden"}, {L"C:/a/b.c//", true, L"C:", L"/a\\", L"b", L"c"},
-        {L"C:x", true, L"C:", L"\\", L"", L""}, {L"ab", true, L"", L"\\", L"b", L""}, {L"", true, L"", L"", L"", L""},
-        {std::wstring(L"C:\\a\0b.t", 8), true, L"C:", L"\\", std::wstring(L"a\0b", 3), L"t"},
+    struct row { std::wstring text; bool lastDot; std::wstring parts; } rows[] = { // drive|path|name|extension
+        {L"C:\\", true, L"C:|\\||"}, {L"c:\\x", true, L"C:|\\|x|"}, {L"C:\\a\\b.tar.gz", true, L"C:|\\a\\|b.tar|gz"},
+        {L"C:\\a\\b.tar.gz", false, L"C:|\\a\\|b|tar.gz"}, {L"\\\\srv\\share\\x", true, L"\\\\srv|\\share\\|x|"},
+        {L"\\\\srv", true, L"\\\\srv|\\||"}, {L"C:\\dir.ext\\", true, L"C:|\\|dir|ext"},
+        {L"C:\\a\\.hidden", true, L"C:|\\a\\||hidden"}, {L"C:/a/b.c//", true, L"C:|/a\\|b|c"},
+        {L"C:x", true, L"C:|\\||"}, {L"ab", true, L"|\\|b|"}, {L"", true, L"|||"},
+        {std::wstring(L"C:\\a\0b.t", 8), true, std::wstring(L"C:|\\|a\0b|t", 10)},
     };
     for (const auto& r : rows) {
         string d = L"old", p = L"old", n = L"old", e = L"old";
         raw(r.text).getComponents(d, p, n, e, r.lastDot);
-        EXPECT_EQ(d + L"|" + p + L"|" + n + L"|" + e, r.d + L"|" + r.p + L"|" + r.n + L"|" + r.e) << r.text;
+        EXPECT_EQ(d + L"|" + p + L"|" + n + L"|" + e, r.parts) << r.text;
     }
     // One character is no name: the outputs are cleared, then the range error comes.
     for (const wchar_t* one : {L"x", L"\\", L":"}) {

@@ -58,16 +58,14 @@ TEST(fsEntry, constructionAssignmentPartsExistenceNativePathAndRemoteness) {
     EXPECT_EQ((plain = raw(L"C:\\other\\")).fullName(), L"C:\\other\\");
     EXPECT_EQ((d = raw(L"")).fullName(), L"");
     // getParts gives the drive upper-cased in the directory too.
-    const struct { const wchar_t *text, *drive, *dir, *name, *extension; } parts[] = {
-        {L"c:\\a\\b.c.txt", L"C:", L"C:\\a\\", L"b.c.txt", L"txt"},
-        {L"C:\\dir.ext\\", L"C:", L"C:\\", L"dir.ext", L"ext"},
-        {L"\\\\srv\\share\\f.log", L"\\\\srv", L"\\\\srv\\share\\", L"f.log", L"log"}, {L"", L"", L"", L"", L""}};
-    for (const auto& c : parts) {
+    const std::pair<const wchar_t*, const wchar_t*> parts[] = { // the text; drive|directory|name|extension
+        {L"c:\\a\\b.c.txt", L"C:|C:\\a\\|b.c.txt|txt"}, {L"C:\\dir.ext\\", L"C:|C:\\|dir.ext|ext"},
+        {L"\\\\srv\\share\\f.log", L"\\\\srv|\\\\srv\\share\\|f.log|log"}, {L"", L"|||"}};
+    for (const auto& [text, expected] : parts) {
         string drive = L"?", name = L"?", extension = L"?";
         vx::directory folder(L"C:\\previous");
-        entry(raw(c.text), L"", false).getParts(drive, folder, name, extension, true);
-        EXPECT_EQ(drive + L"|" + folder.fullName() + L"|" + name + L"|" + extension,
-                  string(c.drive) + L"|" + c.dir + L"|" + c.name + L"|" + c.extension);
+        entry(raw(text), L"", false).getParts(drive, folder, name, extension, true);
+        EXPECT_EQ(drive + L"|" + folder.fullName() + L"|" + name + L"|" + extension, expected);
     }
 #ifndef _WIN32
     const vxtest::tempDir dir;

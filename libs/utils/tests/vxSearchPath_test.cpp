@@ -71,14 +71,12 @@ TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderAndFindi
     EXPECT_TRUE(list.findFile(L"er\\target.txt", f, true) && f.fullName() == early + L"\\deep\\er\\target.txt");
     found = vx::directory(win("unchanged"));
     EXPECT_FALSE(list.findContainingDir(L"absent.txt", found, true) || found.fullName() != slash(win("unchanged")));
-    // findFiles skips hidden entries and keeps duplicates.
+    // findFiles skips hidden entries and keeps duplicates; the other entries of the path hold no files.
     const std::wstring tree = win("a");
     for (const char* name : {"a/one.txt", "a/.two.txt", "a/sub/three.txt", "a/.hiddenDir/four.txt", "a/sub/five.dat"})
         mRoot.makeFile(name);
-    vx::searchPath single;
-    single.appendDirectory(vx::directory(tree));
     std::vector<vx::file> out;
-    single.findFiles(L"*.txt", out, false), single.findFiles(L"*.txt", out, true);
+    path.findFiles(L"*.txt", out, false), path.findFiles(L"*.txt", out, true);
     EXPECT_EQ(listed(out), (names{tree + L"\\one.txt", tree + L"\\one.txt", tree + L"\\sub\\three.txt"}));
     // Collecting subdirectories is depth first and ends at links.
     const std::wstring top = dir("top");

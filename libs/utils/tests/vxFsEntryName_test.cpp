@@ -45,7 +45,11 @@ protected:
 
 } // namespace
 
-TEST_F(fsEntryNameTest, setNameNormalisesInOrder) {
+TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceNormalisesInOrderJoinsAndAsksTheSystem) {
+    vxtest::scopedEnvironment env;
+    for (const auto& [name, value] : {std::pair<const char*, const char*>{"VXFS_A", "C:/v"}, {"VXFS_B", "D:\\w"},
+                                      {"VXFS_Q", "\"C:\\q\" tail"}, {"VXFS_UNSET", nullptr}, {"VXFS", "C:\\wrong"}})
+        env.set(name, value);
     struct row { std::wstring in; bool delimiter; std::wstring out; } rows[] = {
         {L"", true, L""}, {L"\"\"", false, L"<cwd>"}, {L"C:/a//b/../c/./", false, L"C:\\a\\c"},
         {L"\"C:\\a b\"c\" -x", false, L"C:\\a b\"c"}, {L"\"C:\\a", false, L"C:\\a"}, // cut at the last quote, if any
@@ -60,27 +64,17 @@ TEST_F(fsEntryNameTest, setNameNormalisesInOrder) {
         {L"\\x", false, L"C:\\x"}, {L"x", false, L"<cwd>\\x"}, {L"C:x", false, L"C:x"},
         {L"C:", true, L"C:\\"}, {L"C:\\", false, L"C:"}, {L"c:\\A\\b", false, L"c:\\A\\b"},
         {std::wstring(L"C:\\a\0b\\..\\c\0d", 13), false, std::wstring(L"C:\\c\0d", 6)},
+        // The first reference to a variable is expanded, and every occurrence of it, before anything else.
+        {L"%VXFS_A%\\a", false, L"C:\\v\\a"}, {L"%VXFS_A%\\%VXFS_A%", false, L"C:\\v\\C:\\v"},
+        {L"%VXFS_A%\\%VXFS_B%", false, L"C:\\v\\%VXFS_B%"}, {L"%VXFS_Q%", false, L"C:\\q"},
+        {L"%VXFS_UNSET%\\a", false, L"<cwd>\\%VXFS_UNSET%\\a"}, {L"a%VXFS_A", false, L"<cwd>\\a%VXFS_A"},
+        {L"%%VXFS_A%", false, L"<cwd>\\%%VXFS_A%"}, {L"x%VXFS_B%y", false, L"<cwd>\\xD:\\wy"},
+        {std::wstring(L"%VXFS\0_A%", 9), false, std::wstring(L"<cwd>\\%VXFS\0_A%", 15)},
     };
     for (const auto& r : rows)
         EXPECT_EQ(set(r.in, r.delimiter), expand(r.out)) << r.in;
     EXPECT_EQ(set(L"..\\y"), mCwd.substr(0, mCwd.rfind(L'\\')) + L"\\y");
     EXPECT_TRUE(fsEntryName().empty() && fsEntryName(L"C:/x/").text() == L"C:\\x");
-}
-
-TEST_F(fsEntryNameTest, setNameExpandsTheFirstReferenceJoinsAndAsksTheSystemForTheCurrentDirectory) {
-    vxtest::scopedEnvironment env;
-    for (const auto& [name, value] : {std::pair<const char*, const char*>{"VXFS_A", "C:/v"}, {"VXFS_B", "D:\\w"},
-                                      {"VXFS_Q", "\"C:\\q\" tail"}, {"VXFS_UNSET", nullptr}, {"VXFS", "C:\\wrong"}})
-        env.set(name, value);
-    struct row { std::wstring in, out; } rows[] = {
-        {L"%VXFS_A%\\a", L"C:\\v\\a"}, {L"%VXFS_A%\\%VXFS_A%", L"C:\\v\\C:\\v"},
-        {L"%VXFS_A%\\%VXFS_B%", L"C:\\v\\%VXFS_B%"}, {L"%VXFS_Q%", L"C:\\q"},
-        {L"%VXFS_UNSET%\\a", L"<cwd>\\%VXFS_UNSET%\\a"}, {L"a%VXFS_A", L"<cwd>\\a%VXFS_A"},
-        {L"%%VXFS_A%", L"<cwd>\\%%VXFS_A%"}, {L"x%VXFS_B%y", L"<cwd>\\xD:\\wy"},
-        {std::wstring(L"%VXFS\0_A%", 9), std::wstring(L"<cwd>\\%VXFS\0_A%", 15)},
-    };
-    for (const auto& r : rows)
-        EXPECT_EQ(set(r.in), expand(r.out)) << r.in;
     // Joining: an empty directory drops the name.
     EXPECT_EQ(F(L"C:/a/", L"../b", true).text() + L"|" + F(L"C:\\a", L"", false).text(), L"C:\\b\\|C:\\a");
     EXPECT_EQ(F(L"x", L"y", false).text() + L"|" + F(L"", L"C:\\b", true).text(), expand(L"<cwd>\\x\\y|"));

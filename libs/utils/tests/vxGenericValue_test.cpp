@@ -28,8 +28,7 @@ TEST(GenericValueEmpty, EveryReadAnswersFalseAWriteMakesAValueHolderAndNdefConve
     const int* p = &i;
     EXPECT_FALSE(empty.get(i) || empty.get(s) || empty.get(n) || std::as_const(empty).getPtr(p) || empty.isNdef());
     EXPECT_TRUE(i == 7 && s == L"kept" && p == &i && empty.type() == typeid(void));
-    genericValue assigned(5);
-    EXPECT_TRUE((assigned = empty).isEmpty() && genericValue(empty).isEmpty());
+    EXPECT_TRUE((genericValue(5) = empty).isEmpty() && genericValue(empty).isEmpty());
     EXPECT_TRUE(empty.set(vx::string(L"x"), false) && empty.type() == typeid(vx::string) && !empty.isReference());
     EXPECT_EQ(read<vx::string>(empty), L"x");
     const genericValue none{ndef()};
@@ -120,7 +119,7 @@ TEST(GenericValueSharing, ReferencesAliasTheVariableValueCopiesAreDeepSharedHold
     EXPECT_TRUE(clone.set(11, false) && read<int>(original) == 10);
 }
 
-TEST(GenericValueHolders, ConstPtrHolderIsReadOnly) {
+TEST(GenericValueHolders, ConstPtrHolderIsReadOnlyAndAValueHolderWithoutValueAsserts) {
     const vx::string value = L"const";
     {
         constptrholder<vx::string> lender(&value);
@@ -147,22 +146,19 @@ TEST(GenericValueHolders, ConstPtrHolderIsReadOnly) {
     const genericValue source(5), text(vx::string(L"5"));
     EXPECT_TRUE(source.holderPtr()->assignTo(readOnly) && readOnly.assignFrom(*source.holderPtr()) && target == 0);
     EXPECT_FALSE(text.holderPtr()->assignTo(readOnly) || readOnly.assignFrom(*text.holderPtr()));
-}
-
-TEST(GenericValueHolders, ValueHolderWithoutValueAsserts) {
+    // A value holder without a value asserts on access.
     valueholder<int> none{vx::sharedPtr<int>()};
     EXPECT_EQ(vxtest::assertionSite(failedAssertion([&] { none.ptr(); })).rfind(L"m_p != nullptr @ ", 0), 0u);
     failedAssertion([&] { none.set(3); });
     // Cloning it gives another holder without value, without an assertion.
     vxtest::assertionCapture capture;
-    std::unique_ptr<holderbase> clone(none.clone());
-    EXPECT_TRUE(clone && clone->rawConstValue() == nullptr && capture.texts().empty());
+    std::unique_ptr<holderbase> empty(none.clone());
+    EXPECT_TRUE(empty && empty->rawConstValue() == nullptr && capture.texts().empty());
     // Conversions read and write nothing; the same type reads through constPtr and asserts.
-    genericValue value(vx::sharedPtr<holderbase>(none.clone()));
+    genericValue valueless(vx::sharedPtr<holderbase>(none.clone()));
     vx::string s = L"kept";
-    EXPECT_FALSE(value.get(s) || value.set(vx::string(L"1"), false) || s != L"kept");
-    int i = 0;
-    failedAssertion([&] { value.get(i); });
+    EXPECT_FALSE(valueless.get(s) || valueless.set(vx::string(L"1"), false) || s != L"kept");
+    failedAssertion([&] { valueless.get(target); });
 }
 
 // The instantiations the library carries: each column behaves as its kind.

@@ -132,7 +132,7 @@ TEST(String, FormatReplacesContentAndTakesStartedLists) {
     EXPECT_EQ(viaList(nullptr, L"%S/%c/%.1f", "n", L'w', 2.25), L"n/w/2.2");
 }
 
-TEST(String, MatchesAgreesWithAReferenceIsCaseSensitiveAndEndsAtNulls) {
+TEST(String, MatchesAgreesWithAReferenceEndsAtNullsAndSplitAtAndSubstrBetweenTakeApart) {
     const auto patterns = allWords(L"ab*?", 5);
     const auto texts = allWords(L"ab*", 5); // a '*' in the text is an ordinary character
     for (const auto& p : patterns)
@@ -143,9 +143,7 @@ TEST(String, MatchesAgreesWithAReferenceIsCaseSensitiveAndEndsAtNulls) {
     EXPECT_TRUE(string(L"ab\0cd", 5).matches(std::wstring(L"ab")));
     EXPECT_TRUE(string(L"ab").matches(std::wstring(L"a?\0x", 4)));
     EXPECT_FALSE(string(std::wstring(5000, L'a')).matches(L"*a*a*a*a*b"));
-}
-
-TEST(String, SplitAtAndSubstrBetween) {
+    // Taking apart: splitAt and substrBetween.
     using parts = std::vector<string>;
     const struct { const wchar_t* text; const wchar_t* separator; bool onlyFirst, result; parts expected; } cases[] = {
         {L"aXbXXc", L"X", false, true, {L"a", L"b", L"", L"c"}}, {L"aXbXXc", L"X", true, true, {L"a", L"bXXc"}},

@@ -230,7 +230,7 @@ TEST(NumberText, IntegersReadLikeScanfDoublesTakeBothSeparatorsAndTheUserSeparat
     });
     EXPECT_EQ(wrong.load(), 0);
     // Expressions as the user types them read, and format, with the user's separator.
-    // Whole numbers round half away from zero and wrap to 32 bits.
+    // Whole numbers round half away from zero and wrap to 32 bits; formatUiIntString writes them.
     const struct { const wchar_t* text; bool ok; double value; long whole; } expressions[] = {
         {L"2*3", true, 6, 6}, {L"1,5 + 1.5", true, 3, 3}, {L"1 000", false, 7, 99}, {L"1/0", false, 7, 99},
         {L"-2.5", true, -2.5, -3}, {L"7/2", true, 3.5, 4}, {L"2^31", true, 2147483648.0, INT_MIN},
@@ -238,8 +238,11 @@ TEST(NumberText, IntegersReadLikeScanfDoublesTakeBothSeparatorsAndTheUserSeparat
     for (const auto& r : expressions) {
         double value = 7;
         long whole = 99;
+        vx::string text = r.text;
         EXPECT_TRUE(vx::typeconvert::uiStringToDouble(value, r.text) == r.ok && value == r.value &&
                     vx::typeconvert::uiStringToInt(whole, r.text) == r.ok && whole == r.whole) << vxtest::show(r.text);
+        EXPECT_TRUE(vx::typeconvert::formatUiIntString(text) == r.ok &&
+                    text == (r.ok ? std::to_wstring(r.whole) : std::wstring(r.text))) << vxtest::show(text);
     }
     const vx::string sep = germanUserLocale ? L"," : L".";
     const struct { const wchar_t* text; int decimals; bool ok; vx::string expected; } formats[] = {
@@ -250,9 +253,6 @@ TEST(NumberText, IntegersReadLikeScanfDoublesTakeBothSeparatorsAndTheUserSeparat
         EXPECT_TRUE(vx::typeconvert::formatUiDoubleString(text, r.decimals) == r.ok && text == r.expected)
             << vxtest::show(r.text) << " gives " << vxtest::show(text);
     }
-    vx::string whole = L"7/2", bad = L"(";
-    EXPECT_TRUE(vx::typeconvert::formatUiIntString(whole) && whole == L"4");
-    EXPECT_FALSE(vx::typeconvert::formatUiIntString(bad) || bad != L"(");
     if (!germanUserLocale)
         GTEST_SKIP() << "no German locale can be built here";
     expectTexts({

@@ -41,7 +41,7 @@ TEST(GenericValueEmpty, EveryReadAnswersFalseAWriteMakesAValueHolderAndNdefConve
         EXPECT_FALSE(other.isNdef() || other.get(n));
 }
 
-TEST(GenericValueConstruction, OwnsACopyOfEachParameterType) {
+TEST(GenericValueConversion, OwnsACopyOfEachParameterTypeReadsConvertAndWritesKeepTheHolderType) {
     const std::pair<genericValue, vx::string> rows[] = {
         {genericValue(short(-12)), L"-12"}, {genericValue(2.5), L"2.5"}, {genericValue(true), L"1"},
         {genericValue(std::wstring(L"std")), L"std"}, {genericValue(static_cast<const wchar_t*>(nullptr)), L""}};
@@ -61,21 +61,18 @@ TEST(GenericValueConstruction, OwnsACopyOfEachParameterType) {
     const int* pi = nullptr;
     const long* pl = nullptr;
     EXPECT_TRUE(v.getPtr(pi) && *pi == 42 && !v.getPtr(pl) && pl == nullptr && none.getPtr(pi) && pi == nullptr);
-}
-
-TEST(GenericValueConversion, ReadsConvertAndWritesKeepTheHolderType) {
     // A read that fails leaves the target, except a range failure, which stores the limit.
     int untouched = 9;
     EXPECT_FALSE(genericValue(vx::string(L"abc")).get(untouched) || untouched != 9);
     EXPECT_EQ(read<short>(genericValue(40000), false), 32767);
-    genericValue v(10);
-    EXPECT_TRUE(!v.set(vx::string(L"x"), false) && read<int>(v) == 10 && v.set(3.9, false) && read<int>(v) == 3);
-    EXPECT_TRUE(v.set(L"44", false) && v.type() == typeid(int) && read<int>(v) == 44);
+    genericValue w(10);
+    EXPECT_TRUE(!w.set(vx::string(L"x"), false) && read<int>(w) == 10 && w.set(3.9, false) && read<int>(w) == 3);
+    EXPECT_TRUE(w.set(L"44", false) && w.type() == typeid(int) && read<int>(w) == 44);
     // A range failure in a write stores the limit; text outside the range of short leaves the value as it was.
     genericValue small(short(1));
     EXPECT_TRUE(!small.set(40000, false) && !small.set(vx::string(L"-40000"), false) && read<short>(small) == 32767);
     // A replacing write changes the holder; on a reference it lets the variable go.
-    EXPECT_TRUE(v.set(vx::string(L"x"), true) && read<vx::string>(v) == L"x");
+    EXPECT_TRUE(w.set(vx::string(L"x"), true) && read<vx::string>(w) == L"x");
     int x = 1;
     genericValue ref(&x);
     EXPECT_TRUE(ref.set(5, true) && !ref.isReference() && x == 1);

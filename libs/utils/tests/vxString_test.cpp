@@ -68,7 +68,7 @@ std::vector<std::wstring> allWords(const std::wstring& alphabet, std::size_t max
 } // namespace
 
 // The Windows wide format language.
-TEST(String, FormatConversionsAndTheCutAt1023Characters) {
+TEST(String, FormatConversionsTheCutAt1023CharactersAndStartedLists) {
     int untouched = -7;
     const wchar_t* noWide = nullptr;
     const char* noNarrow = nullptr;
@@ -114,9 +114,7 @@ TEST(String, FormatConversionsAndTheCutAt1023Characters) {
     for (const auto& c : cases)
         EXPECT_EQ(c.actual, c.expected);
     EXPECT_EQ(untouched, -7);
-}
-
-TEST(String, FormatReplacesContentAndTakesStartedLists) {
+    // format replaces the content; it takes started argument lists.
     string s(L"old");
     EXPECT_TRUE(&s.format(L"%d-%s", 1, L"x") == &s && s == L"1-x");
     EXPECT_EQ(s.format(nullptr), L"");

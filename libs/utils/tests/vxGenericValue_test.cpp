@@ -28,8 +28,7 @@ TEST(GenericValueEmpty, EveryReadAnswersFalseAWriteMakesAValueHolderAndNdefConve
     const int* p = &i;
     EXPECT_FALSE(empty.get(i) || empty.get(s) || empty.get(n) || std::as_const(empty).getPtr(p) || empty.isNdef());
     EXPECT_TRUE(i == 7 && s == L"kept" && p == &i && empty.type() == typeid(void));
-    genericValue assigned(5);
-    EXPECT_TRUE((assigned = empty).isEmpty() && genericValue(empty).isEmpty());
+    EXPECT_TRUE((genericValue(5) = empty).isEmpty() && genericValue(empty).isEmpty());
     EXPECT_TRUE(empty.set(vx::string(L"x"), false) && empty.type() == typeid(vx::string) && !empty.isReference());
     EXPECT_EQ(read<vx::string>(empty), L"x");
     const genericValue none{ndef()};
@@ -42,7 +41,7 @@ TEST(GenericValueEmpty, EveryReadAnswersFalseAWriteMakesAValueHolderAndNdefConve
         EXPECT_FALSE(other.isNdef() || other.get(n));
 }
 
-TEST(GenericValueConstruction, OwnsACopyOfEachParameterType) {
+TEST(GenericValueConversion, OwnsACopyOfEachParameterTypeReadsConvertAndWritesKeepTheHolderType) {
     const std::pair<genericValue, vx::string> rows[] = {
         {genericValue(short(-12)), L"-12"}, {genericValue(2.5), L"2.5"}, {genericValue(true), L"1"},
         {genericValue(std::wstring(L"std")), L"std"}, {genericValue(static_cast<const wchar_t*>(nullptr)), L""}};
@@ -62,21 +61,18 @@ TEST(GenericValueConstruction, OwnsACopyOfEachParameterType) {
     const int* pi = nullptr;
     const long* pl = nullptr;
     EXPECT_TRUE(v.getPtr(pi) && *pi == 42 && !v.getPtr(pl) && pl == nullptr && none.getPtr(pi) && pi == nullptr);
-}
-
-TEST(GenericValueConversion, ReadsConvertAndWritesKeepTheHolderType) {
     // A read that fails leaves the target, except a range failure, which stores the limit.
     int untouched = 9;
     EXPECT_FALSE(genericValue(vx::string(L"abc")).get(untouched) || untouched != 9);
     EXPECT_EQ(read<short>(genericValue(40000), false), 32767);
-    genericValue v(10);
-    EXPECT_TRUE(!v.set(vx::string(L"x"), false) && read<int>(v) == 10 && v.set(3.9, false) && read<int>(v) == 3);
-    EXPECT_TRUE(v.set(L"44", false) && v.type() == typeid(int) && read<int>(v) == 44);
+    genericValue w(10);
+    EXPECT_TRUE(!w.set(vx::string(L"x"), false) && read<int>(w) == 10 && w.set(3.9, false) && read<int>(w) == 3);
+    EXPECT_TRUE(w.set(L"44", false) && w.type() == typeid(int) && read<int>(w) == 44);
     // A range failure in a write stores the limit; text outside the range of short leaves the value as it was.
     genericValue small(short(1));
     EXPECT_TRUE(!small.set(40000, false) && !small.set(vx::string(L"-40000"), false) && read<short>(small) == 32767);
     // A replacing write changes the holder; on a reference it lets the variable go.
-    EXPECT_TRUE(v.set(vx::string(L"x"), true) && read<vx::string>(v) == L"x");
+    EXPECT_TRUE(w.set(vx::string(L"x"), true) && read<vx::string>(w) == L"x");
     int x = 1;
     genericValue ref(&x);
     EXPECT_TRUE(ref.set(5, true) && !ref.isReference() && x == 1);
@@ -120,7 +116,7 @@ TEST(GenericValueSharing, ReferencesAliasTheVariableValueCopiesAreDeepSharedHold
     EXPECT_TRUE(clone.set(11, false) && read<int>(original) == 10);
 }
 
-TEST(GenericValueHolders, ConstPtrHolderIsReadOnly) {
+TEST(GenericValueHolders, ConstPtrHolderIsReadOnlyAndAValueHolderWithoutValueAsserts) {
     const vx::string value = L"const";
     {
         constptrholder<vx::string> lender(&value);
@@ -147,22 +143,19 @@ TEST(GenericValueHolders, ConstPtrHolderIsReadOnly) {
     const genericValue source(5), text(vx::string(L"5"));
     EXPECT_TRUE(source.holderPtr()->assignTo(readOnly) && readOnly.assignFrom(*source.holderPtr()) && target == 0);
     EXPECT_FALSE(text.holderPtr()->assignTo(readOnly) || readOnly.assignFrom(*text.holderPtr()));
-}
-
-TEST(GenericValueHolders, ValueHolderWithoutValueAsserts) {
+    // A value holder without a value asserts on access.
     valueholder<int> none{vx::sharedPtr<int>()};
     EXPECT_EQ(vxtest::assertionSite(failedAssertion([&] { none.ptr(); })).rfind(L"m_p != nullptr @ ", 0), 0u);
     failedAssertion([&] { none.set(3); });
     // Cloning it gives another holder without value, without an assertion.
     vxtest::assertionCapture capture;
-    std::unique_ptr<holderbase> clone(none.clone());
-    EXPECT_TRUE(clone && clone->rawConstValue() == nullptr && capture.texts().empty());
+    std::unique_ptr<holderbase> empty(none.clone());
+    EXPECT_TRUE(empty && empty->rawConstValue() == nullptr && capture.texts().empty());
     // Conversions read and write nothing; the same type reads through constPtr and asserts.
-    genericValue value(vx::sharedPtr<holderbase>(none.clone()));
+    genericValue valueless(vx::sharedPtr<holderbase>(none.clone()));
     vx::string s = L"kept";
-    EXPECT_FALSE(value.get(s) || value.set(vx::string(L"1"), false) || s != L"kept");
-    int i = 0;
-    failedAssertion([&] { value.get(i); });
+    EXPECT_FALSE(valueless.get(s) || valueless.set(vx::string(L"1"), false) || s != L"kept");
+    failedAssertion([&] { valueless.get(target); });
 }
 
 // The instantiations the library carries: each column behaves as its kind.

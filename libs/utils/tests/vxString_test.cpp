@@ -67,25 +67,18 @@ std::vector<std::wstring> allWords(const std::wstring& alphabet, std::size_t max
 
 } // namespace
 
-TEST(String, ConstructionAndAssignmentFromNullDiffer) {
-    const wchar_t* none = nullptr;
-    string s(L"x");
-    s = none;
-    EXPECT_TRUE(string(none).empty() && string(none, 5).empty() && string::emptyString().empty() && s == L"x");
-    EXPECT_EQ(string(L'\0').size(), 1u);
-}
-
 // The Windows wide format language.
-TEST(String, FormatConversions) {
+TEST(String, FormatConversionsTheCutAt1023CharactersAndStartedLists) {
     int untouched = -7;
     const wchar_t* noWide = nullptr;
     const char* noNarrow = nullptr;
-    const struct { const wchar_t* expected; string actual; } cases[] = {
+    const std::string accents = string(std::wstring(2000, L'\u00e9')).getMBCS();
+    const std::wstring x2000(2000, L'x'), x1020(1020, L'x'), x1021(1021, L'x'), spaces(1023, L' '), zeros(1023, L'0');
+    const struct { std::wstring expected; string actual; } cases[] = {
         {L"5|  -42|42   |00042|+3| 3", string::sformat(L"%d|%5d|%-5d|%05d|%+d|% d", 5, -42, 42, 42, 3, 3)},
         {L"ff|0XFF|10|4294967295|1|1", string::sformat(L"%x|%#X|%o|%u|%hd|%hhu", 255, 255, 8, -1, 65537, 257)},
         // long crosses a format as 32 bits.
         {L"4294967295|-5|34567890", string::sformat(L"%lu|%ld|%lx", -1L, -5L, 0x1234567890L)},
-        {L"-9223372036854775808", string::sformat(L"%lld", LLONG_MIN)},
         {L"18446744073709551615|-1|7|-3|9",
          string::sformat(L"%I64u|%I64d|%I32d|%Id|%zu", UINT64_MAX, std::int64_t(-1), 7, std::ptrdiff_t(-3),
                          std::size_t(9))},
@@ -105,13 +98,23 @@ TEST(String, FormatConversions) {
         // Unknown conversions are copied and read nothing; so are a lone and an unfinished '%'.
         {L"%y%*k3|%d|100%", string::sformat(L"%y%*k%d|%%d|100%", 3)},
         {L"%5", string::sformat(L"%5")}, {L"ab", string::sformat(L"ab%cde", 0)}, {L"", string::sformat(nullptr)},
+        // At most 1023 characters come out, also when the cut falls in the middle of a conversion (padding, zeros,
+        // digits, a pointer); huge widths and precisions give the cut text.
+        {x1020 + L"xxx", string::sformat(L"%s", x2000.c_str())}, {x1020 + L"xxx", string(L"").format(x2000.c_str())},
+        {std::wstring(1023, L'\u00e9'), string::sformat(L"%S", accents.c_str())},
+        {x1020 + L"   ", string::sformat(L"%s%5d", x1020.c_str(), 42)},
+        {x1021 + L"00", string::sformat(L"%s%05d", x1021.c_str(), 42)},
+        {x1021 + L"12", string::sformat(L"%s%d", x1021.c_str(), 12345)},
+        {x1020 + L"ab ", string::sformat(L"%s%-6s|", x1020.c_str(), L"ab")},
+        {x1020 + L"000", string::sformat(L"%s%p", x1020.c_str(), nullptr)},
+        {spaces, string::sformat(L"%*d", 100000, 7)}, {L"7" + spaces.substr(1), string::sformat(L"%-*d", 100000, 7)},
+        {L"1." + zeros.substr(2), string::sformat(L"%.100000f", 1.0)}, {zeros, string::sformat(L"%.5000d", 7)},
+        {spaces, string::sformat(L"%99999999999s", L"a")}, {zeros, string::sformat(L"%099999999999d", 1)},
     };
     for (const auto& c : cases)
         EXPECT_EQ(c.actual, c.expected);
     EXPECT_EQ(untouched, -7);
-}
-
-TEST(String, FormatReplacesContentTakesStartedListsAndCutsAt1023Characters) {
+    // format replaces the content; it takes started argument lists.
     string s(L"old");
     EXPECT_TRUE(&s.format(L"%d-%s", 1, L"x") == &s && s == L"1-x");
     EXPECT_EQ(s.format(nullptr), L"");
@@ -124,27 +127,9 @@ TEST(String, FormatReplacesContentTakesStartedListsAndCutsAt1023Characters) {
     EXPECT_EQ(s.format(L"%s%s", s.c_str(), s.c_str()), L"<7><7>");
     EXPECT_TRUE(viaList(&s, L"%s=%d", L"a", 42) == L"a=42" && s == L"a=42");
     EXPECT_EQ(viaList(nullptr, L"%S/%c/%.1f", "n", L'w', 2.25), L"n/w/2.2");
-    // At most 1023 characters come out, also when the cut falls in the middle of a conversion (padding, zeros,
-    // digits, a pointer); huge widths and precisions give the cut text.
-    const std::string accents = string(std::wstring(2000, L'\u00e9')).getMBCS();
-    const std::wstring x2000(2000, L'x'), x1020(1020, L'x'), x1021(1021, L'x'), spaces(1023, L' '), zeros(1023, L'0');
-    const std::pair<string, std::wstring> cut[] = {
-        {string::sformat(L"%s", x2000.c_str()), x1020 + L"xxx"}, {string(L"").format(x2000.c_str()), x1020 + L"xxx"},
-        {string::sformat(L"%S", accents.c_str()), std::wstring(1023, L'\u00e9')},
-        {string::sformat(L"%s%5d", x1020.c_str(), 42), x1020 + L"   "},
-        {string::sformat(L"%s%05d", x1021.c_str(), 42), x1021 + L"00"},
-        {string::sformat(L"%s%d", x1021.c_str(), 12345), x1021 + L"12"},
-        {string::sformat(L"%s%-6s|", x1020.c_str(), L"ab"), x1020 + L"ab "},
-        {string::sformat(L"%s%p", x1020.c_str(), nullptr), x1020 + L"000"},
-        {string::sformat(L"%*d", 100000, 7), spaces}, {string::sformat(L"%-*d", 100000, 7), L"7" + spaces.substr(1)},
-        {string::sformat(L"%.100000f", 1.0), L"1." + zeros.substr(2)}, {string::sformat(L"%.5000d", 7), zeros},
-        {string::sformat(L"%99999999999s", L"a"), spaces}, {string::sformat(L"%099999999999d", 1), zeros},
-    };
-    for (const auto& [got, expected] : cut)
-        EXPECT_EQ(got, expected);
 }
 
-TEST(String, MatchesAgreesWithAReferenceIsCaseSensitiveAndEndsAtNulls) {
+TEST(String, MatchesAgreesWithAReferenceEndsAtNullsAndSplitAtAndSubstrBetweenTakeApart) {
     const auto patterns = allWords(L"ab*?", 5);
     const auto texts = allWords(L"ab*", 5); // a '*' in the text is an ordinary character
     for (const auto& p : patterns)
@@ -155,9 +140,7 @@ TEST(String, MatchesAgreesWithAReferenceIsCaseSensitiveAndEndsAtNulls) {
     EXPECT_TRUE(string(L"ab\0cd", 5).matches(std::wstring(L"ab")));
     EXPECT_TRUE(string(L"ab").matches(std::wstring(L"a?\0x", 4)));
     EXPECT_FALSE(string(std::wstring(5000, L'a')).matches(L"*a*a*a*a*b"));
-}
-
-TEST(String, SplitAtAndSubstrBetween) {
+    // Taking apart: splitAt and substrBetween.
     using parts = std::vector<string>;
     const struct { const wchar_t* text; const wchar_t* separator; bool onlyFirst, result; parts expected; } cases[] = {
         {L"aXbXXc", L"X", false, true, {L"a", L"b", L"", L"c"}}, {L"aXbXXc", L"X", true, true, {L"a", L"bXXc"}},
@@ -181,7 +164,9 @@ TEST(String, SplitAtAndSubstrBetween) {
         EXPECT_EQ(string(c.text).substrBetween(L';', c.index), c.expected) << c.text << L" #" << c.index;
 }
 
-TEST(String, RemovalAndReplacement) {
+// bitwiseXor: unit i with key unit i mod n; an empty key changes nothing; twice gives the text.
+TEST(String, RemovalReplacementAndXor) {
+    const std::wstring secret(L"Secret \u00e9\U0001F600"), key(L"k3y");
     const std::pair<string, const wchar_t*> rows[] = {
         // A text made only of the one character stays.
         {string(L"---").deleteLeading(L'-'), L"---"}, {string(L"---").deleteTrailing(L'-'), L"---"},
@@ -194,6 +179,8 @@ TEST(String, RemovalAndReplacement) {
         {string(L"a\0b\0", 4).deleteAll(L'\0'), L"ab"},  {string(L"aaa").replace(L"aa", L"a"), L"aa"},
         {string(L"abab").replace(L"ab", L""), L""},      {string(L"abc").replace(L"", L"x"), L"abc"},
         {string(L"a\0a", 3).replace(L'\0', L'-').replace(L'a', L'o'), L"o-o"},
+        {string(L"aaaa").bitwiseXor(string{L'\x01', L'\x02'}), L"`c`c"}, {string(L"abc").bitwiseXor(string()), L"abc"},
+        {string::bitwiseXor(string::bitwiseXor(secret, key), key), secret.c_str()},
     };
     for (const auto& [got, expected] : rows)
         EXPECT_EQ(got, expected);
@@ -203,14 +190,19 @@ TEST(String, RemovalAndReplacement) {
     EXPECT_EQ(s.replace(s, s + s), L"abab");
 }
 
-// Case mapping and fromMBCtoWC follow the C locale.
-TEST(String, CaseMappingIsEqualToAndFromMBCtoWC) {
-    string s(L"MiXeD 1-\u00df");
+// Construction from null gives the empty text, assignment from null changes nothing; case mapping and fromMBCtoWC
+// follow the C locale.
+TEST(String, NullTextCaseMappingIsEqualToAndFromMBCtoWC) {
+    const wchar_t* none = nullptr;
+    string s(L"x");
+    s = none;
+    EXPECT_TRUE(string(none).empty() && string(none, 5).empty() && string::emptyString().empty() && s == L"x");
+    EXPECT_EQ(string(L'\0').size(), 1u);
+    s = L"MiXeD 1-\u00df";
     EXPECT_EQ(s.lower() + L"|" + s.upper() + L"|" + s, L"mixed 1-\u00df|MIXED 1-\u00df|MiXeD 1-\u00df");
     EXPECT_TRUE(&s.toUpper() == &s && s == L"MIXED 1-\u00df");
     string::lowercase(s);
     EXPECT_EQ(s, L"mixed 1-\u00df");
-    const wchar_t* none = nullptr;
     EXPECT_FALSE(string(L"abc").isEqualTo(L"ABC", true) || string(L"abc").isEqualTo(string(L"ABC"), true));
     // A null pointer equals only the empty string.
     for (bool caseSensitive : {false, true})
@@ -235,20 +227,18 @@ TEST(String, CaseMappingIsEqualToAndFromMBCtoWC) {
 }
 
 TEST(String, MultiByteConversionsInvalidUtf8AndCharactersAtEveryPositionOfABlock) {
-    const string text(L"h\u00e9\u20ac\U0001F600");
-    EXPECT_EQ(string::getMBCS(text), "h\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
-    EXPECT_EQ(string::makeMBCS(text), text);
-    EXPECT_EQ(string(L"ab\0cd", 5).getMBCS(), "ab");
-    EXPECT_EQ(string::makeMBCS(std::wstring(L"ab\0cd", 5)), L"ab");
     // Units that are not characters become U+FFFD: lone surrogates (a low one before a high one),
-    // and where wchar_t has 32 bits a value above U+10FFFF.
+    // and where wchar_t has 32 bits a value above U+10FFFF. Both forms end at the first null.
     const string bad = sizeof(wchar_t) == 2 ? string{L'a', wchar_t(0xDFFF), wchar_t(0xD800), wchar_t(0xD800), L'b'}
                                             : string{L'a', wchar_t(0xD800), wchar_t(0xDFFF), wchar_t(0x110000), L'b'};
-    EXPECT_EQ(bad.getMBCS(), "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD" "b");
-    EXPECT_EQ(string::makeMBCS(bad), (string{L'a', R, R, R, L'b'}));
-    const std::wstring long2000(2000, L'\u00e9');
+    const std::wstring text(L"h\u00e9\u20ac\U0001F600"), nulls(L"ab\0cd", 5), long2000(2000, L'\u00e9');
+    const struct { std::wstring wide; std::string utf8; std::wstring back; } conversions[] = {
+        {text, "h\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", text}, {nulls, "ab", L"ab"},
+        {bad, "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD" "b", {L'a', R, R, R, L'b'}},
+        {long2000, string(long2000).getMBCS(), long2000}};
+    for (const auto& c : conversions)
+        EXPECT_TRUE(string::getMBCS(c.wide) == c.utf8 && string::makeMBCS(c.wide) == c.back) << c.utf8;
     EXPECT_EQ(string(long2000).getMBCS().size(), 4000u);
-    EXPECT_EQ(string::makeMBCS(long2000), long2000);
     const struct { const char* bytes; std::wstring expected; } cases[] = {
         {"\xE2\x82" "A", {R, L'A'}}, {"\xC0\x80", {R, R}}, {"\xF4\x90\x80\x80", {R, R, R, R}},
         {"\xED\xA0\x80", {R, R, R}}, {"x\xF0\x9F\x98", {L'x', R}}, {"\xFF\xC3\xA9", {R, L'\u00e9'}},
@@ -266,15 +256,6 @@ TEST(String, MultiByteConversionsInvalidUtf8AndCharactersAtEveryPositionOfABlock
         for (std::size_t before = 0; before < 20; ++before)
             ASSERT_EQ(string(wideAscii.substr(0, before) + wide + wideAscii.substr(before, 17)).getMBCS(),
                       ascii.substr(0, before) + utf8 + ascii.substr(before, 17)) << before;
-}
-
-// Unit i with key unit i mod n; an empty key changes nothing; twice gives the text.
-TEST(String, BitwiseXor) {
-    string s(L"aaaa");
-    EXPECT_TRUE(&s.bitwiseXor(string{L'\x01', L'\x02'}) == &s && s == L"`c`c");
-    EXPECT_EQ(string(L"abc").bitwiseXor(string()), L"abc");
-    const std::wstring text(L"Secret \u00e9\U0001F600"), key(L"k3y");
-    EXPECT_EQ(string::bitwiseXor(string::bitwiseXor(text, key), key), text);
 }
 
 // Names and keys compare through one case folding, the simple upper-case mapping, whatever the

@@ -230,17 +230,19 @@ TEST(NumberText, IntegersReadLikeScanfDoublesTakeBothSeparatorsAndTheUserSeparat
     });
     EXPECT_EQ(wrong.load(), 0);
     // Expressions as the user types them read, and format, with the user's separator.
-    for (const auto& [text, ok, expected] : {std::tuple<const wchar_t*, bool, double>{L"2*3", true, 6},
-                                              {L"1,5 + 1.5", true, 3}, {L"1 000", false, 7}, {L"1/0", false, 7}}) {
+    // Whole numbers round half away from zero and wrap to 32 bits; formatUiIntString writes them.
+    const struct { const wchar_t* text; bool ok; double value; long whole; } expressions[] = {
+        {L"2*3", true, 6, 6}, {L"1,5 + 1.5", true, 3, 3}, {L"1 000", false, 7, 99}, {L"1/0", false, 7, 99},
+        {L"-2.5", true, -2.5, -3}, {L"7/2", true, 3.5, 4}, {L"2^31", true, 2147483648.0, INT_MIN},
+        {L"2^32+5", true, 4294967301.0, 5}, {L"1e300", true, 1e300, -1}, {L"x", false, 7, 99}};
+    for (const auto& r : expressions) {
         double value = 7;
-        EXPECT_TRUE(vx::typeconvert::uiStringToDouble(value, text) == ok && value == expected) << text;
-    }
-    const struct { const wchar_t* text; bool ok; long value; } ints[] = {
-        {L"2.5", true, 3}, {L"-2.5", true, -3}, {L"7/2", true, 4}, {L"2^31", true, INT_MIN}, {L"2^32+5", true, 5},
-        {L"1e300", true, -1}, {L"x", false, 99}};
-    for (const auto& r : ints) {
-        long got = 99;
-        EXPECT_TRUE(vx::typeconvert::uiStringToInt(got, r.text) == r.ok && got == r.value) << vxtest::show(r.text);
+        long whole = 99;
+        vx::string text = r.text;
+        EXPECT_TRUE(vx::typeconvert::uiStringToDouble(value, r.text) == r.ok && value == r.value &&
+                    vx::typeconvert::uiStringToInt(whole, r.text) == r.ok && whole == r.whole) << vxtest::show(r.text);
+        EXPECT_TRUE(vx::typeconvert::formatUiIntString(text) == r.ok &&
+                    text == (r.ok ? std::to_wstring(r.whole) : std::wstring(r.text))) << vxtest::show(text);
     }
     const vx::string sep = germanUserLocale ? L"," : L".";
     const struct { const wchar_t* text; int decimals; bool ok; vx::string expected; } formats[] = {
@@ -251,9 +253,6 @@ TEST(NumberText, IntegersReadLikeScanfDoublesTakeBothSeparatorsAndTheUserSeparat
         EXPECT_TRUE(vx::typeconvert::formatUiDoubleString(text, r.decimals) == r.ok && text == r.expected)
             << vxtest::show(r.text) << " gives " << vxtest::show(text);
     }
-    vx::string whole = L"7/2", bad = L"(";
-    EXPECT_TRUE(vx::typeconvert::formatUiIntString(whole) && whole == L"4");
-    EXPECT_FALSE(vx::typeconvert::formatUiIntString(bad) || bad != L"(");
     if (!germanUserLocale)
         GTEST_SKIP() << "no German locale can be built here";
     expectTexts({
@@ -423,12 +422,11 @@ TEST(ValueTypeText, EveryPairRoundTripsAndTextThatDoesNotReadLeavesTheTarget) {
         reads<vx::rgbColor>(L"16711680", vx::rgbColor(0, 0, 255)), textFails<vx::rgbColor>(L"red"),
         textFails<vx::rgbColor>(L"99999999999"), textFails<vx::version>(L"1..2"), textFails<vx::guid>(L"not a guid"),
         reads<vx::guid>(L"0", vx::guid()), textFails(L"2024-02-29", d), textFails(L"x", vx::time(1, 2, 3, 4)),
-        textFails(L"a.b", vx::version(9, 9, 9, 9)), textFails(L"", vx::rgbColor(9, 9, 9))});
+        textFails(L"a.b", vx::version(9, 9, 9, 9)), textFails(L"", vx::rgbColor(9, 9, 9)),
+        textFails(L"", vx::directory(L"c:\\kept"))});
     vx::file keptFile(L"c:\\kept.txt");
-    vx::directory keptDir(L"c:\\kept");
-    const vx::string fileName = keptFile.fullName(), dirName = keptDir.fullName();
-    EXPECT_FALSE(dtconvert(keptFile, vx::string()) || dtconvert(keptDir, vx::string()) ||
-                 keptFile.fullName() != fileName || keptDir.fullName() != dirName);
+    const vx::string fileName = keptFile.fullName();
+    EXPECT_FALSE(dtconvert(keptFile, vx::string()) || keptFile.fullName() != fileName);
     // Between value types the way leads through text: a time's text reads as its hour; a guid's is no date.
     int hour = 0;
     vx::date target = d;

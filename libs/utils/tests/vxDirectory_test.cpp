@@ -206,11 +206,11 @@ TEST(directoryTree, createRemoveClearIsEmptyRenameAndReadOnlyFiles) {
     EXPECT_FALSE(directory(vx::string(L"\\\\server\\share\\x\\")).create(true));
     for (const char* f : {"hidden/.h", "file/f", "a/plain.txt"})
         root.makeFile(f);
-    root.addDirs({"sub/s", "none", "system"});
+    root.addDirs({"sub/s", "none", "system", "hiddenSub/.d"});
     makeSystemEntry(root, "system/fifo");
     // isEmpty overlooks hidden and system entries.
     for (const auto& [name, empty] : std::vector<std::pair<const char*, bool>>{
-             {"hidden", true}, {"system", true}, {"file", false}, {"sub", false}, {"none", true}, {"missing", true}})
+             {"hidden", true}, {"hiddenSub", true}, {"system", true}, {"file", false}, {"sub", false}, {"none", true}, {"missing", true}})
         EXPECT_EQ(root.dir(name).isEmpty(), empty) << name;
     // rename keeps the parent, and fails onto an existing directory, even an empty one.
     directory d = root.dir("file");

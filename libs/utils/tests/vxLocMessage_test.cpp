@@ -79,10 +79,9 @@ TEST(locMessageNamed, placeholderBoundsConversionsTheBufferAndTheTextsFirstConve
         {L"[Nx] [N]", L"v", L"[Nx] v"}, {L"[N in mm%4.1f]", L"3", L" 3.0"}, // the name must end; free text after it
         {L"[n]", L"v", L"[n]"}, {L"[N and more", L"v", L"[N and more"},     // case-sensitive; no closing bracket
         {L"[N and %d", L"7", L"[N and 7"},                                   // ... falls back to the %d
+        {L"Nothing [Other]", L"x", L"Nothing [Other]"},
     });
     EXPECT_EQ(filled(L"[A] [] [B]", L"v", L""), L"[A] v [B]");
-    locMessage m(L"Nothing [Other]");
-    EXPECT_TRUE(!m.insertParameter(L"x", L"N") && text(m) == L"Nothing [Other]");
     // printf conversions in a placeholder: the value text is read as the number asked for.
     expectAll({
         {L"[N%5.2f]", L"2", L" 2.00"}, {L"[N%e]", L"1.5", L"1.500000e+00"}, {L"[N%.3Lf]", L"2", L"2.000"},
@@ -117,7 +116,7 @@ TEST(locMessageNamed, placeholderBoundsConversionsTheBufferAndTheTextsFirstConve
     EXPECT_TRUE(!none.insertParameter(1, L"A") && text(none) == L"50%");
 }
 
-TEST(locMessageUnnamed, eachCallLooksForItsOwnNumber) {
+TEST(locMessageUnnamed, eachCallLooksForItsOwnNumberAndTheTypedOverloadsGiveTheirTexts) {
     locMessage m(L"$2 then $1");
     EXPECT_TRUE(m.insertParameter(L"a") && m.insertParameter(L"b") && text(m) == L"b then a");
     EXPECT_EQ(filled(L"$3 $12", L"x", nullptr) + L"|" + filled(L"$01", L"x", nullptr), L"$3 x2|x");
@@ -132,9 +131,6 @@ TEST(locMessageUnnamed, eachCallLooksForItsOwnNumber) {
     locMessage missed(L"$2");
     EXPECT_TRUE(!missed.insertParameter(L"a") && missed.insertParameter(L"b") && text(missed) == L"b");
     EXPECT_EQ(filled(L"$ %x", 255, nullptr), L"$ ff");
-}
-
-TEST(locMessageTyped, textsOfTheTypedOverloads) {
     EXPECT_EQ(filled(L"[V]", static_cast<short>(-3), L"V") + L"|" + filled(L"[V]", 123456, L"V"), L"-3|123456");
     EXPECT_EQ(filled(L"[V]", static_cast<long>(5000000000LL), L"V"), L"705032704"); // 32 bits wide
     EXPECT_EQ(filled(L"[V]", 2.5, L"V"), L"2.500000");
@@ -144,6 +140,6 @@ TEST(locMessageTyped, textsOfTheTypedOverloads) {
     EXPECT_EQ(filled(L"[V%x]", static_cast<short>(-1), L"V") + filled(L"[V%c]", false, L"V"), L"ffffffffF");
     locMessage self(L"<[A]>");
     EXPECT_TRUE(self.insertParameter(self, L"A") && text(self) == L"<<[A]>>");
-    locMessage m(L"x");
-    EXPECT_TRUE(m.appendEndline() && m.prependEndline() && text(m) == L"\nx\n");
+    locMessage line(L"x");
+    EXPECT_TRUE(line.appendEndline() && line.prependEndline() && text(line) == L"\nx\n");
 }

@@ -79,11 +79,10 @@ TEST(locStringId, persistentIdWithFilesFromListsLocalCopiesAndText) {
     EXPECT_EQ(copy.alternativeFiles()[0], locStringId(L"C", L"D", L"f1").alternativeFiles()[0]);
 }
 
-TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersInEntryOrder) {
+TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersInEntryOrderAndSerializes) {
     locString s(L"Msg_Unknown", L"E: Could not open [File] after [Tries] tries", L"missing.loc");
     setParams(s, L"C:\\a.txt", L"File", 3, L"Tries");
     EXPECT_EQ(text(s), L"Could not open C:\\a.txt after 3 tries");
-    EXPECT_EQ(std::wstring(s.string(L"de")), L"Could not open C:\\a.txt after 3 tries");
     EXPECT_EQ(text(locString(L"", L"Only [X]")) + text(locString()), L"Only [X]");
     vx::locMessage msg(L"unchanged");
     EXPECT_FALSE(vx::locManager::instance()->loadMessage(s.stringId(), msg, nullptr) ||
@@ -121,18 +120,12 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersIn
     EXPECT_EQ(text(fromLocal) + L"=" + persistentId(fromLocal.stringId()), L"value 4=Msg_L|W: value [V]|,f.loc");
     localLocString fromInterface(locStringId(L"Msg_N", L"n", L"g.loc"));
     EXPECT_EQ(persistentId(fromInterface.stringId()), L"Msg_N|n|,g.loc");
-    EXPECT_EQ(text(with(locString(L"Msg_T|Hello [Who]|,a.loc"), L"you", L"Who")), L"Hello you");
-    EXPECT_EQ(text(locString(L"plain text")), L"plain text");
-}
-
-TEST(locStringSerialize, parametersInOrderTextsAsTheyStandAndNestedStrings) {
     EXPECT_EQ(locString(L"A", L"B", L"f.loc").serialize(), L"<LocString><Id>A</Id><Default>B</Default></LocString>");
-    locString inner(L"I", L"inner");
-    locString s(L"Msg_<X>", L"a & b");
-    setParams(s, 5, L"N", 1.5, L"D", true, L"B", L"<v>", nullptr, &inner, L"P");
-    EXPECT_EQ(s.serialize(), L"<LocString><Id>Msg_<X></Id><Default>a & b</Default><Params>"
-                             L"<Param><Name>N</Name><Value>5</Value></Param><Param><Name>D</Name><Value>1.500000"
-                             L"</Value></Param><Param><Name>B</Name><Value>True</Value></Param><Param><Name></Name>"
-                             L"<Value><v></Value></Param><Param><Name>P</Name><Value><LocString><Id>I</Id>"
-                             L"<Default>inner</Default></LocString></Value></Param></Params></LocString>");
+    locString part(L"I", L"inner"), whole(L"Msg_<X>", L"a & b");
+    setParams(whole, 5, L"N", 1.5, L"D", true, L"B", L"<v>", nullptr, &part, L"P");
+    EXPECT_EQ(whole.serialize(), L"<LocString><Id>Msg_<X></Id><Default>a & b</Default><Params>"
+                                 L"<Param><Name>N</Name><Value>5</Value></Param><Param><Name>D</Name><Value>1.500000"
+                                 L"</Value></Param><Param><Name>B</Name><Value>True</Value></Param><Param><Name></Name>"
+                                 L"<Value><v></Value></Param><Param><Name>P</Name><Value><LocString><Id>I</Id>"
+                                 L"<Default>inner</Default></LocString></Value></Param></Params></LocString>");
 }

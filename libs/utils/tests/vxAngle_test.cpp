@@ -37,7 +37,7 @@ TEST(angle, normalisationKeepsBothBoundsAndWrapsBeyond) {
     EXPECT_EQ(angle::fromRadians(-angle::kPi).normIt().radians(), -angle::kPi);
 }
 
-TEST(angle, isEqualToIsStrictUnlikeDblEqAndOnlyTheInexactFormNormalises) {
+TEST(angle, isEqualToIsStrictAndOnlyTheInexactFormNormalisesIsBetweenFollowsTheArcCounterClockwise) {
     const angle one = angle::fromRadians(1.0), oneAndAHalf = angle::fromRadians(1.5);
     const struct { angle a, b; double tolerance; bool exact, equal; } cases[] = {
         {one, one, 0, true, false}, {one, one, 0, false, false}, {one, oneAndAHalf, 0.5, true, false},
@@ -46,16 +46,13 @@ TEST(angle, isEqualToIsStrictUnlikeDblEqAndOnlyTheInexactFormNormalises) {
         {angle::fromDegree(180), angle::fromDegree(-180), 1e-9, false, false}};
     for (const auto& c : cases)
         EXPECT_EQ(c.a.isEqualTo(c.b, c.tolerance, c.exact), c.equal) << c.a.degree() << " " << c.b.degree();
-}
-
-TEST(angle, isBetweenFollowsTheArcCounterClockwise) {
-    const struct { double degrees, from, to, tolerance; bool inside; } cases[] = {
+    const struct { double degrees, from, to, tolerance; bool inside; } arcs[] = {
         {0, 350, 10, 0, true}, {355, -10, 10, 0, true}, {180, 350, 10, 0, false}, {180, 10, 350, 0, true},
         {0, 10, 350, 0, false}, {10, 10, 350, 0, true}, {350, 10, 350, 0, true}, {730, 0, 20, 0, true},
         {-350, 0, 20, 0, true}, {45, 45, 45, 0, true}, {46, 45, 45, 0, false}, {9, 10, 20, 0, false},
         {9, 10, 20, 0.02, true}, {21, 10, 20, 0.02, true}, {15, 10, 20, -0.1, false}};
     const auto degrees = &angle::fromDegree;
-    for (const auto& c : cases)
+    for (const auto& c : arcs)
         EXPECT_EQ(degrees(c.degrees).isBetween(degrees(c.from), degrees(c.to), c.tolerance), c.inside)
             << c.degrees << " on " << c.from << ".." << c.to << " +- " << c.tolerance;
 }

@@ -3,6 +3,7 @@
 #include "testSupport.h"
 
 #include <cstring>
+#include <ctime>
 #include <set>
 
 using vx::guid;
@@ -31,7 +32,7 @@ void expectMadeInOrder(const std::vector<guid>& list) {
 
 } // namespace
 
-TEST(guid, zeroTextsTextFormAndInitialisation) {
+TEST(guid, textFormMalformedTextsInitialisationAndOrder) {
     // Lower-case out, either case in; the first three fields are numbers, the last eight bytes.
     guid g = parsed(L"01234567-89AB-CDEF-0123-456789ABCDEF"), other = g;
     EXPECT_TRUE(g.data1 == 0x01234567u && g.data2 == 0x89ab && g.data3 == 0xcdef && g.data4[0] == 0x01 &&
@@ -44,9 +45,6 @@ TEST(guid, zeroTextsTextFormAndInitialisation) {
     for (const wchar_t* text : {L"00000000-0001-0001-ffff-ffffffffffff", L"00000001-0000-0001-ffff-ffffffffffff",
                                 L"00000001-0001-0000-ffff-ffffffffffff"})
         EXPECT_FALSE(parsed(text).isInitialized()) << text;
-}
-
-TEST(guid, malformedTextThrowsFalseAndLeavesTheGuidOrderIsFieldByField) {
     const guid before = parsed(L"11111111-2222-3333-4444-555555555555");
     for (const wchar_t* text :
          {L"{01234567-89ab-cdef-0123-456789abcdef}", L"01234567-89ab-cdef-0123-456789abcde",
@@ -78,12 +76,9 @@ TEST(guid, createMakesTimeBasedGuidsThatGrowWithinOneTickAndAcrossThreadsAndChan
     b.create();
     EXPECT_TRUE(a.isInitialized() && a.data3 >> 12 == 1 && (a.data4[0] & 0xC0) == 0x80); // version 1, variant 10
     EXPECT_EQ(std::memcmp(a.data4 + 1, b.data4 + 1, 7), 0); // same clock sequence and node
-    EXPECT_EQ(parsed(a.toString().c_str()), a);
     // The time count is now: 100 ns steps since 15 October 1582.
     const auto unixSeconds = static_cast<std::int64_t>((timeCount(a) - 0x01B21DD213814000ULL) / 10000000);
-    const auto now = std::chrono::duration_cast<std::chrono::seconds>(
-                         std::chrono::system_clock::now().time_since_epoch()).count();
-    EXPECT_LE(std::abs(now - unixSeconds), 60);
+    EXPECT_LE(std::abs(static_cast<std::int64_t>(std::time(nullptr)) - unixSeconds), 60);
     // Each thread makes far more than one per 100 ns step and sees them grow; all are distinct.
     constexpr int kThreads = 4, kEach = 5000;
     std::vector<std::vector<guid>> perThread(kThreads, std::vector<guid>(kEach));

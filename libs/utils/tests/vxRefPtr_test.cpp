@@ -32,7 +32,7 @@ protected:
     void TearDown() override { EXPECT_EQ(node::alive, 0) << "leaked nodes"; }
 };
 
-TEST_F(RefPtrTest, CountingAndAssignmentOrder) {
+TEST_F(RefPtrTest, CountingAssignmentOrderNullAccessAndTheLockerThatIsNotRecursive) {
     struct probe : vx::refObj { int deleted = 0; void deleteThis() override { ++deleted; } } object;
     EXPECT_TRUE(object.addRef() == 1u && object.addRef() == 2u);
     probe copy(object); // a new object, owned by nobody
@@ -70,9 +70,6 @@ TEST_F(RefPtrTest, CountingAndAssignmentOrder) {
     p->child = new node(2);
     p = p->child;
     EXPECT_TRUE(node::deletes == 2 && p->value == 2 && p->getRefCount() == 1u);
-}
-
-TEST_F(RefPtrTest, NullAccessReportsTheHeaderLineAndTheLockerIsNotRecursive) {
     vx::refPtr<node> empty;
     vx::const_refPtr<node> constEmpty;
     EXPECT_EQ(assertionSite(failedAssertion([&] { (void)empty->value; })), L"m_p != NULL @ vxRefPtr.h:156");

@@ -82,7 +82,7 @@ TEST_F(locManagerTest, theSearchPathStartsBesideTheExecutableAndNullSettingsAreI
     EXPECT_EQ(manager().defaultSearchPath().size(), 1u);
 }
 
-TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichFileIsAsked) {
+TEST_F(locManagerTest, twoLanguagesInTwoFoldersWhichFileIsAskedAndTheOverlayOfTheIdOfWhenItWasOpened) {
     languageFiles(L"one.loc", {{"de/one.loc", "Msg_A eins\nMsg_Only nur deutsch\n"}, {"en/one.loc", "Msg_A one\n"},
                                {"de/two.loc", "Msg_A zwei\nMsg_B zwei b\n"}, {"plain.loc", "Msg_A plain\n"},
                                {"de/plain.loc", "Msg_A plain de\n"}});
@@ -113,9 +113,6 @@ TEST_F(locManagerTest, twoLanguagesInTwoFoldersFollowTheDefaultLanguageAndWhichF
     };
     for (const lookupCase& c : cases)
         EXPECT_EQ(text(c.message, c.language), c.expected) << c.what;
-}
-
-TEST_F(locManagerTest, overlaysAreNamedByTheIdAndComeWithTheIdOfWhenAFileIsOpened) {
     const struct { const wchar_t* file; const wchar_t* id; const wchar_t* overlay; } names[] = {
         {L"C:\\de\\vxDb.loc", L"site", L"C:\\de\\vxDb_site.loc"}, {L"C:\\a\\README", L"x", L"C:\\a\\README_x"},
         {L"C:\\lang\\app.v2.loc", L"x", L"C:\\lang\\app.v2_x.loc"}, {L"C:\\d.dir\\plain", L"x", L"C:\\d.dir\\plain_x"},

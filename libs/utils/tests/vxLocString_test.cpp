@@ -42,7 +42,7 @@ S with(S s, const P&... params) { return setParams(s, params...), s; }
 
 } // namespace
 
-TEST(locStringId, persistentIdWithFilesFromListsLocalCopiesAndText) {
+TEST(locString, persistentIdsTheDefaultTextWithTypedAndLocalisedParametersInEntryOrderAndTheSerializedForm) {
     const auto of = [](const auto&... args) { return persistentId(locStringId(args...)); };
     locStringId id(L"A", L"B", std::vector<const wchar_t*>{L"", nullptr, L"g"});
     id.addAlternativeFile(nullptr);
@@ -77,9 +77,6 @@ TEST(locStringId, persistentIdWithFilesFromListsLocalCopiesAndText) {
     locStringId copy = static_cast<const vx::iLocStringId&>(local).copy();
     EXPECT_EQ(persistentId(copy), L"A|B|,f1,f2");
     EXPECT_EQ(copy.alternativeFiles()[0], locStringId(L"C", L"D", L"f1").alternativeFiles()[0]);
-}
-
-TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersInEntryOrderAndSerializes) {
     locString s(L"Msg_Unknown", L"E: Could not open [File] after [Tries] tries", L"missing.loc");
     setParams(s, L"C:\\a.txt", L"File", 3, L"Tries");
     EXPECT_EQ(text(s), L"Could not open C:\\a.txt after 3 tries");
@@ -95,19 +92,19 @@ TEST(locStringResolve, unknownIdGivesTheDefaultWithTypedAndLocalisedParametersIn
     setParams(unnamed, L"first", nullptr, L"second", L"");
     EXPECT_EQ(text(typed) + L"|" + text(unnamed),
               L"-2 7 705032704 2.500000 False q text   2.00 007|second before first");
-    locString ordered = with(locString(L"Id", L"%d %d"), 1, L"A", 2, L"B"), copy(ordered);
+    locString ordered = with(locString(L"Id", L"%d %d"), 1, L"A", 2, L"B"), before(ordered);
     EXPECT_EQ(text(ordered), L"1 2");
     ordered.params().set(3, L"A"); // replaces, keeps the place
     // Every resolution starts from the default text, and copies are independent.
-    EXPECT_EQ(text(ordered) + L"|" + text(copy), L"3 2|1 2");
+    EXPECT_EQ(text(ordered) + L"|" + text(before), L"3 2|1 2");
     // Localised parameters are resolved too.
     locString inner = with(locString(L"Msg_Inner", L"inner [X]"), 5, L"X");
     locString outer(L"Msg_Outer", L"Outer: [Inner]!");
     outer.params().set(&inner, L"Inner");
     inner.params().set(6, L"X"); // the value was copied when it was set
     EXPECT_EQ(text(outer), L"Outer: inner 5!");
-    const localLocString local = with(localLocString(L"Msg_Local", L"local [Y]"), L'y', L"Y");
-    outer.params().set(&local, L"Inner");
+    const localLocString localInner = with(localLocString(L"Msg_Local", L"local [Y]"), L'y', L"Y");
+    outer.params().set(&localInner, L"Inner");
     EXPECT_EQ(text(outer), L"Outer: local y!");
     outer.params().set(static_cast<const vx::iLocString*>(nullptr), L"Inner");
     EXPECT_EQ(text(outer), L"Outer: !");

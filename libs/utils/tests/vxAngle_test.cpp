@@ -7,7 +7,7 @@
 
 using vx::angle;
 
-TEST(angle, unitsUseTheFixedFactorsComparisonTheStoredValueAndDivisionByZeroAsserts) {
+TEST(angle, unitsNormalisationThatKeepsBothBoundsStrictComparisonsAndTheArcCounterClockwise) {
     EXPECT_TRUE(angle::degreeToRadians() == 0.017453292519943295 && angle::radiansToDegree() == 57.29577951308232);
     EXPECT_TRUE(angle::fromDegree(180).radians() == angle::kPi && angle::fromRadians(angle::kPi).degree() == 180.0);
     EXPECT_TRUE(angle() == angle::kZero && angle::kZero.radians() == 0.0);
@@ -18,9 +18,6 @@ TEST(angle, unitsUseTheFixedFactorsComparisonTheStoredValueAndDivisionByZeroAsse
     EXPECT_EQ(a.radians(), angle::fromDegree(90).radians() / 2);
     vxtest::failedAssertion([&] { a /= 0.0; });
     EXPECT_EQ(a.radians(), angle::fromDegree(90).radians() / 2);
-}
-
-TEST(angle, normalisationKeepsBothBoundsAndWrapsBeyond) {
     const struct { double degrees, minusPiToPi, zeroToTwoPi; } cases[] = {
         {180, 180, 180}, {-180, -180, 180}, {190, -170, 190}, {-190, 170, 170}, {540, 180, 180},
         {-540, -180, 180}, {360, 0, 0}, {-90, -90, 270}, {720.5, 0.5, 0.5}, {0, 0, 0}, {-1e-15, -1e-15, 0}};
@@ -35,16 +32,13 @@ TEST(angle, normalisationKeepsBothBoundsAndWrapsBeyond) {
     }
     EXPECT_TRUE(vx::dblEq(angle::fromDegree(190).normIt().degree(), -170, 1e-9));
     EXPECT_EQ(angle::fromRadians(-angle::kPi).normIt().radians(), -angle::kPi);
-}
-
-TEST(angle, isEqualToIsStrictAndOnlyTheInexactFormNormalisesIsBetweenFollowsTheArcCounterClockwise) {
     const angle one = angle::fromRadians(1.0), oneAndAHalf = angle::fromRadians(1.5);
-    const struct { angle a, b; double tolerance; bool exact, equal; } cases[] = {
+    const struct { angle a, b; double tolerance; bool exact, equal; } equalities[] = {
         {one, one, 0, true, false}, {one, one, 0, false, false}, {one, oneAndAHalf, 0.5, true, false},
         {one, oneAndAHalf, 0.50001, true, true}, {angle::fromDegree(370), angle::fromDegree(10), 1e-9, false, true},
         {angle::fromDegree(370), angle::fromDegree(10), 1e-9, true, false},
         {angle::fromDegree(180), angle::fromDegree(-180), 1e-9, false, false}};
-    for (const auto& c : cases)
+    for (const auto& c : equalities)
         EXPECT_EQ(c.a.isEqualTo(c.b, c.tolerance, c.exact), c.equal) << c.a.degree() << " " << c.b.degree();
     const struct { double degrees, from, to, tolerance; bool inside; } arcs[] = {
         {0, 350, 10, 0, true}, {355, -10, 10, 0, true}, {180, 350, 10, 0, false}, {180, 10, 350, 0, true},

@@ -6,15 +6,12 @@
 #include <cmath>
 #include <limits>
 
-TEST(dblEq, toleranceIsInclusive) {
-    const struct { double a, b, tolerance; bool equal; } cases[] = {
+TEST(math, dblEqToleranceIsInclusiveRoundHalvesAwayFromZeroCutOffGoesTowardsZeroAndUnitconvBySizes) {
+    const struct { double a, b, tolerance; bool equal; } comparisons[] = {
         {1, 1, 0, true}, {1.0, 1.5, 0.5, true}, {1.0, 1.5, 0.49, false}, {-2.0, 2.0, 4.0, true},
         {1.0, 1.0, -0.1, false}, {std::nan(""), std::nan(""), 1e300, false}};
-    for (const auto& c : cases)
+    for (const auto& c : comparisons)
         EXPECT_EQ(vx::dblEq(c.a, c.b, c.tolerance), c.equal) << c.a << " " << c.b << " " << c.tolerance;
-}
-
-TEST(rounding, roundHalvesAwayFromZeroAndCutOffGoesTowardsZeroInDecimalInEveryFormUnitconvBySizes) {
     const struct { double value; int decimals; double rounded, cut; } cases[] = {
         {1.005, 2, 1.01, 1}, {-1.005, 2, -1.01, -1}, {2.675, 2, 2.68, 2.67}, {0.285, 2, 0.29, 0.28},
         {0.5, 0, 1, 0}, {2.5, 0, 3, 2}, {-2.5, 0, -3, -2}, {0.49, 0, 0, 0}, {1.45, 1, 1.5, 1.4},

@@ -32,7 +32,7 @@ protected:
     void TearDown() override { EXPECT_EQ(node::alive, 0) << "leaked nodes"; }
 };
 
-TEST_F(RefPtrTest, CountingAssignmentOrderNullAccessAndTheLockerThatIsNotRecursive) {
+TEST_F(RefPtrTest, CountingAssignmentOrderNullAccessTheLockerThatIsNotRecursiveAndConcurrentCopies) {
     struct probe : vx::refObj { int deleted = 0; void deleteThis() override { ++deleted; } } object;
     EXPECT_TRUE(object.addRef() == 1u && object.addRef() == 2u);
     probe copy(object); // a new object, owned by nobody
@@ -78,9 +78,6 @@ TEST_F(RefPtrTest, CountingAssignmentOrderNullAccessAndTheLockerThatIsNotRecursi
     EXPECT_EQ(assertionSite(failedAssertion([&] { (void)(*constEmpty).value; })), L"m_p != NULL @ vxRefPtr.h:348");
     vxtest::expectNonRecursiveLock<vx::referencePtrLocker>(L"referencePtrLocker", [] {},
                                                            [] { vx::referencePtrLocker guard; });
-}
-
-TEST_F(RefPtrTest, CountsStayExactUnderConcurrentCopies) {
     const vx::refPtr<node> shared(new node(5));
     std::atomic<bool> stop{false};
     std::atomic<int> bad{0};
@@ -101,6 +98,7 @@ TEST_F(RefPtrTest, CountsStayExactUnderConcurrentCopies) {
     watcher.join();
     EXPECT_TRUE(bad == 0 && shared->getRefCount() == 1u);
     constexpr int kObjects = 3000, kThreads = 4;
+    node::deletes = 0;
     std::vector<vx::refPtr<node>> objects;
     for (int i = 0; i < kObjects; ++i)
         objects.emplace_back(new node(i));

@@ -7,7 +7,7 @@
 
 using vx::scString;
 
-TEST(scString, equalTextsShareOneCopyEvenWhenThreadsInternAtOnceEqualHashesStayApartAndTheEmptyTextIsNull) {
+TEST(scString, equalTextsShareOneCopyEvenAcrossThreadsEqualHashesStayApartTheEmptyTextIsNullAllServeAsKeys) {
     vx::string text = L"Length";
     const scString a = scString::createFrom(text);
     EXPECT_EQ(&a.string(), &scString::createFrom(L"Length").string());

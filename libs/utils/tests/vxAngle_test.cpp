@@ -13,11 +13,11 @@ TEST(angle, unitsNormalisationThatKeepsBothBoundsStrictComparisonsAndTheArcCount
     EXPECT_TRUE(angle() == angle::kZero && angle::kZero.radians() == 0.0);
     EXPECT_TRUE(angle::fromDegree(10) < angle::fromDegree(20));
     EXPECT_FALSE(angle::fromDegree(360) == angle::fromDegree(0)); // by stored value
-    angle a = angle::fromDegree(90);
-    a /= 2;
-    EXPECT_EQ(a.radians(), angle::fromDegree(90).radians() / 2);
-    vxtest::failedAssertion([&] { a /= 0.0; });
-    EXPECT_EQ(a.radians(), angle::fromDegree(90).radians() / 2);
+    angle half = angle::fromDegree(90);
+    half /= 2;
+    EXPECT_EQ(half.radians(), angle::fromDegree(90).radians() / 2);
+    vxtest::failedAssertion([&] { half /= 0.0; });
+    EXPECT_EQ(half.radians(), angle::fromDegree(90).radians() / 2);
     const struct { double degrees, minusPiToPi, zeroToTwoPi; } cases[] = {
         {180, 180, 180}, {-180, -180, 180}, {190, -170, 190}, {-190, 170, 170}, {540, 180, 180},
         {-540, -180, 180}, {360, 0, 0}, {-90, -90, 270}, {720.5, 0.5, 0.5}, {0, 0, 0}, {-1e-15, -1e-15, 0}};

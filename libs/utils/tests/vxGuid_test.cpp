@@ -53,9 +53,9 @@ TEST(guid, textFormOrderAndTimeBasedGuidsThatGrowWithinOneTickAndAcrossThreadsWi
           L" 1234567-89ab-cdef-0123-456789abcdef", L"01234567-89ab-cdef-0123-456789abcde ",
           L"0x234567-89ab-cdef-0123-456789abcdef", L"00", L" 0", L"-"}) {
         SCOPED_TRACE(vx::string(text).getMBCS());
-        guid g = before;
-        vxtest::failedAssertion([&] { g.fromString(text); }, 0); // throws false, presents nothing
-        EXPECT_EQ(g, before);
+        guid kept = before;
+        vxtest::failedAssertion([&] { kept.fromString(text); }, 0); // throws false, presents nothing
+        EXPECT_EQ(kept, before);
     }
     // Ordered field by field, as unsigned numbers.
     const std::vector<const wchar_t*> ascending{
@@ -82,8 +82,8 @@ TEST(guid, textFormOrderAndTimeBasedGuidsThatGrowWithinOneTickAndAcrossThreadsWi
     std::vector<guid> inOrder;
     std::mutex order;
     vxtest::runThreads(kThreads, [&](int t) {
-        for (guid& g : perThread[t])
-            g.create();
+        for (guid& made : perThread[t])
+            made.create();
         for (int i = 0; i < 200; ++i) { // creation order across threads, made visible by a lock
             std::lock_guard<std::mutex> lock(order);
             inOrder.emplace_back().create();
@@ -99,10 +99,10 @@ TEST(guid, textFormOrderAndTimeBasedGuidsThatGrowWithinOneTickAndAcrossThreadsWi
 #if !defined(_WIN32)
     // A forked child has the same node: a shared clock sequence could make equal guids from equal time counts.
     EXPECT_EQ(vxtest::inRestrictedChild(0, false, [&](std::string& errors) {
-        guid g;
-        g.create();
-        vxtest::check(errors, std::memcmp(g.data4 + 2, a.data4 + 2, 6) == 0, "another node");
-        vxtest::check(errors, std::memcmp(g.data4, a.data4, 2) != 0, "the same clock sequence");
+        guid inChild;
+        inChild.create();
+        vxtest::check(errors, std::memcmp(inChild.data4 + 2, a.data4 + 2, 6) == 0, "another node");
+        vxtest::check(errors, std::memcmp(inChild.data4, a.data4, 2) != 0, "the same clock sequence");
     }), "");
 #endif
 }

@@ -87,8 +87,8 @@ TEST_F(RefPtrTest, CountingAssignmentOrderNullAccessTheLockerThatIsNotRecursiveA
     });
     vxtest::runThreads(4, [&](int) {
         for (int i = 0; i < 20000; ++i) {
-            vx::refPtr<node> copy(shared);
-            vx::const_refPtr<node> constant(copy);
+            vx::refPtr<node> mine(shared);
+            vx::const_refPtr<node> constant(mine);
             bad += constant->value != 5;
             shared->addRef();
             shared->release();

@@ -18,7 +18,7 @@ protected:
     void TearDown() override { EXPECT_EQ(item::alive, 0) << "leaked items"; }
 };
 
-TEST_F(AutoPtrTest, OwnsAloneMovesResetsAndDetaches) {
+TEST_F(AutoPtrTest, OwnsAloneMovesResetsDetachesAndReportsNullAccess) {
     vx::autoPtr<item> a(new item(1)), c(new item(2));
     vx::autoPtr<item> b(std::move(a));
     EXPECT_TRUE(a.isNull() && (*b).value == 1);
@@ -37,10 +37,7 @@ TEST_F(AutoPtrTest, OwnsAloneMovesResetsAndDetaches) {
     delete second;
     c.reset(new item(3));
     c.reset();
-}
-
-// The text names the header, and the line it names there is the one that reports.
-TEST_F(AutoPtrTest, NullAccessReportsAndThrowsFalse) {
+    // The text names the header, and the line it names there is the one that reports.
     vx::autoPtr<item> empty;
     for (bool arrow : {true, false}) {
         const std::wstring text = vxtest::failedAssertion([&] { (void)(arrow ? empty->value : (*empty).value); });

@@ -34,15 +34,8 @@ TEST(exceptionChain, causesAreFlattenedCopiesThatOutliveTheCause) {
     vx::exception e(vx::locString(L"Outer", L"outer"), cause);
     delete cause;
     EXPECT_EQ(nested(e, true), ids{L"Error reading file C:\\in.txt"});
-    try {
-        throw vx::writeFileException(L"out.dat", &e);
-    } catch (const vx::exception& caught) {
-        const vx::exception copy(caught);
-        EXPECT_TRUE(textOf(copy) == L"Error writing file out.dat" && nested(copy) == (ids{L"Outer", L"Msg_EReadFile"}));
-    }
-    vxtest::failedAssertion([] {
-        try { VX_ASSERT(1 == 2); } catch (const vx::exception&) { ADD_FAILURE() << "caught as vx::exception"; }
-    });
+    const vx::exception copy(vx::writeFileException(L"out.dat", &e)); // the base part alone
+    EXPECT_TRUE(textOf(copy) == L"Error writing file out.dat" && nested(copy) == (ids{L"Outer", L"Msg_EReadFile"}));
 }
 
 TEST(exceptionClasses, fileExceptionsNameTheFileAndUnexpectedErrorsCutTheirDetailsAt511Characters) {

@@ -52,60 +52,50 @@ void expectCases(const wchar_t* id, const std::vector<formatCase>& cases) {
 
 } // namespace
 
-TEST(locFileFormat, linesKeysValuesCommentsAndContinuations) {
+// Whole texts in each encoding are read in the test of reading in blocks.
+TEST(locFileFormat, linesKeysValuesCommentsContinuationsLongLinesAndEncodings) {
+    // 1023 characters fill the buffer; the rest of the line arrives as a line of its own.
+    const std::string split = "Key " + std::string(1019, 'x') + " Tail rest ; note\nAfter y\n";
+    const std::string fits = "Key " + std::string(1017, 'x') + "y\nNext z\n"; // 1022 and the line feed
+    // Characters, not bytes, count: 1019 two-byte characters fill the buffer as well.
+    const std::string wide = "Key " + utf8(std::wstring(1019, L'\u00E9')) + " Tail rest\n";
+    const std::string utf16 = "\xFF\xFE" + vxtest::utf16le(L"A x") + std::string("\x00\xD8", 2) + // unpaired surrogate
+                              vxtest::utf16le(L"y\nB z") + "\x41";                               // odd last byte
     expectCases(L"Key", {
         {"comment behind", "Key Text ; note\n", L"Text"}, {"two ;", "Key a;b;c\n", L"a;b"},
         {"quoted ;", "Key \"Text ; note\"\n", L"Text ; note"}, {"only a comment", "Key ;\n", L""},
         {"last quote ends", "Key \"a \"b\" c\" ; x\n", L"a \"b\" c"},
         {"unclosed quote", "Key \"open text\n", L"open text"}, {"quote inside", "Key say \"hi\"\n", L"say \"hi\""},
-        {"blanks, tabs", "  \tKey \t  Text\there \t\r\n", L"Text here"}, {"tab", "Key\tText\n", L"Text"},
+        {"blanks, tabs, CR LF", "  \tKey \t  Text\there \t\r\n", L"Text here"},
         {"\\n", "Key Line1\\n\\nLine2\n", L"Line1\n\nLine2"}, {"\\ before \\n", "Key a\\\\nb\n", L"a\\\nb"},
         {"first wins", "Key first\nKey second\n", L"first"}, {"key case", "Key Text\n", absent, L"key"},
         {"no blank", "Key\n", absent}, {"; in key", "Ke;y Text\n", absent, L"Ke;y"},
-        {"comment line", ";Key Text\n", absent, L";Key"}, {"CR LF", "A one\r\nB two\r\n", L"two", L"B"},
-        {"no last end", "A one\nB two", L"two", L"B"}, {"id trimmed", "Key Text\n", L"Text", L" \tKey \t\r\n"},
-        {"null id", "Key Text\n", absent, nullptr}, {"null ends line", std::string("Key Te\0xt\nB two\n", 16), L"Te"},
+        {"comment line", ";Key Text\n", absent, L";Key"}, {"no last end", "A one\nB two", L"two", L"B"},
+        {"id trimmed", "Key Text\n", L"Text", L" \tKey \t\r\n"}, {"null id", "Key Text\n", absent, nullptr},
+        {"null ends line", std::string("Key Te\0xt\nB two\n", 16), L"Te"},
         {"include entry", "#include other.loc ; x\n", L"other.loc", L"#include"},
         {"severity prefix", "Key E: Broken\n", L"Broken"},
         // Continued lines join their value parts.
-        {"joined", "Key abc\\\ndef\n", L"abcdef"}, {"quoted blank", "Key \"abc \"\\\n   \"def\" ; note\n", L"abc def"},
+        {"quoted blank", "Key \"abc \"\\\n   \"def\" ; note\n", L"abc def"},
         {"next part's ;", "Key a \\\nb ; note\n", L"ab"}, {"first part's ;", "Key a ; note \\\nb\n", L"ab"},
         {"value on next line", "Key \\\n    Long text\n", L"Long text"},
         {"three lines", "Key a\\\nb\\\nc\nNext x\n", L"abc"}, {"at the end", "Key a\\", L"a"},
         {"line after", "Key a\\\nb\nNext x\n", L"x", L"Next"}, {"empty lines", "Key a\\\n\n\t\nb\n", L"ab"},
         {"next line whole", "Key a\\\nOther text\n", absent, L"Other"}, {"\\n after join", "Key a\\\\\nnb\n", L"a\nb"},
         {"comment line ends", "; note \\\nKey x\n", L"x"},
-    });
-}
-
-TEST(locFileFormat, longLinesArriveInPiecesOf1023Characters) {
-    // 1023 characters fill the buffer; the rest of the line arrives as a line of its own.
-    const std::string split = "Key " + std::string(1019, 'x') + " Tail rest ; note\nAfter y\n";
-    const std::string fits = "Key " + std::string(1017, 'x') + "y\nNext z\n"; // 1022 and the line feed
-    // Characters, not bytes, count: 1019 two-byte characters fill the buffer as well.
-    const std::string wide = "Key " + utf8(std::wstring(1019, L'\u00E9')) + " Tail rest\n";
-    expectCases(L"Key", {
         {"split", split, std::wstring(1019, L'x')}, {"split, the rest", split, L"rest", L"Tail"},
         {"split, the next line", split, L"y", L"After"}, {"fits", fits, std::wstring(1017, L'x') + L"y"},
         {"fits, the next line", fits, L"z", L"Next"}, {"wide", wide, std::wstring(1019, L'\u00E9')},
-        {"wide, the rest", wide, L"rest", L"Tail"},
         {"huge", "Key " + std::string(200000, 'q'), std::wstring(1019, L'q')},
-    });
-}
-
-// Whole texts in each encoding are read in the test of reading in blocks.
-TEST(locFileEncoding, byteOrderMarkDecidesAndBrokenTextBecomesReplacementCharacters) {
-    const std::string utf16 = "\xFF\xFE" + vxtest::utf16le(L"A x") + std::string("\x00\xD8", 2) + // unpaired surrogate
-                              vxtest::utf16le(L"y\nB z") + "\x41";                               // odd last byte
-    expectCases(L"A", {
-        {"UTF-16LE, unpaired surrogate", utf16, L"x\uFFFDy"}, {"UTF-16LE, odd last byte", utf16, L"z\uFFFD", L"B"},
-        {"invalid UTF-8 without a mark", "A \xC3(\xFF\n", L"\uFFFD(\uFFFD"},
+        // The byte order mark decides; broken text becomes replacement characters.
+        {"UTF-16LE, unpaired surrogate", utf16, L"x\uFFFDy", L"A"}, {"UTF-16LE, odd byte", utf16, L"z\uFFFD", L"B"},
+        {"invalid UTF-8 without a mark", "Key \xC3(\xFF\n", L"\uFFFD(\uFFFD"},
         // A big-endian mark is no mark: its bytes are no UTF-8 and become part of the first key.
-        {"big-endian mark", "\xFE\xFF" "A x\n", absent}, {"in the key", "\xFE\xFF" "A x\n", L"x", L"\uFFFD\uFFFDA"},
+        {"big-endian mark", "\xFE\xFFKey x\n", absent}, {"in the key", "\xFE\xFFKey x\n", L"x", L"\uFFFD\uFFFDKey"},
     });
 }
 
-TEST(locFileAlias, aliasesFollowAndCyclesEnd) {
+TEST(locFileResolve, aliasesFollowAndCyclesEndCommandsReplaceAfterAllEntriesInFileOrder) {
     std::string chain; // a very long one
     for (int i = 0; i < 100000; ++i)
         chain += "K" + std::to_string(i) + " $$K" + std::to_string(i + 1) + "\n";
@@ -115,11 +105,6 @@ TEST(locFileAlias, aliasesFollowAndCyclesEnd) {
         {"later cycle", "A $$B\nB $$C\nC $$B\n", L"$$B"}, {"long chain", chain + "K100000 End\n", L"End", L"K0"},
         {"no target", "A $$Nowhere\n", absent}, {"empty target", "A $$\n", absent},
         {"quoted alias", "A \"$$B\"\nB Text\n", L"Text"}, {"single $", "A $B\nB Text\n", L"$B"},
-    });
-}
-
-TEST(locFileCommands, replaceAfterAllEntriesInFileOrder) {
-    expectCases(L"A", {
         {"every text", "A foo bar\n;;cmd(replace:::foo:::baz)\nB more foo\n", L"more baz", L"B"},
         {"before entries", ";;cmd(replace:::foo:::baz)\nA foo foo\n", L"baz baz"},
         {"unknown verb", ";;cmd(delete:::foo:::baz)\nA foo\n", L"foo"},
@@ -137,7 +122,7 @@ TEST(locFileCommands, replaceAfterAllEntriesInFileOrder) {
     });
 }
 
-TEST(locFileInclude, nestedIncludesThreeDeepAreReadAgainWhenTouched) {
+TEST(locFileInclude, nestedIncludesAreReadAgainWhenTouchedNamesCountCyclesEndAndNestingStopsAtTheMaximumDepth) {
     tempDir dir;
     const std::wstring top = dir.write("top.loc", "Top t\nShared top\n#include sub/middle.loc ; note\n");
     dir.write("sub/middle.loc", "Middle m\n#include ..\\deep\\Deeper.LOC\n");
@@ -152,26 +137,6 @@ TEST(locFileInclude, nestedIncludesThreeDeepAreReadAgainWhenTouched) {
     rewrite(dir, "sub/middle.loc", "Middle new\n#include ../top.loc\n");
     EXPECT_TRUE(lookUp(f, L"Middle") == L"new" && lookUp(f, L"Nowhere") == absent);
     EXPECT_TRUE(f.includes().size() == 1u && f.includes()[0].includes().empty());
-}
-
-TEST(locFileInclude, cyclesEndAndMissingFilesAreSkipped) {
-    tempDir dir;
-    const std::wstring a = dir.write("a.loc", "A a\n#include missing.loc\n#include B.loc\n#include a.loc\nX $$Y\n");
-    dir.write("b.loc", "B b\n#include A.LOC\n#include c.loc\nY $$X\n");
-    dir.write("c.loc", "C c\n#include b.loc\n#include a.loc\n");
-    const locFile f(a.c_str());
-    // Aliases that point at each other across files: each file follows its own.
-    EXPECT_TRUE(lookUp(f, L"C") == L"c" && lookUp(f, L"Nowhere") == absent && lookUp(f, L"X") == absent);
-    // The first file is met in its own scan: b.loc does not include it again.
-    EXPECT_TRUE(f.includes().size() == 1u && f.includes()[0].includes().size() == 1u &&
-                f.includes()[0].includes()[0].includes().empty());
-    // Asked on its own, b.loc includes a.loc, which does not include b.loc again.
-    const locFile b(dir.windowsForm("b.loc").c_str());
-    EXPECT_TRUE(lookUp(b, L"A") == L"a" && lookUp(b, L"Nowhere") == absent);
-}
-
-TEST(locFileInclude, includeNamesAndWhatCounts) {
-    tempDir dir;
     dir.write("x.loc", "X x\n");
     dir.write("y.loc", "Y y\n");
 #ifndef _WIN32 // Windows has no unreadable mode: there the file is missing
@@ -179,18 +144,38 @@ TEST(locFileInclude, includeNamesAndWhatCounts) {
 #endif
     fs::create_directories(dir / "folder.loc");
     // Cut with the comment, not readable, a folder, no name, no '#', joins, met already.
-    const locFile f(dir.write("main.loc", "; #include y.loc\n#include locked.loc\n#include folder.loc\n#include\n"
-                                          "include x.loc\n  #include x.loc ; again\n#include X.LOC\n").c_str());
-    EXPECT_EQ(lookUp(f, L"X"), L"x");
-    EXPECT_TRUE(lookUp(f, L"Y") == absent && lookUp(f, L"L") == absent && f.includes().size() == 1u);
+    const locFile names(dir.write("main.loc", "; #include y.loc\n#include locked.loc\n#include folder.loc\n#include\n"
+                                              "include x.loc\n  #include x.loc ; again\n#include X.LOC\n").c_str());
+    EXPECT_EQ(lookUp(names, L"X"), L"x");
+    EXPECT_TRUE(lookUp(names, L"Y") == absent && lookUp(names, L"L") == absent && names.includes().size() == 1u);
     // Eight characters go from the first character of the line that is one of the letters of
     // "#include": here "Key in#in" goes (eight from the "e" on), and "clude y.loc" is the name.
     dir.write("clude y.loc", "N n\n");
     const locFile odd(dir.write("odd.loc", "Key in#include y.loc\n").c_str());
     EXPECT_TRUE(lookUp(odd, L"N") == L"n" && lookUp(odd, L"Y") == absent);
+
+    // Cycles end, and missing files are skipped.
+    const std::wstring a = dir.write("a.loc", "A a\n#include missing.loc\n#include B.loc\n#include a.loc\nX $$Y\n");
+    dir.write("b.loc", "B b\n#include A.LOC\n#include c.loc\nY $$X\n");
+    dir.write("c.loc", "C c\n#include b.loc\n#include a.loc\n");
+    const locFile cycle(a.c_str());
+    // Aliases that point at each other across files: each file follows its own.
+    EXPECT_TRUE(lookUp(cycle, L"C") == L"c" && lookUp(cycle, L"Nowhere") == absent && lookUp(cycle, L"X") == absent);
+    // The first file is met in its own scan: b.loc does not include it again.
+    EXPECT_TRUE(cycle.includes().size() == 1u && cycle.includes()[0].includes().size() == 1u &&
+                cycle.includes()[0].includes()[0].includes().empty());
+    // Asked on its own, b.loc includes a.loc, which does not include b.loc again.
+    const locFile b(dir.windowsForm("b.loc").c_str());
+    EXPECT_TRUE(lookUp(b, L"A") == L"a" && lookUp(b, L"Nowhere") == absent);
+    for (int i = 0; i < static_cast<int>(locFile::kMaxIncludeDepth) + 10; ++i)
+        dir.write("f" + std::to_string(i) + ".loc",
+                  "K" + std::to_string(i) + " v\n#include f" + std::to_string(i + 1) + ".loc\n");
+    const locFile deepest(dir.windowsForm("f0.loc").c_str());
+    EXPECT_EQ(lookUp(deepest, (L"K" + std::to_wstring(locFile::kMaxIncludeDepth - 1)).c_str()), L"v");
+    EXPECT_EQ(lookUp(deepest, (L"K" + std::to_wstring(locFile::kMaxIncludeDepth)).c_str()), absent);
 }
 
-TEST(locFileOverlay, mergedOverEntriesThenItsCommandsAndNoticedWhenChanged) {
+TEST(locFileFreshness, theOverlayMergesOverEntriesAndATouchedFileOrOverlayIsReadAnew) {
     tempDir dir;
     locFile f(
         dir.write("app.loc", "Title Velmora Draw\nKeep unchanged\nSwap old\n;;cmd(replace:::Draw:::Sketch)\n").c_str());
@@ -222,21 +207,18 @@ TEST(locFileOverlay, mergedOverEntriesThenItsCommandsAndNoticedWhenChanged) {
     gone.setOverlay(vx::file(dir.write("gone_x.loc", "Key overlay\n")));
     EXPECT_EQ(lookUp(gone, L"Key"), absent);
     EXPECT_EQ(lookUp(gone, L"Key"), L"overlay");
-}
-
-TEST(locFileFreshness, aTouchedFileIsReadAnewAndCopiesCheckTheirFileToo) {
-    tempDir dir;
-    const locFile f(dir.write("app.loc", "Key first\nGone soon\n").c_str());
-    EXPECT_EQ(lookUp(f, L"Key"), L"first");
-    const locFile copy(f);
-    rewrite(dir, "app.loc", "Key second\n", 0); // the same time: nothing is read
-    EXPECT_EQ(lookUp(f, L"Key"), L"first");
-    rewrite(dir, "app.loc", "Key second\n", 1); // another time: read anew, the old entries gone
-    EXPECT_TRUE(lookUp(f, L"Key") == L"second" && lookUp(f, L"Gone") == absent);
-    fs::remove(dir / "app.loc");
-    EXPECT_TRUE(lookUp(f, L"Key") == absent && lookUp(copy, L"Key") == absent);
-    dir.write("app.loc", "Key third\n");
-    EXPECT_EQ(lookUp(f, L"Key"), L"third");
+    // A touched file is read anew, and copies check their file too.
+    const locFile fresh(dir.write("fresh.loc", "Key first\nGone soon\n").c_str());
+    EXPECT_EQ(lookUp(fresh, L"Key"), L"first");
+    const locFile copy(fresh);
+    rewrite(dir, "fresh.loc", "Key second\n", 0); // the same time: nothing is read
+    EXPECT_EQ(lookUp(fresh, L"Key"), L"first");
+    rewrite(dir, "fresh.loc", "Key second\n", 1); // another time: read anew, the old entries gone
+    EXPECT_TRUE(lookUp(fresh, L"Key") == L"second" && lookUp(fresh, L"Gone") == absent);
+    fs::remove(dir / "fresh.loc");
+    EXPECT_TRUE(lookUp(fresh, L"Key") == absent && lookUp(copy, L"Key") == absent);
+    dir.write("fresh.loc", "Key third\n");
+    EXPECT_EQ(lookUp(fresh, L"Key"), L"third");
     // An empty map is never fresh: read at every lookup, whatever the time.
     locFile empty(dir.write("empty.loc", "; nothing yet\n").c_str());
     EXPECT_EQ(lookUp(empty, L"Key"), absent);
@@ -248,13 +230,11 @@ TEST(locFileFreshness, aTouchedFileIsReadAnewAndCopiesCheckTheirFileToo) {
     const std::wstring b = dir.write("b.loc", "Key b\n");
     empty = vx::file(b);
     locFile joined(dir.windowsForm("").c_str(), L"b.loc");
-    EXPECT_EQ(std::wstring(joined.fullName()), b);
-    locFile moved(std::move(joined)), assigned;
-    assigned = moved;
-    EXPECT_TRUE(lookUp(empty, L"Key") == L"b" && lookUp(moved, L"Key") == L"b" && lookUp(assigned, L"Key") == L"b");
+    const locFile moved(std::move(joined));
+    EXPECT_TRUE(lookUp(empty, L"Key") == L"b" && lookUp(moved, L"Key") == L"b");
 }
 
-TEST(locFileBounds, commandsThatMultiplyTheTextsFailTheLoad) {
+TEST(locFileBounds, textsGrownByCommandsOrJoinedPastTheirLimitFailTheLoad) {
     tempDir dir;
     // Each command makes every "a" four: within the limit once, far beyond it ten times over.
     std::string tenTimes = "A aaaa\n";
@@ -273,16 +253,20 @@ TEST(locFileBounds, commandsThatMultiplyTheTextsFailTheLoad) {
     overlaid.setOverlay(vx::file(dir.write("over.loc", tenTimes)));
     EXPECT_EQ(lookUp(overlaid, L"A"), absent);
     EXPECT_EQ(std::wstring(overlaid.loadError()).rfind(dir.windowsForm("over.loc") + L"(12): ", 0), 0u);
-}
-
-TEST(locFileBounds, includesNestAtMostTheMaximumDepth) {
-    tempDir dir;
-    for (int i = 0; i < static_cast<int>(locFile::kMaxIncludeDepth) + 10; ++i)
-        dir.write("f" + std::to_string(i) + ".loc",
-                  "K" + std::to_string(i) + " v\n#include f" + std::to_string(i + 1) + ".loc\n");
-    const locFile top(dir.windowsForm("f0.loc").c_str());
-    EXPECT_EQ(lookUp(top, (L"K" + std::to_wstring(locFile::kMaxIncludeDepth - 1)).c_str()), L"v");
-    EXPECT_EQ(lookUp(top, (L"K" + std::to_wstring(locFile::kMaxIncludeDepth)).c_str()), absent);
+    // A text joined from continued lines may reach its limit, not pass it: the line that passes it
+    // is named, and nothing more of the file is read.
+    const std::size_t whole = locFile::kMaxMessageLength / 1000; // lines of 1000, and 576 more make the limit
+    std::string content = "M ";
+    for (std::size_t i = 0; i < whole; ++i)
+        content += std::string(1000, 'y') + "\\\n";
+    const locFile fits(dir.write("fits.loc", content + std::string(576, 'y') + "\n").c_str());
+    EXPECT_EQ(lookUp(fits, L"M"), std::wstring(locFile::kMaxMessageLength, L'y'));
+    const std::wstring longName = dir.write("long.loc", content + std::string(577, 'y') + "\nN n\n");
+    const locFile f(longName.c_str());
+    EXPECT_TRUE(lookUp(f, L"M") == absent && lookUp(f, L"N") == absent);
+    EXPECT_EQ(std::wstring(f.loadError()), longName + L"(" + std::to_wstring(whole + 1) +
+                                               L"): the text of M would be longer than " +
+                                               std::to_wstring(locFile::kMaxMessageLength) + L" characters");
 }
 
 #ifndef _WIN32 // links and FIFOs made by hand
@@ -323,22 +307,4 @@ TEST(locFileBounds, aFileReadInBlocksGivesTheTextOfTheWhole) {
         EXPECT_EQ(wrong, 0) << bytes.substr(0, 3);
         EXPECT_EQ(lookUp(f, L"Long"), std::wstring(1018, L'x')) << bytes.substr(0, 3);
     }
-}
-
-// A text joined from continued lines may reach the limit, not pass it: the line that passes it
-// is named, and nothing more of the file is read.
-TEST(locFileBounds, aContinuedTextLongerThanTheLimitFailsTheLoad) {
-    tempDir dir;
-    const std::size_t whole = locFile::kMaxMessageLength / 1000; // lines of 1000, and 576 more make the limit
-    std::string content = "M ";
-    for (std::size_t i = 0; i < whole; ++i)
-        content += std::string(1000, 'y') + "\\\n";
-    const locFile fits(dir.write("fits.loc", content + std::string(576, 'y') + "\n").c_str());
-    EXPECT_EQ(lookUp(fits, L"M"), std::wstring(locFile::kMaxMessageLength, L'y'));
-    const std::wstring name = dir.write("long.loc", content + std::string(577, 'y') + "\nN n\n");
-    const locFile f(name.c_str());
-    EXPECT_TRUE(lookUp(f, L"M") == absent && lookUp(f, L"N") == absent);
-    EXPECT_EQ(std::wstring(f.loadError()), name + L"(" + std::to_wstring(whole + 1) +
-                                               L"): the text of M would be longer than " +
-                                               std::to_wstring(locFile::kMaxMessageLength) + L" characters");
 }

@@ -73,18 +73,14 @@ TEST(locMessagePrefix, stateThatCannotBeAllocatedThrowsOutOfMemory) {
 }
 #endif
 
-TEST(locMessageNamed, placeholderBoundsConversionsTheBufferAndTheTextsFirstConversion) {
+TEST(locMessageInsert, namedAndNumberedPlaceholdersConversionsTheBufferAndTheTypedOverloads) {
     expectAll({
         {L"\\[N] [N]", L"a", L"\\[N] a"}, {L"[N] and [N]", L"1", L"1 and [N]"}, // escaped bracket skipped; first only
         {L"[Nx] [N]", L"v", L"[Nx] v"}, {L"[N in mm%4.1f]", L"3", L" 3.0"}, // the name must end; free text after it
         {L"[n]", L"v", L"[n]"}, {L"[N and more", L"v", L"[N and more"},     // case-sensitive; no closing bracket
         {L"[N and %d", L"7", L"[N and 7"},                                   // ... falls back to the %d
-    });
-    EXPECT_EQ(filled(L"[A] [] [B]", L"v", L""), L"[A] v [B]");
-    locMessage m(L"Nothing [Other]");
-    EXPECT_TRUE(!m.insertParameter(L"x", L"N") && text(m) == L"Nothing [Other]");
-    // printf conversions in a placeholder: the value text is read as the number asked for.
-    expectAll({
+        {L"Nothing [Other]", L"x", L"Nothing [Other]"},
+        // printf conversions in a placeholder: the value text is read as the number asked for.
         {L"[N%5.2f]", L"2", L" 2.00"}, {L"[N%e]", L"1.5", L"1.500000e+00"}, {L"[N%.3Lf]", L"2", L"2.000"},
         {L"[N%05d]", L"42", L"00042"}, {L"[N%x]", L"255", L"ff"}, {L"[N%u]", L"-1", L"4294967295"},
         {L"[N%hd]", L"70000", L"4464"}, {L"[N%llx]", L"-1", L"ffffffffffffffff"}, {L"[N%d]", L"2.9", L"2"},
@@ -103,6 +99,7 @@ TEST(locMessageNamed, placeholderBoundsConversionsTheBufferAndTheTextsFirstConve
         // '%', twelve '0' flags, width 5, 'd' make fifteen characters; one more is too long.
         {L"[N%0000000000005d]", L"42", L"00042"}, {L"[N%00000000000005d]", L"42", L"42"},
     });
+    EXPECT_EQ(filled(L"[A] [] [B]", L"v", L""), L"[A] v [B]");
     // The output is cut to the buffer; without the placeholder the text's first conversion takes the value.
     EXPECT_EQ(filled(L"[N%-600d]", 7, L"N"), L"7" + std::wstring(510, L' '));
     EXPECT_EQ(filled(L"[N%600d]", 7, L"N"), std::wstring(511, L' '));
@@ -115,9 +112,6 @@ TEST(locMessageNamed, placeholderBoundsConversionsTheBufferAndTheTextsFirstConve
                   filled(L"100%, %d", 5, L"X"), L"Count: 5 items|100%%: 5|100%, 5");
     locMessage none(L"50%");
     EXPECT_TRUE(!none.insertParameter(1, L"A") && text(none) == L"50%");
-}
-
-TEST(locMessageUnnamed, eachCallLooksForItsOwnNumber) {
     locMessage m(L"$2 then $1");
     EXPECT_TRUE(m.insertParameter(L"a") && m.insertParameter(L"b") && text(m) == L"b then a");
     EXPECT_EQ(filled(L"$3 $12", L"x", nullptr) + L"|" + filled(L"$01", L"x", nullptr), L"$3 x2|x");
@@ -132,9 +126,6 @@ TEST(locMessageUnnamed, eachCallLooksForItsOwnNumber) {
     locMessage missed(L"$2");
     EXPECT_TRUE(!missed.insertParameter(L"a") && missed.insertParameter(L"b") && text(missed) == L"b");
     EXPECT_EQ(filled(L"$ %x", 255, nullptr), L"$ ff");
-}
-
-TEST(locMessageTyped, textsOfTheTypedOverloads) {
     EXPECT_EQ(filled(L"[V]", static_cast<short>(-3), L"V") + L"|" + filled(L"[V]", 123456, L"V"), L"-3|123456");
     EXPECT_EQ(filled(L"[V]", static_cast<long>(5000000000LL), L"V"), L"705032704"); // 32 bits wide
     EXPECT_EQ(filled(L"[V]", 2.5, L"V"), L"2.500000");
@@ -144,6 +135,6 @@ TEST(locMessageTyped, textsOfTheTypedOverloads) {
     EXPECT_EQ(filled(L"[V%x]", static_cast<short>(-1), L"V") + filled(L"[V%c]", false, L"V"), L"ffffffffF");
     locMessage self(L"<[A]>");
     EXPECT_TRUE(self.insertParameter(self, L"A") && text(self) == L"<<[A]>>");
-    locMessage m(L"x");
-    EXPECT_TRUE(m.appendEndline() && m.prependEndline() && text(m) == L"\nx\n");
+    locMessage line(L"x");
+    EXPECT_TRUE(line.appendEndline() && line.prependEndline() && text(line) == L"\nx\n");
 }

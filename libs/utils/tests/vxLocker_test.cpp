@@ -52,7 +52,7 @@ TEST(Interlocked, ReturnsTheNewValueAndHandsOutEveryValueOnce) {
         ASSERT_TRUE(seenUp[v] == (v != 0) && seenDown[v] == (v != kTotal)) << v;
 }
 
-TEST(SpinLockerRecursive, OwnerValueIsFnv1aOfTheFourLowBytesOfTheThreadId) {
+TEST(SpinLockerRecursive, OwnerValueIsFnv1aOfTheThreadIdGuardsNestFreeTheLockAfterTheOutermostAndExclude) {
     const std::uint64_t rows[][2] = {{0, 5558979605539197941ULL}, {1, 12478008331234465636ULL},
         {0x12345678, 14758243562650612581ULL}, {0xABCDEF0123456789ULL, 10064956810098138709ULL}};
     for (const auto& row : rows)
@@ -61,12 +61,9 @@ TEST(SpinLockerRecursive, OwnerValueIsFnv1aOfTheFourLowBytesOfTheThreadId) {
     EXPECT_EQ(spinLockerRecursive::currentOwnerValue(),
               spinLockerRecursive::ownerValueOf(static_cast<std::uint64_t>(::syscall(SYS_gettid))));
 #endif
-    std::uint64_t other = 0;
-    std::thread([&] { other = spinLockerRecursive::currentOwnerValue(); }).join();
-    EXPECT_NE(other, spinLockerRecursive::currentOwnerValue());
-}
-
-TEST(GenericValueHolderLocker, NestsOnOneThreadAndFreesAfterTheOutermostGuard) {
+    std::uint64_t elsewhere = 0;
+    std::thread([&] { elsewhere = spinLockerRecursive::currentOwnerValue(); }).join();
+    EXPECT_NE(elsewhere, spinLockerRecursive::currentOwnerValue());
     spinLockerRecursive *lock = genericValueHolderLocker::createLocker(), *b = genericValueHolderLocker::createLocker();
     lock->release(); // held by nobody: nothing changes
     expectDepth(lock, 0);
@@ -101,12 +98,8 @@ TEST(GenericValueHolderLocker, NestsOnOneThreadAndFreesAfterTheOutermostGuard) {
     expectDepth(lock, 0);
     genericValueHolderLocker none(nullptr), noneCopy(none); // a null lock: nothing happens
     noneCopy = none;
-    genericValueHolderLocker::destroyLocker(lock);
     genericValueHolderLocker::destroyLocker(b);
-}
-
-TEST(SpinLockerRecursive, ExcludesOtherThreadsWhileTheHolderRecurses) {
-    spinLockerRecursive* lock = genericValueHolderLocker::createLocker();
+    // Threads that each hold the lock twice exclude each other.
     long plain = 0;
     std::atomic<int> bad{0};
     vxtest::runThreads(4, [&](int) {

@@ -6,15 +6,12 @@
 #include <cmath>
 #include <limits>
 
-TEST(dblEq, toleranceIsInclusive) {
-    const struct { double a, b, tolerance; bool equal; } cases[] = {
+TEST(math, dblEqToleranceIsInclusiveRoundHalvesAwayFromZeroCutOffGoesTowardsZeroAndUnitconvBySizes) {
+    const struct { double a, b, tolerance; bool equal; } comparisons[] = {
         {1, 1, 0, true}, {1.0, 1.5, 0.5, true}, {1.0, 1.5, 0.49, false}, {-2.0, 2.0, 4.0, true},
         {1.0, 1.0, -0.1, false}, {std::nan(""), std::nan(""), 1e300, false}};
-    for (const auto& c : cases)
+    for (const auto& c : comparisons)
         EXPECT_EQ(vx::dblEq(c.a, c.b, c.tolerance), c.equal) << c.a << " " << c.b << " " << c.tolerance;
-}
-
-TEST(rounding, roundHalvesAwayFromZeroAndCutOffGoesTowardsZeroInDecimalInEveryForm) {
     const struct { double value; int decimals; double rounded, cut; } cases[] = {
         {1.005, 2, 1.01, 1}, {-1.005, 2, -1.01, -1}, {2.675, 2, 2.68, 2.67}, {0.285, 2, 0.29, 0.28},
         {0.5, 0, 1, 0}, {2.5, 0, 3, 2}, {-2.5, 0, -3, -2}, {0.49, 0, 0, 0}, {1.45, 1, 1.5, 1.4},
@@ -43,9 +40,6 @@ TEST(rounding, roundHalvesAwayFromZeroAndCutOffGoesTowardsZeroInDecimalInEveryFo
         EXPECT_EQ(rounds[n](5.555555555), rounded[n]) << n;
         EXPECT_EQ(cuts[n](5.555555555), cut[n]) << n;
     }
-}
-
-TEST(unitconv, convertsBySizesOfTheUnits) {
     EXPECT_EQ(vx::unitconv(1, 0.0254, 0.001), 25.4);
     EXPECT_TRUE(vx::dblEq(vx::unitconv(25.4, 0.001, 0.0254), 1.0, 1e-15));
     EXPECT_TRUE(vx::unitconv(0.1, 0.3, 0.3) == 0.1 && vx::unitconv(-2, 1000, 1) == -2000);

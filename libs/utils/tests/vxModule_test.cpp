@@ -27,7 +27,7 @@ std::string executablePath() {
 #endif
 }
 
-TEST(processLookup, runningEndedAndImpossibleProcesses) {
+TEST(moduleLookup, processesRunningEndedAndImpossibleTheExecutableAndTheLibraryByEveryFormOfTheirNames) {
     EXPECT_TRUE(vx::processIsRunning(vx::getCurrentProcessId()));
     EXPECT_FALSE(vx::processIsRunning(0) || vx::processIsRunning(0xFFFFFFFFul));
 #ifdef _WIN32
@@ -52,9 +52,6 @@ TEST(processLookup, runningEndedAndImpossibleProcesses) {
     waitpid(child, nullptr, 0);
     EXPECT_FALSE(vx::processIsRunning(static_cast<unsigned long>(child)));
 #endif
-}
-
-TEST(moduleLookup, theExecutableAndTheLibraryByEveryFormOfTheirNames) {
     const vxtest::scopedEnvironment drives("VX_DRIVES", nullptr); // names in Windows form on the default table
     const std::string executable = executablePath();
     vx::file byNull, byName, library, out(L"C:\\unchanged.txt");

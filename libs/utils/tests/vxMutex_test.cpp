@@ -18,7 +18,7 @@ bool lockedElsewhere(vx::mutex& m) {
     return locked;
 }
 
-TEST(Mutex, TheHolderLocksAgainAndReleasesEveryLevel) {
+TEST(Mutex, TheHolderLocksAgainAndReleasesEveryLevelOthersTimeOutOrWaitForItAndAreExcluded) {
     vx::mutex m;
     m.release(); // nobody holds it: nothing changes
     EXPECT_TRUE(m.lock() && m.lock(0) && m.lock(vx::mutex::infinite));
@@ -26,10 +26,6 @@ TEST(Mutex, TheHolderLocksAgainAndReleasesEveryLevel) {
         m.release();
         EXPECT_EQ(lockedElsewhere(m), freed);
     }
-}
-
-TEST(Mutex, HeldByAnotherThreadItTimesOutOrWaitsUntilTheHolderReleases) {
-    vx::mutex m;
     for (const unsigned int timeout : {vx::mutex::infinite, 60000u}) {
         std::atomic<int> stage{0}, result{-1};
         std::thread holder([&] {
@@ -53,10 +49,6 @@ TEST(Mutex, HeldByAnotherThreadItTimesOutOrWaitsUntilTheHolderReleases) {
         waiter.join(); // returns once the holder has let go, long before the time-out
         EXPECT_EQ(result, 1);
     }
-}
-
-TEST(Mutex, ExcludesOtherThreads) {
-    vx::mutex m;
     long plain = 0;
     std::atomic<int> bad{0};
     vxtest::runThreads(4, [&](int t) {

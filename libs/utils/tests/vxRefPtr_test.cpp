@@ -32,7 +32,7 @@ protected:
     void TearDown() override { EXPECT_EQ(node::alive, 0) << "leaked nodes"; }
 };
 
-TEST_F(RefPtrTest, CountingAndAssignmentOrder) {
+TEST_F(RefPtrTest, CountingAssignmentOrderNullAccessTheLockerThatIsNotRecursiveAndConcurrentCopies) {
     struct probe : vx::refObj { int deleted = 0; void deleteThis() override { ++deleted; } } object;
     EXPECT_TRUE(object.addRef() == 1u && object.addRef() == 2u);
     probe copy(object); // a new object, owned by nobody
@@ -70,9 +70,6 @@ TEST_F(RefPtrTest, CountingAndAssignmentOrder) {
     p->child = new node(2);
     p = p->child;
     EXPECT_TRUE(node::deletes == 2 && p->value == 2 && p->getRefCount() == 1u);
-}
-
-TEST_F(RefPtrTest, NullAccessReportsTheHeaderLineAndTheLockerIsNotRecursive) {
     vx::refPtr<node> empty;
     vx::const_refPtr<node> constEmpty;
     EXPECT_EQ(assertionSite(failedAssertion([&] { (void)empty->value; })), L"m_p != NULL @ vxRefPtr.h:156");
@@ -81,9 +78,6 @@ TEST_F(RefPtrTest, NullAccessReportsTheHeaderLineAndTheLockerIsNotRecursive) {
     EXPECT_EQ(assertionSite(failedAssertion([&] { (void)(*constEmpty).value; })), L"m_p != NULL @ vxRefPtr.h:348");
     vxtest::expectNonRecursiveLock<vx::referencePtrLocker>(L"referencePtrLocker", [] {},
                                                            [] { vx::referencePtrLocker guard; });
-}
-
-TEST_F(RefPtrTest, CountsStayExactUnderConcurrentCopies) {
     const vx::refPtr<node> shared(new node(5));
     std::atomic<bool> stop{false};
     std::atomic<int> bad{0};
@@ -93,8 +87,8 @@ TEST_F(RefPtrTest, CountsStayExactUnderConcurrentCopies) {
     });
     vxtest::runThreads(4, [&](int) {
         for (int i = 0; i < 20000; ++i) {
-            vx::refPtr<node> copy(shared);
-            vx::const_refPtr<node> constant(copy);
+            vx::refPtr<node> mine(shared);
+            vx::const_refPtr<node> constant(mine);
             bad += constant->value != 5;
             shared->addRef();
             shared->release();
@@ -104,6 +98,7 @@ TEST_F(RefPtrTest, CountsStayExactUnderConcurrentCopies) {
     watcher.join();
     EXPECT_TRUE(bad == 0 && shared->getRefCount() == 1u);
     constexpr int kObjects = 3000, kThreads = 4;
+    node::deletes = 0;
     std::vector<vx::refPtr<node>> objects;
     for (int i = 0; i < kObjects; ++i)
         objects.emplace_back(new node(i));

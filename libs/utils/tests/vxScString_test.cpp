@@ -7,7 +7,7 @@
 
 using vx::scString;
 
-TEST(scString, equalTextsShareOneCopyAndTheEmptyTextIsTheNullPointer) {
+TEST(scString, equalTextsShareOneCopyEvenAcrossThreadsEqualHashesStayApartTheEmptyTextIsNullAllServeAsKeys) {
     vx::string text = L"Length";
     const scString a = scString::createFrom(text);
     EXPECT_EQ(&a.string(), &scString::createFrom(L"Length").string());
@@ -25,17 +25,11 @@ TEST(scString, equalTextsShareOneCopyAndTheEmptyTextIsTheNullPointer) {
     const std::wstring failure =
         vxtest::failedAssertion([] { scString::createFrom(static_cast<const wchar_t*>(nullptr)); });
     EXPECT_EQ(failure.rfind(L"Assertion failed:\npText\n\nFile: libs/utils/src/vxScString.cpp\nLine: ", 0), 0u);
-}
-
-TEST(scString, textsWithTheSameHashStayApart) {
-    // Two units: h = (c2 xor (c1 * p)) * p. Equal inner values collide.
+    // Texts with the same hash stay apart. Two units: h = (c2 xor (c1 * p)) * p. Equal inner values collide.
     const std::uint32_t p = 16777619u;
     const vx::string first{L'\x1', L'A'}, second{L'\x2', static_cast<wchar_t>(0x41u ^ (1u * p) ^ (2u * p))};
-    const scString a = scString::createFrom(first), b = scString::createFrom(second);
-    EXPECT_TRUE(a != b && a.string() == first && b.string() == second && scString::createFrom(second) == b);
-}
-
-TEST(scString, worksAsKeyOfSortedAndHashedContainers) {
+    const scString c = scString::createFrom(first), d = scString::createFrom(second);
+    EXPECT_TRUE(c != d && c.string() == first && d.string() == second && scString::createFrom(second) == d);
     std::set<scString> sorted;
     std::unordered_set<scString> hashed;
     for (const wchar_t* name : {L"x", L"y", L"x", L"", L"z", L"y"}) {
@@ -43,9 +37,6 @@ TEST(scString, worksAsKeyOfSortedAndHashedContainers) {
         hashed.insert(scString::createFrom(name));
     }
     EXPECT_TRUE(sorted.size() == 4u && hashed.size() == 4u && hashed.count(scString()) == 1u);
-}
-
-TEST(scString, threadsInterningAtOnceAgreeOnThePointers) {
     constexpr int kThreads = 8, kNames = 300;
     std::vector<std::vector<const vx::string*>> shared(kThreads, std::vector<const vx::string*>(kNames)), own(kThreads);
     std::atomic<int> ready{0};

@@ -66,7 +66,18 @@ TEST_F(SharedPtrTest, CopiesShareOneCounterAndTheLastDeletes) {
     EXPECT_TRUE(vx::sharedPtrDynamicCast<derived>(vx::sharedPtr<tracked>()).isNull());
 }
 
-TEST_F(SharedPtrTest, NullAccessReportsTheHeaderLineAndTheLockerIsNotRecursive) {
+// Deletion never runs under the global lock, so a destructor may copy sharedPtr objects.
+vx::sharedPtr<int> gGlobal(new int(42));
+struct copiesWhenDestroyed {
+    ~copiesWhenDestroyed() {
+        vx::sharedPtr<int> copy(gGlobal), assigned;
+        assigned = copy;
+        seen += *assigned;
+    }
+    static inline int seen = 0;
+};
+
+TEST_F(SharedPtrTest, NullAccessReportsTheHeaderLineTheLockerIsNotRecursiveAndDeletionRunsOutsideIt) {
     vx::sharedPtr<tracked> empty, source(new tracked(1)), target;
     vx::const_sharedPtr<tracked> constEmpty;
     EXPECT_EQ(assertionSite(failedAssertion([&] { (void)empty->value; })), L"m_p != nullptr @ vxSharedPtr.h:127");
@@ -84,20 +95,6 @@ TEST_F(SharedPtrTest, NullAccessReportsTheHeaderLineAndTheLockerIsNotRecursive) 
                                                         [&] { vx::sharedPtr<tracked> copy(source); });
     target = source;
     EXPECT_EQ(source.getRefCount(), 2u);
-}
-
-// Deletion never runs under the global lock, so a destructor may copy sharedPtr objects.
-vx::sharedPtr<int> gGlobal(new int(42));
-struct copiesWhenDestroyed {
-    ~copiesWhenDestroyed() {
-        vx::sharedPtr<int> copy(gGlobal), assigned;
-        assigned = copy;
-        seen += *assigned;
-    }
-    static inline int seen = 0;
-};
-
-TEST(SharedPtrRelease, DeletesOutsideTheLock) {
     vxtest::assertionCapture capture;
     using ptr = vx::sharedPtr<copiesWhenDestroyed>;
     { ptr last(new copiesWhenDestroyed); }

@@ -210,7 +210,8 @@ TEST(directoryTree, createRemoveClearIsEmptyRenameAndReadOnlyFiles) {
     makeSystemEntry(root, "system/fifo");
     // isEmpty overlooks hidden and system entries.
     for (const auto& [name, empty] : std::vector<std::pair<const char*, bool>>{
-             {"hidden", true}, {"hiddenSub", true}, {"system", true}, {"file", false}, {"sub", false}, {"none", true}, {"missing", true}})
+             {"hidden", true}, {"hiddenSub", true}, {"system", true}, {"file", false}, {"sub", false},
+             {"none", true}, {"missing", true}})
         EXPECT_EQ(root.dir(name).isEmpty(), empty) << name;
     // rename keeps the parent, and fails onto an existing directory, even an empty one.
     directory d = root.dir("file");

@@ -174,7 +174,7 @@ std::vector<ringFile> ringOf(const vx::directory& folder, const vx::string& modu
 // The process folder to show: the one asked for, else the one written last.
 vx::directory processFolder(const vx::directory& app, const vx::string& module, const vx::string& pid) {
     if (!pid.empty())
-        return vx::directory(app.fullName(), pid);
+        return vx::directory(app, pid);
     vx::directory best;
     std::int64_t bestTime = 0;
     for (vx::directoryIterator it(app, L"*.*", vx::DI_HIDDEN | vx::DI_SYSTEM); !it.fullName().empty(); it.next()) {

@@ -62,6 +62,8 @@ public:
     // directoryText and name joined as fsEntryName(directoryText, name, true) does. An empty
     // directoryText gives an empty name, whatever name holds.
     directory(const string& directoryText, const string& name);
+    // name joined to the directory base, as directory(base.fullName(), name).
+    directory(const directory& base, const string& name);
     // name as it stands or, when extra is not empty, fsEntryName(name, extra, false); then the
     // trailing '\'.
     explicit directory(const fsEntryName& name, const string& extra = string());

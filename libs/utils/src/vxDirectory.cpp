@@ -108,7 +108,7 @@ directory knownFolderDirectory(int csidl, const wchar_t* subFolder, bool create)
         return directory(string(L"c:\\"));
     directory result = fromWindowsForm(folder);
     if (subFolder && *subFolder)
-        result = directory(result.fullName(), string(subFolder));
+        result = directory(result, string(subFolder));
     if (create)
         result.create(false);
     return result;
@@ -189,6 +189,8 @@ directory::directory() : fsEntry(fsEntryName(), string(), true) {}
 directory::directory(const string& text) : fsEntry(fsEntryName(text), string(), true) {}
 
 directory::directory(const string& directoryText, const string& name) : fsEntry(directoryText, name, true) {}
+
+directory::directory(const directory& base, const string& name) : directory(base.fullName(), name) {}
 
 directory::directory(const fsEntryName& name, const string& extra) : fsEntry(name, extra, true) {}
 

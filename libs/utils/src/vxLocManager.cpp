@@ -65,7 +65,7 @@ locManager::locManager() : mpData(new data) {
     directory executableFolder;
     if (getModulePath(static_cast<void*>(nullptr), executableFolder)) {
         mpData->defaultSearchPath.appendDirectory(
-            directory(executableFolder.fullName(), L"..\\config\\Language"));
+            directory(executableFolder, L"..\\config\\Language"));
         mpData->defaultSearchPath.appendDirectory(executableFolder);
     }
 }

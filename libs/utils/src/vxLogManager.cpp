@@ -489,7 +489,7 @@ vx::directory logUtils::logAppDir(vx::string& module) {
         home = s.home;
     }
     const vx::directory base = home.empty() ? vx::directory::userHomeDir() : vx::directory(home);
-    return vx::directory(vx::directory(base.fullName(), L"Velmora").fullName(), module);
+    return vx::directory(vx::directory(base, L"Velmora"), module);
 }
 
 vx::directory logUtils::outputDir() {

@@ -38,7 +38,7 @@ void fromPieces(const string& text, searchPath& out, const directory* base, wcha
         piece.deleteLeading(L" \t").deleteTrailing(L" \t");
         if (piece.empty())
             continue;
-        const directory dir = base && piece[0] == L'.' ? directory(base->fullName(), piece)
+        const directory dir = base && piece[0] == L'.' ? directory(*base, piece)
                                                        : directory(piece);
         if (dir.exists() && !out.containsDirectory(dir))
             out.appendDirectory(dir);

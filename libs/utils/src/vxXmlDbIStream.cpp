@@ -183,7 +183,7 @@ void xmlDbIStream::read(const wchar_t* name, directory& value, std::uint64_t nth
     const string text = require(name, nth, asProperty)->text();
     if (!text.empty() && text[0] == L'.') {
         VX_ASSERT(mpDatabase);
-        value = directory(mpDatabase->relBasePath().fullName(), text);
+        value = directory(mpDatabase->relBasePath(), text);
     } else {
         value = directory(text);
     }

@@ -262,6 +262,7 @@ TEST(directoryName, rootsComparisonMakeCurrentDiskSpaceAndWellKnownFolders) {
                 x != directory(vx::string(L"C:\\Data")));
     EXPECT_FALSE(directory() == directory()); // two empty names are not equal
     EXPECT_EQ(directory(vx::string(L"C:\\a"), L"b").fullName(), L"C:\\a\\b\\");
+    EXPECT_EQ(directory(x, L"..\\b").fullName(), L"C:\\Data\\b\\");
     // makeCurrent changes the current directory only on success.
     tempTree root{"plain"};
     root.makeDirs("here");

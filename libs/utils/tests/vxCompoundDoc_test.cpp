@@ -92,7 +92,10 @@ TEST_F(compoundDocTest, documentsHaveExactlyTheseBytesWithNamesSortedBytewiseAnd
     EXPECT_TRUE(d.length(nullptr) == 0u && d.length("missing") == 0u);
     {
         compoundDocWriter w(at("e"));
-        add(w, "x", "abc"), w.write("empty", nullptr, 0), add(w, "y", ""), add(w, "z", "d");
+        add(w, "x", "abc");
+        w.write("empty", nullptr, 0);
+        add(w, "y", "");
+        add(w, "z", "d");
     }
     EXPECT_EQ(get("e"), forged("abcd", entry("empty", 3, 3) + entry("x", 0, 3) + entry("y", 3, 3) + entry("z", 3, 4)));
     EXPECT_EQ(contents("e"), (blocks{{"empty", ""}, {"x", "abc"}, {"y", ""}, {"z", "d"}})); // y empties the buffer

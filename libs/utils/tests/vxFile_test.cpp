@@ -260,7 +260,8 @@ TEST_F(fileTest, appendToMovesWholeItemsOfTwoBytesGetCrc32ReadsEveryByteAndIsIde
     EXPECT_TRUE(!at(L"missing").getCrc32(crc) && !at(L"d").getCrc32(crc) && crc == 0x5A5Au) << "crc unwritten";
     // isIdenticalTo compares names, then contents.
     write({{"one", "same"}, {"two", "same"}, {"three", "other"}, {"four", "othes"}, {"e1", ""}, {"e2", ""}});
-    write("u1", "x", 0200), write("u2", "x", 0200);
+    write("u1", "x", 0200);
+    write("u2", "x", 0200);
     const struct { const wchar_t *a, *b; bool identical; } cases[] = {
         {L"missing", L"MISSING", true}, // the same name in any case, not looked at
         {L"one", L"two", true},   {L"three", L"four", false}, {L"one", L"missing", false},
@@ -499,7 +500,8 @@ TEST_F(fileTest, gzUncompressToCopiesPlainDataCountsDataAfterTheLastMemberAndRea
     if (std::system("command -v gzip >/dev/null 2>&1 && command -v gunzip >/dev/null 2>&1") != 0)
         GTEST_SKIP() << "no gzip here";
     const std::string a = randomBytes(70000, 3) + std::string(100000, 'a'), b = "second member\n";
-    write("a", a), write("b", b);
+    write("a", a);
+    write("b", b);
     const vxtest::scopedCurrentDirectory inDir(mDir);
     ASSERT_EQ(std::system("gzip -9 -c a > a.gz && gzip -1 -c b > b.gz && cat a.gz b.gz > ab.gz"), 0);
     EXPECT_TRUE(at(L"a.gz").gzUncompressTo(at(L"a.out")) && read("a.out") == a);

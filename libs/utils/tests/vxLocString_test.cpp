@@ -92,7 +92,8 @@ TEST(locString, persistentIdsTheDefaultTextWithTypedAndLocalisedParametersInEntr
     setParams(unnamed, L"first", nullptr, L"second", L"");
     EXPECT_EQ(text(typed) + L"|" + text(unnamed),
               L"-2 7 705032704 2.500000 False q text   2.00 007|second before first");
-    locString ordered = with(locString(L"Id", L"%d %d"), 1, L"A", 2, L"B"), before(ordered);
+    locString ordered = with(locString(L"Id", L"%d %d"), 1, L"A", 2, L"B");
+    locString before(ordered);
     EXPECT_EQ(text(ordered), L"1 2");
     ordered.params().set(3, L"A"); // replaces, keeps the place
     // Every resolution starts from the default text, and copies are independent.

@@ -124,7 +124,9 @@ protected:
 TEST_F(fileSystem, statusAttributesRenameMoveAccessAndMode) {
     for (const char* name : {"f", ".hidden", "w", "r"})
         mDir.makeFile(name);
-    mDir.makeFile("ro", "", 0444), mDir.makeDirs(".d"), mDir.makeDirs("dir");
+    mDir.makeFile("ro", "", 0444);
+    mDir.makeDirs(".d");
+    mDir.makeDirs("dir");
     ASSERT_EQ(::mkfifo((mDir / "fifo").c_str(), 0644), 0);
     const std::pair<const char*, std::uint32_t> rows[] = {
         {"f", 0x20}, {".hidden", 0x22}, {"ro", 0x21}, {".d", 0x12}, {"fifo", 0x04}, {"missing", 0xFFFF}};

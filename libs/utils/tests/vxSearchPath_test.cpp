@@ -76,7 +76,8 @@ TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderAndFindi
     for (const char* name : {"a/one.txt", "a/.two.txt", "a/sub/three.txt", "a/.hiddenDir/four.txt", "a/sub/five.dat"})
         mRoot.makeFile(name);
     std::vector<vx::file> out;
-    path.findFiles(L"*.txt", out, false), path.findFiles(L"*.txt", out, true);
+    path.findFiles(L"*.txt", out, false);
+    path.findFiles(L"*.txt", out, true);
     EXPECT_EQ(listed(out), (names{tree + L"\\one.txt", tree + L"\\one.txt", tree + L"\\sub\\three.txt"}));
     // Collecting subdirectories is depth first and ends at links.
     const std::wstring top = dir("top");
@@ -98,7 +99,8 @@ TEST_F(searchPathTest, fromStringKeepsExistingDistinctDirectoriesInOrderAndFindi
     // The list form walks the entries it held when it started, and adds nothing twice.
     vx::searchPath flat;
     flat.appendDirectory(vx::directory(top));
-    flat.collectSubdirectories(false), flat.collectSubdirectories(false);
+    flat.collectSubdirectories(false);
+    flat.collectSubdirectories(false);
     EXPECT_EQ(listed(flat), withLoop({slash(top), slash(top + L"\\a"), slash(top + L"\\b"), slash(top + L"\\a\\a1")}));
 }
 

@@ -355,7 +355,9 @@ TEST(ConversionManager, RegistrationLifecycleAndReadersConvertingWhileWritersReg
     EXPECT_TRUE(toTextKnown() && fromTextKnown());
     manager.remove(&toText);
     EXPECT_TRUE(!toTextKnown() && fromTextKnown());
-    manager.remove(batch, 4), manager.add(batch, 0), manager.add(nullptr, 3);
+    manager.remove(batch, 4);
+    manager.add(batch, 0);
+    manager.add(nullptr, 3);
     EXPECT_FALSE(fromTextKnown());
     // A converter that removes itself while it converts.
     vx::typeconvert::functionConverter<celsius, vx::string> removing(&celsiusToTextRemovingItself);

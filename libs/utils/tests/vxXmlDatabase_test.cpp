@@ -24,7 +24,13 @@ template <class F> std::wstring thrown(F&& f) { return vxtest::thrownMessage<vx:
 std::wstring unexpected(const std::wstring& details) { return L"Unexpected error occurred (" + details + L")"; }
 
 // Takes over the reference a read handed out.
-template <class T> refPtr<T> adopt(vx::iPersistent* p) { refPtr<T> r(static_cast<T*>(p)); if (p) p->release(); return r; }
+template <class T>
+refPtr<T> adopt(vx::iPersistent* p) {
+    refPtr<T> r(static_cast<T*>(p));
+    if (p)
+        p->release();
+    return r;
+}
 
 int gAlive = 0; // test objects alive
 

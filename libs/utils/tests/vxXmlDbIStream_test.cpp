@@ -65,21 +65,34 @@ const wchar_t* const kId = L"0f1e2d3c-4b5a-6978-8796-a5b4c3d2e1f0";
 // One element with a value of every kind, written for each test that reads it.
 refPtr<vx::xmlNode> sample() {
     return throughText([](vx::iDBOStream& s) {
-        s.write(L"b", true); s.write(L"b", false); s.write(L"sc", static_cast<signed char>('A'));
-        s.write(L"uc", static_cast<unsigned char>(200)); s.write(L"sh", static_cast<short>(-5));
-        s.write(L"us", static_cast<unsigned short>(65535)); s.write(L"i", -2147483647 - 1); s.write(L"ui", 4294967295u);
-        s.write(L"l", -1L); s.write(L"ul", 4294967295ul); s.write(L"f", 1.5f);
+        s.write(L"b", true);
+        s.write(L"b", false);
+        s.write(L"sc", static_cast<signed char>('A'));
+        s.write(L"uc", static_cast<unsigned char>(200));
+        s.write(L"sh", static_cast<short>(-5));
+        s.write(L"us", static_cast<unsigned short>(65535));
+        s.write(L"i", -2147483647 - 1);
+        s.write(L"ui", 4294967295u);
+        s.write(L"l", -1L);
+        s.write(L"ul", 4294967295ul);
+        s.write(L"f", 1.5f);
         for (const double d : {2.0, 1e-9, 123456789.123456789, -0.5, 1.0 / 3})
             s.write(L"d", d);
-        s.write(L"u2", 1u, 2u); s.write(L"d2", 1.5, -2.0); s.write(L"d3", 1.0, 2.25, 3.0); s.write(L"d4", 0.1, 0.2, 0.3, 1e12);
+        s.write(L"u2", 1u, 2u);
+        s.write(L"d2", 1.5, -2.0);
+        s.write(L"d3", 1.0, 2.25, 3.0);
+        s.write(L"d4", 0.1, 0.2, 0.3, 1e12);
         for (const wchar_t* text : {L"a<b & c", L"  padded\t", L"", L"\u00e4\u4e2d\U0001F600"})
             s.write(L"s", vx::string(text));
         s.write(L"w", L"text"); // a C text is a string, not a bool
-        s.write(L"odd name", 7, true); s.write(L"p", vx::string(L"one"), true);
-        s.write(L"Property", vx::string(L"plain")); s.write(L"p", vx::string(L"two"), true);
+        s.write(L"odd name", 7, true);
+        s.write(L"p", vx::string(L"one"), true);
+        s.write(L"Property", vx::string(L"plain"));
+        s.write(L"p", vx::string(L"two"), true);
         s.write(L"o", vx::objectInfo(L"MyClass", vx::guid().fromString(kId)));
         s.write(L"none", vx::objectInfo(L"MyClass", vx::guid()));
-        s.write(L"ref", static_cast<const vx::iPersistent*>(nullptr), true); s.writeAggregated(L"agg", nullptr);
+        s.write(L"ref", static_cast<const vx::iPersistent*>(nullptr), true);
+        s.writeAggregated(L"agg", nullptr);
     });
 }
 
@@ -110,7 +123,10 @@ TEST(xmlDbStreams, everyValueWrittenFoundAndReadBack) {
               std::make_tuple(2, 0, 123456789.12345679, -0.5, 0.33333333)); // 8 decimals
     unsigned int u[2] = {};
     double d[9] = {};
-    in.read(L"u2", u[0], u[1]); in.read(L"d2", d[0], d[1]); in.read(L"d3", d[2], d[3], d[4]); in.read(L"d4", d[5], d[6], d[7], d[8]);
+    in.read(L"u2", u[0], u[1]);
+    in.read(L"d2", d[0], d[1]);
+    in.read(L"d3", d[2], d[3], d[4]);
+    in.read(L"d4", d[5], d[6], d[7], d[8]);
     EXPECT_TRUE(u[0] == 1 && u[1] == 2);
     EXPECT_EQ(std::vector<double>(d, d + 9), (std::vector<double>{1.5, -2, 1, 2.25, 3, 0.1, 0.2, 0.3, 1e12}));
     EXPECT_EQ(in.get<vx::objectInfo>(L"o"), vx::objectInfo(L"myclass", vx::guid().fromString(kId))); // lower-cased
@@ -209,7 +225,9 @@ struct anyShape : vx::iPolymorphDataConverter {
 
 TEST(xmlDbStreams, dataConvertersNestedThreeDeep) {
     input in(throughText([](vx::iDBOStream& s) {
-        s.write(L"value", nested(3, 1)); s.write(L"prop", nested(3, 1), true); s.write(L"square", nested(1, 0, L"square"));
+        s.write(L"value", nested(3, 1));
+        s.write(L"prop", nested(3, 1), true);
+        s.write(L"square", nested(1, 0, L"square"));
     }));
     const refPtr<vx::xmlNode> value = in.rootNode()->getFirstChildNode(L"value", true);
     EXPECT_EQ(value->getFirstChildNode(L"inner", true)->getFirstChildNode(L"inner", true)->getFirstChildNode(L"n", true)->text(),
@@ -217,7 +235,8 @@ TEST(xmlDbStreams, dataConvertersNestedThreeDeep) {
     vx::string type;
     EXPECT_TRUE(value->getAttribute(L"type", type) && type == L"nested" && !value->hasAttribute(L"id"));
     nested back, prop, wrong(0, 0, L"Nested");
-    in.read(L"value", back); in.read(L"prop", prop, 0, true);
+    in.read(L"value", back);
+    in.read(L"prop", prop, 0, true);
     EXPECT_EQ(back.numbers + L"|" + prop.numbers, L"1,10,100|1,10,100");
     anyShape shape;
     in.read(L"value", shape);
@@ -312,8 +331,13 @@ TEST(genericSetStreams, numbersInTheShortDoubleFormAndEverythingBackAsText) {
     const auto put = [](vx::genericSet& to, const wchar_t* key, const auto& value) {
         to.setGenericValue(vx::scString::createFrom(key), vx::genericValue(value), true);
     };
-    put(set, L"int", 7); put(set, L"padded", L"007"); put(set, L"text", L"abc"); put(set, L"flag", true);
-    put(set, L"third", 1.0 / 3); put(set, L"not a tag", L"x y"); put(set, L"nothing", vx::ndef()); // no text form: left out
+    put(set, L"int", 7);
+    put(set, L"padded", L"007");
+    put(set, L"text", L"abc");
+    put(set, L"flag", true);
+    put(set, L"third", 1.0 / 3);
+    put(set, L"not a tag", L"x y");
+    put(set, L"nothing", vx::ndef()); // no text form: left out
     put(back, L"stale", 1);
     input in(throughText([&](vx::iDBOStream& s) { vx::writeGenericSet(set).writeTo(&s); }));
     vx::readGenericSet(back).readFrom(&in);

@@ -168,7 +168,10 @@ TEST(xmlTree, parentsChildrenAndAttributes) {
     vx::string value = L"untouched";
     EXPECT_TRUE(!n->getAttribute(L"A", value) && value == L"untouched") << "names are compared with case";
     EXPECT_TRUE(n->getAttribute(L"a", value) && value == L"1");
-    n->setAttribute(L"a", L"x"); n->setAttribute(L"c", L"y"); n->removeAttribute(L"b"); n->removeAttribute(L"none");
+    n->setAttribute(L"a", L"x");
+    n->setAttribute(L"c", L"y");
+    n->removeAttribute(L"b");
+    n->removeAttribute(L"none");
     EXPECT_EQ(dump(*n), L"e(a=x,a=3,c=y)");
     n->removeAttribute(L"a");
     EXPECT_TRUE(n->hasAttribute(L"a") && !n->hasAttribute(L"b"));
@@ -220,7 +223,10 @@ TEST(xmlWrite, byteFormsAgreeWithTheTextForm) {
             text += pick < std::size(others) ? others[pick] : std::wstring(1, static_cast<wchar_t>(L'a' + pick % 26));
         }
         refPtr<xmlDocument> doc = xmlDocument::createXmlDocument();
-        doc->setName(L"r"); doc->setAttribute(L"v", text); doc->setText(text); doc->createChildNode(L"c")->setText(text);
+        doc->setName(L"r");
+        doc->setAttribute(L"v", text);
+        doc->setText(text);
+        doc->createChildNode(L"c")->setText(text);
         vx::string wide;
         doc->getText(wide, vx::string());
         ASSERT_EQ(saved(*doc), "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + wide.getMBCS()) << round;

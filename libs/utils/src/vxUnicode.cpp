@@ -222,25 +222,31 @@ wchar_t* writeFromUtf8(wchar_t* to, const char* text, std::size_t length) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(text);
     std::size_t i = 0;
     while (i < length) {
-        // A run of ASCII, the common case: found eight bytes at a time, then widened in a loop
-        // the compiler can vectorise.
-        std::size_t run = i;
-        for (std::uint64_t word; run + 8 <= length; run += 8) {
-            std::memcpy(&word, bytes + run, 8);
-            if ((word & 0x8080808080808080ull) != 0)
-                break;
+        // ASCII, the common case, sixteen bytes at a time, tested and widened in one pass by a
+        // loop the compiler vectorises.
+        if (length - i >= 16) {
+            std::uint64_t low, high;
+            std::memcpy(&low, bytes + i, 8);
+            std::memcpy(&high, bytes + i + 8, 8);
+            if (((low | high) & 0x8080808080808080ull) == 0) {
+                for (std::size_t k = 0; k < 16; ++k)
+                    to[k] = static_cast<wchar_t>(bytes[i + k]);
+                to += 16;
+                i += 16;
+                continue;
+            }
         }
-        while (run < length && bytes[run] < 0x80)
-            ++run;
-        for (std::size_t k = i; k < run; ++k)
-            to[k - i] = static_cast<wchar_t>(bytes[k]);
-        to += run - i;
-        i = run;
-        if (i == length)
-            break;
-        std::size_t taken = 0;
-        to += putCodePoint(to, decodeUtf8At(text + i, length - i, taken));
-        i += taken;
+        // A block with another byte, and the end: sequence by sequence (the last may reach
+        // behind the block).
+        for (const std::size_t end = std::min(length, i + 16); i < end;) {
+            if (bytes[i] < 0x80) {
+                *to++ = static_cast<wchar_t>(bytes[i++]);
+                continue;
+            }
+            std::size_t taken = 0;
+            to += putCodePoint(to, decodeUtf8At(text + i, length - i, taken));
+            i += taken;
+        }
     }
     return to;
 }

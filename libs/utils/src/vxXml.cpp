@@ -118,63 +118,55 @@ const namedEntity kNamedEntities[] = {
     {L"&amp;", 5, L'&'}, {L"&apos;", 6, L'\''}, {L"&quot;", 6, L'"'}, {L"&lt;", 4, L'<'}, {L"&gt;", 4, L'>'},
 };
 
-// Whether s holds the prefix of the given length at `at`. Compared in place: texts full of
-// entities make this the decoder's inner loop, where a library call per entity costs.
-bool startsWith(const string& s, std::size_t at, const wchar_t* prefix, std::size_t length) {
-    if (at > s.size() || s.size() - at < length)
+// Whether the text from `at` to `end` starts with the prefix of the given length. Compared in
+// place: texts full of entities make this the decoder's inner loop, where a library call per
+// entity costs.
+bool startsWith(const wchar_t* at, const wchar_t* end, const wchar_t* prefix, std::size_t length) {
+    if (at > end || static_cast<std::size_t>(end - at) < length)
         return false;
-    const wchar_t* const p = s.data() + at;
     for (std::size_t k = 0; k < length; ++k)
-        if (p[k] != prefix[k])
+        if (at[k] != prefix[k])
             return false;
     return true;
 }
 
-// The named entity at s[at], or null.
-const namedEntity* namedEntityAt(const string& s, std::size_t at) {
+// The named entity at `at`, or null.
+const namedEntity* namedEntityAt(const wchar_t* at, const wchar_t* end) {
     for (const namedEntity& e : kNamedEntities)
-        if (startsWith(s, at, e.text, e.length))
+        if (startsWith(at, end, e.text, e.length))
             return &e;
     return nullptr;
 }
 
-// The passes below in one scan, for the usual text: each named entity becomes its character.
-// False, with s untouched, where that could give another result than the passes: a numeric form,
-// or an "&amp;" whose '&' would start a new entity with what follows it.
-bool decodeInOneScan(string& s) {
-    for (std::size_t amp = s.find(L'&'); amp != string::npos; amp = s.find(L'&', amp + 1)) {
-        if (startsWith(s, amp, L"&#x", 3))
+// The next '&' from `from`, or end.
+const wchar_t* nextAmpersand(const wchar_t* from, const wchar_t* end) {
+    const wchar_t* const found = std::wmemchr(from, L'&', static_cast<std::size_t>(end - from));
+    return found ? found : end;
+}
+
+// Whether the text from the '&' at amp to end decodes in one scan, each named entity becoming its
+// character, to what the passes below give. Not so for a numeric form, or for an "&amp;" whose '&'
+// would start a new entity with what follows it.
+bool decodesInOneScan(const wchar_t* amp, const wchar_t* end) {
+    for (; amp != end; amp = nextAmpersand(amp + 1, end)) {
+        if (startsWith(amp, end, L"&#x", 3))
             return false;
-        const namedEntity* const found = namedEntityAt(s, amp);
+        const namedEntity* const found = namedEntityAt(amp, end);
         if (found && found->character == L'&') {
-            const std::size_t behind = amp + found->length;
-            if (startsWith(s, behind, L"#x", 2))
+            const wchar_t* const behind = amp + found->length;
+            if (startsWith(behind, end, L"#x", 2))
                 return false;
             for (const namedEntity& e : kNamedEntities)
-                if (startsWith(s, behind, e.text + 1, e.length - 1))
+                if (startsWith(behind, end, e.text + 1, e.length - 1))
                     return false;
         }
     }
-    // The text only shrinks, so it is decoded where it stands, the runs between '&'s moved whole.
-    std::size_t to = s.find(L'&'), from = to;
-    while (from < s.size()) {
-        const namedEntity* const found = namedEntityAt(s, from); // s[from] is '&'
-        s[to++] = found ? found->character : L'&';
-        from += found ? found->length : 1;
-        const std::size_t next = std::min(s.find(L'&', from), s.size());
-        std::wmemmove(&s[0] + to, s.data() + from, next - from);
-        to += next - from;
-        from = next;
-    }
-    s.resize(to);
     return true;
 }
 
 // Resolves the entities of a text: the named ones, then the numeric ones, and again until a whole
 // pass changes the length no more.
 void decodeEntities(string& s) {
-    if (s.find(L'&') == string::npos || decodeInOneScan(s))
-        return;
     static const std::wstring named[][2] = {
         {L"&amp;", L"&"}, {L"&apos;", L"'"}, {L"&quot;", L"\""}, {L"&lt;", L"<"}, {L"&gt;", L">"},
     };
@@ -185,6 +177,28 @@ void decodeEntities(string& s) {
         decodeNumericEntities(s);
         if (s.size() == before)
             return;
+    }
+}
+
+// Sets target to the text from `from` to `to` with its entities resolved. The usual text, with no
+// entity or with named ones only, is decoded while it is copied, in one scan.
+void assignDecoded(string& target, const wchar_t* from, const wchar_t* to) {
+    const wchar_t* amp = nextAmpersand(from, to);
+    if (amp == to || !decodesInOneScan(amp, to)) {
+        target.assign(from, to);
+        if (amp != to)
+            decodeEntities(target);
+        return;
+    }
+    target.clear();
+    target.reserve(static_cast<std::size_t>(to - from));
+    target.append(from, amp);
+    while (amp != to) {
+        const namedEntity* const found = namedEntityAt(amp, to);
+        target.push_back(found ? found->character : L'&');
+        const wchar_t* const behind = amp + (found ? found->length : 1);
+        amp = nextAmpersand(behind, to);
+        target.append(behind, amp);
     }
 }
 
@@ -669,6 +683,8 @@ refPtr<xmlNode> xmlNode::createXmlNode(const const_refPtr<xmlNode>& node) {
 }
 
 xmlNode::~xmlNode() {
+    if (mChildren.empty())
+        return;
     // Children that only this node holds hand their own children to the list before they go, so
     // that releasing a deep tree does not recurse once per level.
     std::vector<refPtr<xmlNode>> pending;
@@ -676,17 +692,32 @@ xmlNode::~xmlNode() {
     for (auto& child : pending)
         if (child)
             child->mpParent = nullptr;
+    // Those nodes let go of their texts and lists at once but are themselves released a batch at
+    // a time. With the C heap of glibc, that spares a tree of many small strings most of the cost
+    // of its release: small blocks freed between the frees of larger neighbours make the heap
+    // sweep its lists of small free blocks again after nearly every node.
+    constexpr std::size_t kBatch = 1024;
+    std::vector<refPtr<xmlNode>> emptied;
     while (!pending.empty()) {
         refPtr<xmlNode> last = std::move(pending.back());
         pending.pop_back();
-        if (last && last->getRefCount() == 1) {
-            for (auto& child : last->mChildren) {
-                if (child)
-                    child->mpParent = nullptr;
-                pending.push_back(std::move(child));
-            }
-            last->mChildren.clear();
+        if (!last || last->getRefCount() != 1)
+            continue; // held elsewhere too: it stays as it is
+        for (auto& child : last->mChildren) {
+            if (child)
+                child->mpParent = nullptr;
+            pending.push_back(std::move(child));
         }
+        std::vector<refPtr<xmlNode>>().swap(last->mChildren);
+        std::vector<attribute>().swap(last->mAttributes);
+        string().swap(last->mName);
+        string().swap(last->mText);
+        if (emptied.size() == kBatch) {
+            std::vector<refPtr<xmlNode>> next;
+            next.reserve(kBatch);
+            emptied.swap(next);
+        }
+        emptied.push_back(std::move(last));
     }
 }
 
@@ -856,8 +887,7 @@ struct xmlNode::parser {
             while (to > from && (to[-1] == L' ' || to[-1] == L'\t'))
                 --to;
         }
-        target.assign(from, to);
-        decodeEntities(target);
+        assignDecoded(target, from, to);
     }
 
     // p is behind the '/' of an end tag: the tag must name the element (over the name's length)
@@ -913,8 +943,8 @@ void xmlNode::parser::readAttributes(const wchar_t*& q) {
         const wchar_t* const valueEnd = std::wcschr(q + 1, quote);
         if (!valueEnd)
             invalidFormat();
-        string value(q + 1, valueEnd);
-        decodeEntities(value);
+        string value;
+        assignDecoded(value, q + 1, valueEnd);
         attributes.emplace_back(string(attributeName, attributeNameEnd), std::move(value));
         q = valueEnd + 1;
     }

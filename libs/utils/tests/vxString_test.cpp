@@ -246,16 +246,22 @@ TEST(String, MultiByteConversionsInvalidUtf8AndCharactersAtEveryPositionOfABlock
     };
     for (const auto& c : cases)
         EXPECT_EQ(string::sformat(L"%S", c.bytes), c.expected) << c.bytes;
-    // Wide text becomes UTF-8 a block of units at a time where the units are ASCII; a character of every length,
-    // and a pair on 16-bit systems, must come out whole wherever it falls in a block.
-    const std::pair<const wchar_t*, const char*> characters[] = {
-        {L"\u00e9", "\xc3\xa9"}, {L"\u20ac", "\xe2\x82\xac"}, {L"\U0001F600", "\xf0\x9f\x98\x80"}};
+    // Both directions take ASCII a block at a time; a character of every length, a pair on 16-bit systems and
+    // a broken sequence (read only) must come out whole wherever they fall in a block.
+    const std::pair<std::wstring, const char*> characters[] = {
+        {L"\u00e9", "\xc3\xa9"}, {L"\u20ac", "\xe2\x82\xac"}, {L"\U0001F600", "\xf0\x9f\x98\x80"}, {{R}, "\xe2\x82"}};
     const std::string ascii = "abcdefghijklmnopqrstuvwxyz0123456789";
     const std::wstring wideAscii(ascii.begin(), ascii.end());
-    for (const auto& [wide, utf8] : characters)
-        for (std::size_t before = 0; before < 20; ++before)
-            ASSERT_EQ(string(wideAscii.substr(0, before) + wide + wideAscii.substr(before, 17)).getMBCS(),
-                      ascii.substr(0, before) + utf8 + ascii.substr(before, 17)) << before;
+    for (const auto& [wide, utf8] : characters) {
+        for (std::size_t before = 0; before < 20; ++before) {
+            const std::string bytes = ascii.substr(0, before) + utf8 + ascii.substr(before, 17);
+            const std::wstring units = wideAscii.substr(0, before) + wide + wideAscii.substr(before, 17);
+            ASSERT_EQ(string::sformat(L"%S", bytes.c_str()), units) << before;
+            if (wide[0] != R) {
+                ASSERT_EQ(string(units).getMBCS(), bytes) << before;
+            }
+        }
+    }
 }
 
 // Names and keys compare through one case folding, the simple upper-case mapping, whatever the

@@ -163,6 +163,14 @@ TEST(xmlTree, parentsChildrenAndAttributes) {
     EXPECT_EQ(dump(*root), L"r[Item,item]");
     root.reset();
     EXPECT_TRUE(a->parent() == nullptr && c->parent() == nullptr) << "the parent's destructor clears it";
+    std::string many = "<r>";
+    for (int i = 0; i < 3000; ++i)
+        many += "<p><q k='" + std::to_string(i) + "'>t<s/></q></p>";
+    refPtr<xmlDocument> big = fromText(many + "</r>");
+    refPtr<xmlNode> held = big->children()[1500]->children()[0];
+    big.reset();
+    EXPECT_EQ(dump(*held), L"q(k=1500)\"t\"[s]") << "a node held elsewhere outlives its tree whole";
+    EXPECT_EQ(held->parent(), nullptr);
 
     refPtr<xmlNode> n = fromText("<e a='1' b='2' a='3'/>");
     vx::string value = L"untouched";

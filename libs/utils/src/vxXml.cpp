@@ -693,9 +693,10 @@ xmlNode::~xmlNode() {
         if (child)
             child->mpParent = nullptr;
     // Those nodes let go of their texts and lists at once but are themselves released a batch at
-    // a time. With the C heap of glibc, that spares a tree of many small strings most of the cost
-    // of its release: small blocks freed between the frees of larger neighbours make the heap
-    // sweep its lists of small free blocks again after nearly every node.
+    // a time, after the room for the next batch has been taken. That spares a tree of many small
+    // strings most of the cost of its release with glibc's heap: small blocks freed between the
+    // frees of larger neighbours make it sweep its lists of small free blocks again after nearly
+    // every node, while asking it for a larger block sweeps them once, while they are in the cache.
     constexpr std::size_t kBatch = 1024;
     std::vector<refPtr<xmlNode>> emptied;
     while (!pending.empty()) {

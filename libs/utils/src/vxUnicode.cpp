@@ -2,6 +2,7 @@
 
 #include "detail/cpuFeatures.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 

@@ -110,10 +110,11 @@ public:
     void readProperty(string& name, string& value, std::uint64_t nth) override;
 
 private:
-    // The child that holds the value, or null.
-    refPtr<xmlNode> find(const wchar_t* name, std::uint64_t nth, bool asProperty) const;
+    // The child that holds the value, or null. It is the stream's element's, so whoever runs
+    // code that might change the tree holds it counted first.
+    xmlNode* find(const wchar_t* name, std::uint64_t nth, bool asProperty) const;
     // The child, or attributeNotFoundException.
-    refPtr<xmlNode> require(const wchar_t* name, std::uint64_t nth, bool asProperty) const;
+    xmlNode& require(const wchar_t* name, std::uint64_t nth, bool asProperty) const;
     // The text of the child converted to T, or invalidAttributeType naming typeName.
     template <class T>
     void readScalar(const wchar_t* name, T& value, std::uint64_t nth, bool asProperty, const wchar_t* typeName);

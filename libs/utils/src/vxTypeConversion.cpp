@@ -22,6 +22,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <charconv>
 #include <cstdarg>
 #include <cmath>
 #include <cstring>
@@ -182,6 +183,22 @@ bool doubleToText(vx::string& to, double value, int flags, char* arguments) {
         precision = std::max(0, std::min(args.width, kMaxPrecision));
     const bool userLocale = (flags & convertLocale) != 0;
 
+    // The usual case, a number of moderate size in the C locale and without a width, written
+    // directly: these are the digits the formatter's %.8lf takes from std::to_chars, trimmed
+    // the same way, without switching the thread's locale.
+    if (!userLocale && !args.hasWidth && std::fabs(value) < 1e17) {
+        char digits[64];
+        const std::to_chars_result written =
+            std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, precision);
+        const char* end = written.ptr;
+        while (end[-1] == '0')
+            --end;
+        if (end[-1] == '.')
+            --end;
+        to.assign(static_cast<const char*>(digits), end);
+        return true;
+    }
+
     vx::string text;
     {
         platform::scopedNumericLocale numbers(userLocale);
@@ -238,18 +255,13 @@ public:
     };
 
     converterTable() : mEntries(8) { mEntries.max_load_factor(1.0f); }
-    converterTable(const converterTable& other) : mEntries(other.mEntries), mNextOrder(other.mNextOrder) {}
+    converterTable(const converterTable& other)
+        : mEntries(other.mEntries), mByIdentity(other.mByIdentity), mNextOrder(other.mNextOrder) {}
     converterTable& operator=(const converterTable&) = delete;
 
     const typeConverterBase* find(const std::type_info& to, const std::type_info& from) const {
-        const auto range = mEntries.equal_range(typeKey(from));
-        const entry* best = nullptr;
-        for (auto it = range.first; it != range.second; ++it) {
-            const entry& candidate = it->second;
-            if (*candidate.to == to && *candidate.from == from && (!best || candidate.order > best->order))
-                best = &candidate;
-        }
-        return best ? best->converter : nullptr;
+        const auto known = mByIdentity.find(identity{&to, &from});
+        return known != mByIdentity.end() ? known->second : findByName(to, from);
     }
 
     bool contains(const typeConverterBase* converter) const {
@@ -259,12 +271,24 @@ public:
 
     void insert(typeConverterBase* converter) {
         const std::type_info& from = converter->fromType();
-        mEntries.emplace(typeKey(from), entry{converter, &from, &converter->toType(), mNextOrder++});
+        const std::type_info& to = converter->toType();
+        const std::uint32_t key = typeKey(from);
+        mEntries.emplace(key, entry{converter, &from, &to, mNextOrder++});
+        // The newest converter serves every spelling of its pair that is known.
+        const auto range = mEntries.equal_range(key);
+        for (auto it = range.first; it != range.second; ++it)
+            if (*it->second.to == to && *it->second.from == from)
+                mByIdentity[identity{it->second.to, it->second.from}] = converter;
     }
 
     void erase(const typeConverterBase* converter) {
         for (auto it = mEntries.begin(); it != mEntries.end();)
             it = it->second.converter == converter ? mEntries.erase(it) : std::next(it);
+        // Made anew from the converters that stay: no key may outlive the type objects of a
+        // module that goes with its converters.
+        mByIdentity.clear();
+        for (const auto& item : mEntries)
+            mByIdentity[identity{item.second.to, item.second.from}] = findByName(*item.second.to, *item.second.from);
     }
 
     // The copy that replaces this table. It takes over the earlier tables that conversions are
@@ -285,7 +309,38 @@ public:
     mutable std::vector<sharedPtr<converterTable>> retired;
 
 private:
+    // A pair of types as the objects that describe them. The same type may be described by more
+    // than one object (one per module, or per translation unit for local types), so a pair not
+    // found this way is looked up by name.
+    struct identity {
+        const std::type_info* to;
+        const std::type_info* from;
+        bool operator==(const identity& other) const { return to == other.to && from == other.from; }
+    };
+    struct identityHash {
+        std::size_t operator()(const identity& k) const {
+            const auto a = reinterpret_cast<std::uintptr_t>(k.to), b = reinterpret_cast<std::uintptr_t>(k.from);
+            return static_cast<std::size_t>((a ^ (b * 0x9E3779B97F4A7C15ull)) >> 4);
+        }
+    };
+
+    // The newest converter whose types have these names; compares names, so it is the slow way.
+    const typeConverterBase* findByName(const std::type_info& to, const std::type_info& from) const {
+        const auto range = mEntries.equal_range(typeKey(from));
+        const entry* best = nullptr;
+        for (auto it = range.first; it != range.second; ++it) {
+            const entry& candidate = it->second;
+            if (*candidate.to == to && *candidate.from == from && (!best || candidate.order > best->order))
+                best = &candidate;
+        }
+        return best ? best->converter : nullptr;
+    }
+
     std::unordered_multimap<std::uint32_t, entry> mEntries;
+    // The pairs converters were registered with, each to what findByName answers for it: a
+    // conversion between registered types compares no names. Tables are not changed once
+    // published, so readers share it without a lock.
+    std::unordered_map<identity, const typeConverterBase*, identityHash> mByIdentity;
     std::uint64_t mNextOrder = 0;
 };
 

@@ -8,6 +8,7 @@
 #include "vxUnicode.h"
 
 #include "detail/cpuFeatures.h"
+#include "detail/renderedElements.h"
 #include "platform/codePage.h"
 #include "platform/files.h"
 
@@ -19,6 +20,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <typeinfo>
 
 #ifdef VX_HAVE_SSE2
 #include <emmintrin.h>
@@ -229,6 +231,8 @@ struct wideSink {
         else
             units += n;
     }
+    // Only trees without rendered elements are written as wide text.
+    void raw(const char*, std::size_t) {}
 };
 
 // The entity that stands for a special character in the text form; a dropped newline is empty.
@@ -371,6 +375,17 @@ struct byteSink {
     }
     void text(const wchar_t* p, std::size_t n) {
         room(4 * n);
+        // Names are short and nearly always ASCII: those are copied without the calls.
+        if (n <= kBlock) {
+            std::size_t i = 0;
+            while (i < n && static_cast<std::uint32_t>(p[i]) - 1 < 0x7F)
+                ++i;
+            if (i == n) {
+                for (std::size_t k = 0; k < n; ++k)
+                    unit(static_cast<char>(p[k]));
+                return;
+            }
+        }
         hasNull = hasNull || (kUnitBytes == 1 && std::wmemchr(p, L'\0', n) != nullptr);
         to = writeTo(to, p, n);
     }
@@ -435,8 +450,22 @@ struct byteSink {
             plain(i, first);
             i = other(i + first);
         }
-        while (i < n)
-            i = other(i);
+        // The tail, shorter than a block: runs of plain characters at once.
+        while (i < n) {
+            std::size_t j = i;
+            while (j < n) {
+                const auto u = static_cast<std::uint32_t>(p[j]);
+                if (u - 1 >= 0x7F || (u < 64 && ((stops >> u) & 1) != 0))
+                    break;
+                ++j;
+            }
+            if (j > i) {
+                plain(i, j - i);
+                i = j;
+            } else {
+                i = other(i);
+            }
+        }
     }
 };
 
@@ -448,6 +477,7 @@ struct unitEstimate {
     void ascii(const char*, std::size_t n) { units += n; }
     void spaces(std::size_t n) { units += n; }
     void escaped(const wchar_t*, std::size_t n, std::uint64_t) { units += n; }
+    void raw(const char*, std::size_t n) { units += n; }
 };
 
 using utf8Sink = byteSink<unicode::writeUtf8, 1>;
@@ -497,7 +527,7 @@ void putEncoded(Sink& sink, const string& text, bool dropNewlines) {
 // The element's line: start tag, attributes, and either the whole element (no children) or the
 // ">" and the line of its text. The indent is the root's text and three spaces a level.
 template <class Sink>
-void putStart(Sink& sink, const xmlNode& node, const string& rootIndent, std::size_t spaces) {
+void putStart(Sink& sink, const xmlNode& node, const string& rootIndent, std::size_t spaces, bool hasChildren) {
     put(sink, rootIndent);
     sink.spaces(spaces);
     put(sink, "<");
@@ -509,7 +539,7 @@ void putStart(Sink& sink, const xmlNode& node, const string& rootIndent, std::si
         putEncoded(sink, a.second, false);
         put(sink, "\"");
     }
-    if (node.children().empty()) {
+    if (!hasChildren) {
         if (node.text().empty()) {
             put(sink, "/>\n");
         } else {
@@ -530,16 +560,28 @@ void putStart(Sink& sink, const xmlNode& node, const string& rootIndent, std::si
     }
 }
 
+// The elements kept as text behind a node's children: none, for every tree but a database's.
+struct noRendered {
+    const detail::renderedElements* operator()(const xmlNode&) const { return nullptr; }
+};
+
 // Depth first with a list of open elements instead of recursion, so that a tree of any depth
-// can be written.
-template <class Sink>
-void writeTree(Sink& sink, const xmlNode& root, const string& rootIndent) {
-    std::vector<std::pair<const xmlNode*, std::size_t>> open;
+// can be written. The root is written depth levels in; the text of rendered elements follows
+// the children of their node.
+using openElements = std::vector<std::pair<const xmlNode*, std::size_t>>;
+
+template <class Sink, class Rendered = noRendered>
+void writeTree(Sink& sink, const xmlNode& root, const string& rootIndent, std::size_t depth = 0,
+               const Rendered& renderedOf = Rendered(), openElements&& scratch = openElements()) {
+    openElements& open = scratch;
+    open.clear();
     const xmlNode* next = &root;
     for (;;) {
         if (next) {
-            putStart(sink, *next, rootIndent, open.size() * kIndentStepLength);
-            if (!next->children().empty())
+            const detail::renderedElements* const rendered = renderedOf(*next);
+            const bool hasChildren = !next->children().empty() || (rendered && rendered->count > 0);
+            putStart(sink, *next, rootIndent, (depth + open.size()) * kIndentStepLength, hasChildren);
+            if (hasChildren)
                 open.emplace_back(next, 0);
         }
         if (open.empty())
@@ -549,8 +591,10 @@ void writeTree(Sink& sink, const xmlNode& root, const string& rootIndent) {
             next = node->children()[index++].operator->(); // a null child is an assertion
         } else {
             next = nullptr;
+            if (const detail::renderedElements* const rendered = renderedOf(*node))
+                sink.raw(rendered->text.data(), static_cast<std::size_t>(rendered->text.logicalLength()));
             put(sink, rootIndent);
-            sink.spaces((open.size() - 1) * kIndentStepLength);
+            sink.spaces((depth + open.size() - 1) * kIndentStepLength);
             put(sink, "</");
             put(sink, node->name());
             put(sink, ">\n");
@@ -585,18 +629,19 @@ void appendUtf8Pieces(std::string& out, const string& text) {
 
 // Appends the byte form of the document: mark, header, the tree and zeros. Answers false, with the
 // buffer's content as it was, when the text holds a null character that the encoding's sink notes.
-template <class Sink>
-bool saveInto(binaryBuffer& buffer, const xmlNode& root, const char* mark, const char* header, std::size_t zeros) {
+template <class Sink, class Rendered = noRendered>
+bool saveInto(binaryBuffer& buffer, const xmlNode& root, const char* mark, const char* header, std::size_t zeros,
+              const Rendered& renderedOf = Rendered()) {
     unitEstimate estimate;
     estimate.ascii(header, std::strlen(header));
-    writeTree(estimate, root, string());
+    writeTree(estimate, root, string(), 0, renderedOf);
     const std::uint64_t start = buffer.logicalLength();
     const std::uint64_t units = estimate.units + estimate.units / 16; // a little for entities
     buffer.reserve(start + std::strlen(mark) + units * Sink::unitBytes + zeros);
     Sink sink(buffer, start);
     sink.raw(mark, std::strlen(mark));
     sink.ascii(header, std::strlen(header));
-    writeTree(sink, root, string());
+    writeTree(sink, root, string(), 0, renderedOf);
     sink.room(zeros);
     std::memset(sink.to, 0, zeros);
     sink.to += zeros;
@@ -699,6 +744,7 @@ xmlNode::~xmlNode() {
     // every node, while asking it for a larger block sweeps them once, while they are in the cache.
     constexpr std::size_t kBatch = 1024;
     std::vector<refPtr<xmlNode>> emptied;
+    emptied.reserve(std::min(pending.size(), kBatch)); // a small tree takes one block for it
     while (!pending.empty()) {
         refPtr<xmlNode> last = std::move(pending.back());
         pending.pop_back();
@@ -1161,6 +1207,89 @@ void xmlDocument::save(binaryBuffer& buffer, eEncoding encoding) const {
     std::string bytes = "\xEF\xBB\xBF";
     appendUtf8Pieces(bytes, text);
     buffer.write(bytes.data(), bytes.size());
+}
+
+// --- rendered elements ------------------------------------------------------------------------------
+
+namespace {
+
+// Deeper elements stay nodes; the database nests far less.
+constexpr int kMaxRenderedDepth = 256;
+
+// The ASCII characters of plain names, as bits: '-', '.', digits, ':', letters and '_'.
+constexpr std::uint64_t kNameBitsLow = 1ull << '-' | 1ull << '.' | 0x03FF000000000000ull | 1ull << ':';
+constexpr std::uint64_t kNameBitsHigh = 0x07FFFFFE87FFFFFEull; // 'A'-'Z', '_', 'a'-'z' (from 64)
+
+bool isPlainName(const string& name) {
+    if (name.empty())
+        return false;
+    for (const wchar_t c : name) {
+        const auto u = static_cast<std::uint32_t>(c);
+        const bool plain = u < 64 ? ((kNameBitsLow >> u) & 1) != 0 : u < 128 && ((kNameBitsHigh >> (u - 64)) & 1) != 0;
+        if (!plain)
+            return false;
+    }
+    return true;
+}
+
+// Characters that the writer puts as they are or as entities decoded in one step; a text with
+// '&' might decode further, and a surrogate or a value beyond Unicode might not come back.
+bool isFaithfulText(const string& text) {
+    for (const wchar_t c : text) {
+        const auto u = static_cast<std::uint32_t>(c);
+        if (u - 0x20 < 0xD800 - 0x20 ? u == '&' : (u < 0x20 || u <= 0xDFFF || u > 0x10FFFF))
+            return false;
+    }
+    return true;
+}
+
+bool isFaithful(const xmlNode& node, int depth) {
+    if (depth > kMaxRenderedDepth || typeid(node) != typeid(xmlNode) || node.getRefCount() != 1)
+        return false;
+    if (!isPlainName(node.name()) || !isFaithfulText(node.text()) ||
+        (!node.children().empty() && !node.text().empty()))
+        return false;
+    for (const auto& a : node.attributes())
+        if (!isPlainName(a.first) || !isFaithfulText(a.second))
+            return false;
+    for (const refPtr<xmlNode>& child : node.children())
+        if (!child || !isFaithful(*child, depth + 1))
+            return false;
+    return true;
+}
+
+} // namespace
+
+bool detail::rendersFaithfully(const xmlNode& element) { return isFaithful(element, 0); }
+
+void detail::render(renderedElements& to, const xmlNode& element, std::size_t depth) {
+    utf8Sink sink(to.text, to.text.logicalLength());
+    writeTree(sink, element, string(), depth, noRendered(), std::move(to.open));
+    to.text.setLogicalLength(sink.written());
+    ++to.count;
+}
+
+void detail::appendRendered(xmlNode& parent, const renderedElements& from) {
+    if (from.count == 0)
+        return;
+    static const char kOpen[] = "\xEF\xBB\xBF<r>\n", kClose[] = "</r>\n";
+    binaryBuffer block;
+    block.write(kOpen, sizeof kOpen - 1);
+    block.write(from.text.data(), from.text.logicalLength());
+    block.write(kClose, sizeof kClose - 1);
+    std::vector<refPtr<xmlNode>> elements;
+    {
+        const refPtr<xmlDocument> holder = xmlDocument::createXmlDocument();
+        holder->load(block.data(), block.logicalLength(), true);
+        elements = holder->children();
+    } // the holder goes; the elements, held here, lose their parent
+    for (refPtr<xmlNode>& element : elements)
+        parent.addNode(element);
+}
+
+bool detail::saveWithRendered(binaryBuffer& buffer, const xmlNode& root,
+                              const std::function<const renderedElements*(const xmlNode&)>& renderedOf) {
+    return saveInto<utf8Sink>(buffer, root, "\xEF\xBB\xBF", headerOf(xmlDocument::eUtf8), 0, renderedOf);
 }
 
 void xmlDocument::save(const file& f, eEncoding encoding) const {

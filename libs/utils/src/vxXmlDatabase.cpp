@@ -1,6 +1,7 @@
 #include "vxXmlDatabase.h"
 
 #include "detail/nesting.h"
+#include "detail/renderedElements.h"
 #include "vxAssert.h"
 #include "vxException.h"
 #include "vxTypeConversion.h"
@@ -19,21 +20,43 @@ using detail::nestingLevel;
 
 // --- dictionaries --------------------------------------------------------------------------------
 
+// Keys mostly come in ascending order (objects made one after another, guids made by one
+// process), so a key behind the last is answered and added without a search.
+namespace {
+template <class Map>
+bool isBehindLast(const Map& map, const typename Map::key_type& key) {
+    return map.empty() || map.key_comp()(map.rbegin()->first, key);
+}
+} // namespace
+
 const guid* xmlDbWriterClassDictionary::find(const iPersistent* object) const {
+    if (isBehindLast(mObjects, object))
+        return nullptr;
     const auto it = mObjects.find(object);
     return it == mObjects.end() ? nullptr : &it->second.id;
 }
 
 void xmlDbWriterClassDictionary::insert(const iPersistent* object, const guid& id) {
-    mObjects.emplace(object, entry{const_refPtr<iPersistent>(object), id});
+    entry item{const_refPtr<iPersistent>(object), id};
+    if (isBehindLast(mObjects, object))
+        mObjects.emplace_hint(mObjects.end(), object, std::move(item));
+    else
+        mObjects.emplace(object, std::move(item));
 }
 
 iPersistent* xmlDbReaderClassDictionary::find(const guid& id) const {
+    if (isBehindLast(mObjects, id))
+        return nullptr;
     const auto it = mObjects.find(id);
     return it == mObjects.end() ? nullptr : it->second.get();
 }
 
-void xmlDbReaderClassDictionary::insert(const guid& id, iPersistent* object) { mObjects[id] = object; }
+void xmlDbReaderClassDictionary::insert(const guid& id, iPersistent* object) {
+    if (isBehindLast(mObjects, id))
+        mObjects.emplace_hint(mObjects.end(), id, object);
+    else
+        mObjects[id] = object;
+}
 
 void xmlDbReaderClassDictionary::erase(const guid& id) { mObjects.erase(id); }
 
@@ -98,11 +121,70 @@ struct xmlDbWriterData {
     std::vector<pending> deferred;
     binaryBuffer text; // the block toString answers in file mode
 
+    // While nobody but the writer can reach the document, each object's element is written out
+    // as text once complete and its nodes let go: the tree of every value would cost more to
+    // hold, write and release than the text. The tables' elements are read back into nodes
+    // before anybody may look at the tree, and from then on the document keeps nodes.
+    bool rendering = true;
+    std::vector<std::pair<refPtr<xmlNode>, detail::renderedElements>> rendered; // by table, in order
+
     // The table of className below the root, made when missing.
     refPtr<xmlNode> table(const string& className) {
         const string name = tableName(className);
         refPtr<xmlNode> found = document->getFirstChildNode(name, true);
         return found ? found : document->createChildNode(name);
+    }
+
+    // Adds a complete element to the table of className.
+    void add(const string& className, refPtr<xmlNode>& element) {
+        refPtr<xmlNode> into = table(className);
+        if (rendering && detail::rendersFaithfully(*element)) {
+            detail::render(renderedOf(into), *element, 2); // below the root and the table
+            return;
+        }
+        keepNodes();
+        into->addNode(element);
+    }
+
+    detail::renderedElements& renderedOf(const refPtr<xmlNode>& table) {
+        for (auto& item : rendered)
+            if (item.first == table)
+                return item.second;
+        rendered.emplace_back(table, detail::renderedElements());
+        return rendered.back().second;
+    }
+
+    // Reads the rendered elements back into their tables; the document keeps nodes from now on.
+    void keepNodes() {
+        rendering = false;
+        for (auto& item : rendered) {
+            detail::appendRendered(*item.first, item.second);
+            item.second = detail::renderedElements(); // read back: not to be written twice
+        }
+        rendered.clear();
+    }
+
+    // The UTF-8 form of the document, as xmlDocument::save gives it.
+    void save(binaryBuffer& block) {
+        if (!rendered.empty()) {
+            const auto find = [this](const xmlNode& node) -> const detail::renderedElements* {
+                for (const auto& item : rendered)
+                    if (item.first.get() == &node)
+                        return &item.second;
+                return nullptr;
+            };
+            if (detail::saveWithRendered(block, *document, find))
+                return;
+            keepNodes(); // a null character: the tree's writer cuts its text in pieces
+        }
+        document->save(block, xmlDocument::eUtf8);
+    }
+
+    // Lets the document go, with what was rendered of it.
+    void release() {
+        document = nullptr;
+        rendered.clear();
+        rendering = true;
     }
 };
 
@@ -143,10 +225,13 @@ void xmlDbWriter::close() {
     binaryBuffer temporary;
     binaryBuffer& block = mpData->buffer ? *mpData->buffer : temporary;
     block.clear();
-    refPtr<xmlDocument> document = std::move(mpData->document);
-    mpData->document = nullptr;
-    document->save(block, xmlDocument::eUtf8);
-    document = nullptr;
+    try {
+        mpData->save(block);
+    } catch (...) {
+        mpData->release();
+        throw;
+    }
+    mpData->release();
     block.xxor(string::fromMBCtoWC(mpData->key.c_str()));
     if (mpData->compressed)
         block.gzCompress();
@@ -166,9 +251,13 @@ char* xmlDbWriter::toString() {
         create();
     binaryBuffer& block = mpData->buffer ? *mpData->buffer : mpData->text;
     block.clear();
-    refPtr<xmlDocument> document = std::move(mpData->document);
-    mpData->document = nullptr;
-    document->save(block, xmlDocument::eUtf8);
+    try {
+        mpData->save(block);
+    } catch (...) {
+        mpData->release();
+        throw;
+    }
+    mpData->release();
     // A null byte behind the text, outside the logical length, so that it reads as a C text.
     const std::uint64_t length = block.logicalLength();
     block.reserve(length + 1);
@@ -199,10 +288,13 @@ guid xmlDbWriter::writeObject(const iPersistent* object, bool recursive) {
     const bool outermost = mpData->depth == 0;
     const auto writeOne = [this](const iPersistent& item, const string& name, const guid& itemId, bool deep) {
         nestingLevel level(mpData->depth);
-        xmlDbOStream stream(this, name, itemId, deep);
-        item.writeTo(&stream);
-        refPtr<xmlNode> element = stream.rootNode();
-        mpData->table(name)->addNode(element);
+        refPtr<xmlNode> element;
+        {
+            xmlDbOStream stream(this, name, itemId, deep);
+            item.writeTo(&stream);
+            element = stream.rootNode();
+        } // the stream lets go of the element: whether anybody else holds it shows
+        mpData->add(name, element);
     };
     try {
         writeOne(*object, className, id, recursive);
@@ -230,10 +322,13 @@ void xmlDbWriter::write(const iDataConverter& converter, bool recursive) {
     const string className = type ? string(type) : string();
     dictionaryFor(mpData->dictionaries, className, L"Error creating xmlDbWriterClassDictionary for %s");
     nestingLevel level(mpData->depth);
-    xmlDbOStream stream(this, className, recursive);
-    converter.writeTo(&stream);
-    refPtr<xmlNode> element = stream.rootNode();
-    mpData->table(className)->addNode(element);
+    refPtr<xmlNode> element;
+    {
+        xmlDbOStream stream(this, className, recursive);
+        converter.writeTo(&stream);
+        element = stream.rootNode();
+    }
+    mpData->add(className, element);
 }
 
 void xmlDbWriter::setAttribute(const string& name, const string& value) {
@@ -244,7 +339,12 @@ void xmlDbWriter::setAttribute(const string& name, const string& value) {
     mpData->document->setAttribute(name, value);
 }
 
-refPtr<xmlNode> xmlDbWriter::rootNode() const { return refPtr<xmlNode>(mpData->document.get()); }
+refPtr<xmlNode> xmlDbWriter::rootNode() const {
+    // Whoever holds the document sees every element as a node.
+    if (mpData->document)
+        mpData->keepNodes();
+    return refPtr<xmlNode>(mpData->document.get());
+}
 const vx::file& xmlDbWriter::file() const { return mpData->target; }
 const directory& xmlDbWriter::relBasePath() const { return mpData->base; }
 void xmlDbWriter::setRelBasePath(const directory& dir) { mpData->base = dir; }
@@ -279,6 +379,22 @@ struct xmlDbReaderData {
 
     int depth = 0;
     std::vector<pending> deferred;
+
+    // The dictionary asked for last, by the class name as asked: the objects of a table and
+    // their references ask for one class over and over.
+    string lastClass;
+    refPtr<xmlDbReaderClassDictionary> lastDictionary;
+
+    // Keyed without regard to case, as the tables are found: a reference that spells the class
+    // otherwise than readAllObjects does still meets the same object.
+    refPtr<xmlDbReaderClassDictionary> dictionary(const string& className) {
+        if (!lastDictionary || className != lastClass) {
+            lastDictionary = dictionaryFor(dictionaries, className.lower(),
+                                           L"Error creating xmlDbReaderClassDictionary for %s");
+            lastClass = className;
+        }
+        return lastDictionary;
+    }
 
     // The table of className: by exact name, else the first whose name matches without case.
     refPtr<xmlNode> table(const string& className) const {
@@ -340,6 +456,8 @@ xmlDbReader::xmlDbReader(binaryBuffer* buffer, const directory& relBasePath) : m
 }
 
 xmlDbReader::~xmlDbReader() {
+    // The objects go before the factories that made them.
+    mpData->lastDictionary = nullptr;
     mpData->dictionaries.clear();
     for (iObjectFactory* factory : mpData->factories)
         factory->release();
@@ -481,10 +599,7 @@ void xmlDbReader::readOne(const string& className, const string* proxyClassName,
     if (id.empty() || id == L"0")
         return;
     const int done = progressValue(from, to, 1, 5);
-    // Keyed without regard to case, as the tables are found: a reference that spells the class
-    // otherwise than readAllObjects does still meets the same object.
-    refPtr<xmlDbReaderClassDictionary> dictionary = dictionaryFor(
-        mpData->dictionaries, className.lower(), L"Error creating xmlDbReaderClassDictionary for %s");
+    refPtr<xmlDbReaderClassDictionary> dictionary = mpData->dictionary(className);
 
     const bool oldFormat = mpData->version == 1;
     std::uint32_t number = 0;
@@ -667,12 +782,14 @@ void xmlDbReader::readAll(const string& className, const string* proxyClassName,
             break;
         const int next = progressValue(from, to, static_cast<std::int64_t>(i) + 1, static_cast<std::int64_t>(items.size()));
         refPtr<xmlNode> element = items[i];
-        const string lowerName = element->name().lower();
         string id;
         if (!oldFormat) {
-            if (lowerName != lowerClass || !element->getAttribute(L"id", id))
+            // Spelled as asked, the names are equal in lower case too.
+            const string& name = element->name();
+            if ((name != className && name.lower() != lowerClass) || !element->getAttribute(L"id", id))
                 throw unexpectedErrorException(L"xmlDbReader::readAllObjects: invalid file format");
         } else {
+            const string lowerName = element->name().lower();
             const std::size_t cut = lowerName.find_first_not_of(lowerClass);
             if (cut == string::npos)
                 throw unexpectedErrorException(L"xmlDbReader::readAllObjects: invalid file format");

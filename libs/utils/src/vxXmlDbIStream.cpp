@@ -20,11 +20,31 @@ string nameText(const wchar_t* name) { return name ? string(name) : string(); }
 // An index as the message shows it.
 int shownIndex(std::uint64_t nth) { return static_cast<int>(nth); }
 
-bool matches(const xmlNode& child, const string& name, bool asProperty) {
+// A value's name as the caller gives it, compared with tags without being made a string: a
+// lookup passes over the values stored before the one it wants.
+class valueName {
+public:
+    explicit valueName(const wchar_t* name) : mText(name ? name : L""), mSize(std::wcslen(mText)) {}
+    bool is(const string& text) const {
+        if (text.size() != mSize)
+            return false;
+        const wchar_t* const p = text.data();
+        for (std::size_t i = 0; i < mSize; ++i)
+            if (p[i] != mText[i])
+                return false;
+        return true;
+    }
+
+private:
+    const wchar_t* mText;
+    std::size_t mSize;
+};
+
+bool matches(const xmlNode& child, const valueName& name, bool asProperty) {
     if (!asProperty)
-        return child.name() == name;
+        return name.is(child.name());
     string value;
-    return child.name() == kProperty && child.getAttribute(L"name", value) && value == name;
+    return child.name() == kProperty && child.getAttribute(L"name", value) && name.is(value);
 }
 
 bool isProperty(const xmlNode& child) { return child.name() == kProperty && child.hasAttribute(L"name"); }
@@ -41,28 +61,28 @@ const genericSet& xmlDbIStream::readAttributes() const {
     return mpDatabase->readAttributes();
 }
 
-refPtr<xmlNode> xmlDbIStream::find(const wchar_t* name, std::uint64_t nth, bool asProperty) const {
-    const string wanted = nameText(name);
+xmlNode* xmlDbIStream::find(const wchar_t* name, std::uint64_t nth, bool asProperty) const {
+    const valueName wanted(name);
     std::uint64_t counter = 0;
     for (const refPtr<xmlNode>& child : mpNode->children())
         if (matches(*child, wanted, asProperty) && counter++ == nth)
-            return child;
-    return refPtr<xmlNode>();
+            return child.get();
+    return nullptr;
 }
 
-refPtr<xmlNode> xmlDbIStream::require(const wchar_t* name, std::uint64_t nth, bool asProperty) const {
-    refPtr<xmlNode> child = find(name, nth, asProperty);
+xmlNode& xmlDbIStream::require(const wchar_t* name, std::uint64_t nth, bool asProperty) const {
+    xmlNode* const child = find(name, nth, asProperty);
     if (!child)
         throw attributeNotFoundException(nameText(name), shownIndex(nth));
-    return child;
+    return *child;
 }
 
 bool xmlDbIStream::isAvailable(const wchar_t* name, std::uint64_t nth, bool asProperty) {
-    return static_cast<bool>(find(name, nth, asProperty));
+    return find(name, nth, asProperty) != nullptr;
 }
 
 std::uint64_t xmlDbIStream::count(const wchar_t* name, bool asProperty) {
-    const string wanted = nameText(name);
+    const valueName wanted(name);
     std::uint64_t n = 0;
     for (const refPtr<xmlNode>& child : mpNode->children())
         if (matches(*child, wanted, asProperty))
@@ -92,8 +112,7 @@ void xmlDbIStream::readProperty(string& name, string& value, std::uint64_t nth) 
 template <class T>
 void xmlDbIStream::readScalar(const wchar_t* name, T& value, std::uint64_t nth, bool asProperty,
                               const wchar_t* typeName) {
-    const refPtr<xmlNode> child = require(name, nth, asProperty);
-    const string& text = child->text();
+    const string& text = require(name, nth, asProperty).text();
     if (!typeconvert::typeConversionManager::instance().convert(typeid(T), &value, typeid(string), &text, 0,
                                                                  nullptr))
         throw invalidAttributeType(nameText(name), shownIndex(nth), text, typeName);
@@ -101,8 +120,7 @@ void xmlDbIStream::readScalar(const wchar_t* name, T& value, std::uint64_t nth, 
 
 void xmlDbIStream::readDoubles(const wchar_t* name, double* const* values, unsigned n, std::uint64_t nth,
                                bool asProperty, const wchar_t* typeName) {
-    const refPtr<xmlNode> child = require(name, nth, asProperty);
-    const string text = child->text();
+    const string text = require(name, nth, asProperty).text();
     std::vector<string> pieces;
     text.splitAt(L",", pieces);
     if (pieces.size() != n)
@@ -130,8 +148,7 @@ void xmlDbIStream::read(const wchar_t* name, double& a, double& b, std::uint64_t
 }
 
 void xmlDbIStream::read(const wchar_t* name, unsigned int& a, unsigned int& b, std::uint64_t nth, bool asProperty) {
-    const refPtr<xmlNode> child = require(name, nth, asProperty);
-    const string text = child->text();
+    const string text = require(name, nth, asProperty).text();
     std::vector<string> pieces;
     text.splitAt(L",", pieces);
     const wchar_t* typeName = L"unsigned int,unsigned int";
@@ -176,11 +193,11 @@ void xmlDbIStream::read(const wchar_t* name, bool& value, std::uint64_t nth, boo
 }
 
 void xmlDbIStream::read(const wchar_t* name, string& value, std::uint64_t nth, bool asProperty) {
-    value = require(name, nth, asProperty)->text();
+    value = require(name, nth, asProperty).text();
 }
 
 void xmlDbIStream::read(const wchar_t* name, directory& value, std::uint64_t nth, bool asProperty) {
-    const string text = require(name, nth, asProperty)->text();
+    const string text = require(name, nth, asProperty).text();
     if (!text.empty() && text[0] == L'.') {
         VX_ASSERT(mpDatabase);
         value = directory(mpDatabase->relBasePath(), text);
@@ -190,7 +207,7 @@ void xmlDbIStream::read(const wchar_t* name, directory& value, std::uint64_t nth
 }
 
 void xmlDbIStream::read(const wchar_t* name, vx::file& value, std::uint64_t nth, bool asProperty) {
-    const string text = require(name, nth, asProperty)->text();
+    const string text = require(name, nth, asProperty).text();
     if (!text.empty() && text[0] == L'.') {
         VX_ASSERT(mpDatabase);
         value = vx::file(mpDatabase->relBasePath(), text);
@@ -207,17 +224,17 @@ string xmlDbIStream::storedType(const xmlNode& child) {
 }
 
 void xmlDbIStream::read(const wchar_t* name, objectInfo& value, std::uint64_t nth, bool asProperty) {
-    const refPtr<xmlNode> child = require(name, nth, asProperty);
+    const xmlNode& child = require(name, nth, asProperty);
     guid id;
-    if (!typeconvert::dtconvert(id, child->text(), 0, nullptr))
-        throw invalidAttributeType(nameText(name), shownIndex(nth), child->text(), L"guid");
-    value = objectInfo(storedType(*child).lower(), id);
+    if (!typeconvert::dtconvert(id, child.text(), 0, nullptr))
+        throw invalidAttributeType(nameText(name), shownIndex(nth), child.text(), L"guid");
+    value = objectInfo(storedType(child).lower(), id);
 }
 
 void xmlDbIStream::read(const wchar_t* name, iPersistent** object, std::uint64_t nth, bool asProperty) {
     VX_ASSERT(object);
     *object = nullptr;
-    const refPtr<xmlNode> child = require(name, nth, asProperty);
+    const refPtr<xmlNode> child(&require(name, nth, asProperty)); // counted: code of the application runs
     const string className = storedType(*child);
     VX_ASSERT(mpDatabase);
     mpDatabase->readObject(className, child->text(), object, nullptr);
@@ -226,7 +243,7 @@ void xmlDbIStream::read(const wchar_t* name, iPersistent** object, std::uint64_t
 void xmlDbIStream::readAggregated(const wchar_t* name, iPersistent** object, std::uint64_t nth, bool asProperty) {
     VX_ASSERT(object);
     *object = nullptr;
-    const refPtr<xmlNode> child = require(name, nth, asProperty);
+    const refPtr<xmlNode> child(&require(name, nth, asProperty)); // counted: code of the application runs
     const string className = storedType(*child);
     VX_ASSERT(mpDatabase);
     refPtr<iPersistent> made = mpDatabase->createObject(className);
@@ -252,7 +269,7 @@ void xmlDbIStream::readAggregated(const wchar_t* name, iPersistent** object, std
 
 void xmlDbIStream::readConverter(const wchar_t* name, iDataConverter& value, iPolymorphDataConverter* polymorph,
                                  std::uint64_t nth, bool asProperty) {
-    const refPtr<xmlNode> child = require(name, nth, asProperty);
+    const refPtr<xmlNode> child(&require(name, nth, asProperty)); // counted: code of the application runs
     const string type = storedType(*child);
     const wchar_t* ownType = value.typeName();
     const string wanted = ownType ? string(ownType) : string();

@@ -210,6 +210,87 @@ TEST(xmlDbWriter, memoryAndFileMode) {
     EXPECT_EQ(dir.count(), 1u); // nothing left beside it
 }
 
+// An object whose values are whatever its body writes.
+struct shaped : node {
+    explicit shaped(std::function<void(vx::iDBOStream*)> f) : node(L"shaped"), body(std::move(f)) {}
+    void writeTo(vx::iDBOStream* s) const override { body(s); }
+    std::function<void(vx::iDBOStream*)> body;
+};
+
+// A nested value whose body is given too.
+struct nested : vx::iDataConverter {
+    const wchar_t* typeName() const override { return L"inner"; }
+    void writeTo(vx::iDBOStream* s) const override { s->write(L"v", text), s->write(L"w", 2.5); }
+    void readFrom(vx::iDBIStream*) override {}
+    vx::string text;
+};
+
+// Element names, attributes and texts the writer keeps as text while the tree is out of reach,
+// and those it must keep as nodes: either way the file is the one the tree gives, in order, and
+// the tree handed out afterwards has every element.
+TEST(xmlDbWriter, elementsWrittenAheadGiveTheTreesText) {
+    refPtr<vx::xmlNode> held; // a node the application keeps
+    const vx::string withNull(L"a\0b", 3);
+    using body = std::function<void(vx::iDBOStream*)>;
+    const std::vector<std::pair<const char*, body>> cases = {
+        {"plain", [](vx::iDBOStream* s) { s->write(L"a", 1), s->write(L"b", vx::string(L"text")); }},
+        {"empty and spaced", [](vx::iDBOStream* s) { s->write(L"e", vx::string()), s->write(L"s", vx::string(L"  x  ")); }},
+        {"escaped", [](vx::iDBOStream* s) { s->write(L"t", vx::string(L"<a> \"q\" 'p' >")); }},
+        {"ampersand", [](vx::iDBOStream* s) { s->write(L"t", vx::string(L"&lt; & &amp;")); }},
+        {"controls", [](vx::iDBOStream* s) { s->write(L"t", vx::string(L"tab\tline\nret\r")); }},
+        {"non-ASCII", [](vx::iDBOStream* s) { s->write(L"t", vx::string(L"\u00fc\u20ac\U0001D11E")); }},
+        {"null character", [&](vx::iDBOStream* s) { s->write(L"t", withNull); }},
+        {"property names", [](vx::iDBOStream* s) { s->write(L"two words", vx::string(L"v"), true); }},
+        {"odd tag", [](vx::iDBOStream* s) { s->write(L"\u00e9t\u00e9", 1); }},
+        {"nested", [](vx::iDBOStream* s) { nested n; n.text = L"deep"; s->write(L"n", n); }},
+        {"text beside children", [](vx::iDBOStream* s) {
+             s->write(L"a", 1);
+             static_cast<vx::xmlDbOStream*>(s)->rootNode()->setText(L"own");
+         }},
+        {"held by the application", [&](vx::iDBOStream* s) {
+             s->write(L"a", 1);
+             held = static_cast<vx::xmlDbOStream*>(s)->rootNode();
+         }},
+        {"another kind of node", [](vx::iDBOStream* s) {
+             refPtr<vx::xmlNode> document(vx::xmlDocument::createXmlDocument().get());
+             document->setName(L"doc");
+             static_cast<vx::xmlDbOStream*>(s)->rootNode()->addNode(document);
+         }},
+    };
+    for (const auto& [name, f] : cases) {
+        SCOPED_TRACE(name);
+        // Kept as text where it can be, a plain object before and after, and the root's own attribute.
+        const auto write = [&, f = f](vx::xmlDbWriter& w, const std::function<void()>& around) {
+            refPtr<node> before = makeNode(L"before"), after = makeNode(L"after");
+            refPtr<shaped> object(new shaped(f));
+            // Guids of their own, so that every writing gives the same text.
+            const wchar_t* ids[] = {L"10000000-0001-0001-0000-000000000001", L"10000000-0001-0001-0000-000000000002",
+                                    L"10000000-0001-0001-0000-000000000003"};
+            vx::guid id;
+            before->setGuid(id.fromString(ids[0])), object->setGuid(id.fromString(ids[1])), after->setGuid(id.fromString(ids[2]));
+            w.create();
+            around();
+            w.writeObject(before.get(), true);
+            w.writeObject(object.get(), true);
+            if (held)
+                held->getFirstChildNode(L"a", true)->setText(L"changed later"); // still counts
+            w.writeObject(after.get(), true);
+            w.setAttribute(L"k", std::string(name) == "null character" ? withNull : vx::string(L"v"));
+            held = nullptr;
+        };
+        const std::string asNodes = written([&](vx::xmlDbWriter& w) { write(w, [&] { w.rootNode(); }); });
+        EXPECT_EQ(written([&](vx::xmlDbWriter& w) { write(w, [] {}); }), asNodes);
+        refPtr<vx::xmlNode> tree;
+        EXPECT_EQ(written([&](vx::xmlDbWriter& w) { write(w, [] {}), tree = w.rootNode(); }), asNodes);
+        ASSERT_TRUE(tree);
+        const refPtr<vx::xmlNode> table = tree->getFirstChildNode(L"node_table", true);
+        ASSERT_TRUE(table && table->children().size() == 2);
+        EXPECT_EQ(table->children()[1]->parent(), table.get());
+        EXPECT_EQ(table->children()[1]->getFirstChildNode(L"label", true)->text(), L"after");
+        EXPECT_EQ(asNodes.find("changed later") != std::string::npos, std::string(name) == "held by the application");
+    }
+}
+
 #ifndef _WIN32
 TEST(xmlDbWriter, aFailedCloseKeepsThePreviousFile) {
     vxtest::tempDir dir;

@@ -1,6 +1,7 @@
 // The growth of the peak resident memory of a piece of work, for the benchmarks that report it.
 #pragma once
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,14 +27,21 @@ inline double statusKb(const char* field) {
     return kb;
 }
 
+// What a child process measured of one run of a piece of work.
+struct childRun {
+    double peakMB = -1; // the growth of the peak resident memory
+    double ms = -1;     // the time the run took, from a heap without free memory
+};
+
 // The growth of the peak resident memory, in MB, while a child process runs work once after
-// prepare. The child first gives back the free memory of its heap and sets its peak to what it
-// holds: free memory inherited from earlier benchmarks would otherwise be reused unseen, and the
-// peak inherited from them would hide the work's own.
-inline double peakGrowth(const std::function<void()>& prepare, const std::function<void()>& work) {
+// prepare, and the time it took. The child first gives back the free memory of its heap and
+// sets its peak to what it holds: free memory inherited from earlier benchmarks would otherwise
+// be reused unseen, and the peak inherited from them would hide the work's own. So the time is
+// that of a first run in a process, which must take its memory from the system.
+inline childRun runInChild(const std::function<void()>& prepare, const std::function<void()>& work) {
     int channel[2];
     if (::pipe(channel) != 0)
-        return -1;
+        return childRun();
     const pid_t pid = ::fork();
     if (pid == 0) {
         ::close(channel[0]);
@@ -44,19 +52,26 @@ inline double peakGrowth(const std::function<void()>& prepare, const std::functi
             std::fclose(clear);
         }
         const double before = statusKb("VmRSS");
+        const auto start = std::chrono::steady_clock::now();
         work();
-        const double grown = (statusKb("VmHWM") - before) / 1024.0;
-        [[maybe_unused]] const ssize_t n = ::write(channel[1], &grown, sizeof grown);
+        childRun run;
+        run.ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        run.peakMB = (statusKb("VmHWM") - before) / 1024.0;
+        [[maybe_unused]] const ssize_t n = ::write(channel[1], &run, sizeof run);
         ::_exit(0);
     }
     ::close(channel[1]);
-    double grown = -1;
-    if (::read(channel[0], &grown, sizeof grown) != static_cast<ssize_t>(sizeof grown))
-        grown = -1;
+    childRun run;
+    if (::read(channel[0], &run, sizeof run) != static_cast<ssize_t>(sizeof run))
+        run = childRun();
     ::close(channel[0]);
     int status = 0;
     ::waitpid(pid, &status, 0);
-    return grown;
+    return run;
+}
+
+inline double peakGrowth(const std::function<void()>& prepare, const std::function<void()>& work) {
+    return runInChild(prepare, work).peakMB;
 }
 
 } // namespace vxbench

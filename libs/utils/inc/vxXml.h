@@ -100,6 +100,8 @@ protected:
     // the '<' of an end tag met before any element (the name stays empty), or null when the
     // text ends inside a comment or before an element.
     const wchar_t* parseText(const wchar_t* text, bool keepWhitespace);
+    // The same for text in UTF-8, read as it is: a document is not widened whole first.
+    const char* parseUtf8Text(const char* text, bool keepWhitespace);
 
 private:
     struct parser;

@@ -49,12 +49,6 @@ inline bool isSpace(wchar_t c) {
     return std::iswspace(static_cast<std::wint_t>(c)) != 0;
 }
 
-inline const wchar_t* skipSpace(const wchar_t* p) {
-    while (isSpace(*p))
-        ++p;
-    return p;
-}
-
 // --- entities ------------------------------------------------------------------------------------
 
 // Replaces every occurrence of pattern at or behind from, left to right; replaced text is not
@@ -907,6 +901,118 @@ void xmlNode::getText(string& out, const string& indent) const {
 
 // --- the parser -------------------------------------------------------------------------------------
 
+// The parser reads wide text, or UTF-8 bytes as they are: a document in UTF-8 is not widened
+// whole first, which would take four bytes of memory per byte of the file. Every character the
+// parser looks for is ASCII, and no byte of a longer UTF-8 sequence is one, so it finds them in
+// the bytes where it finds them in the wide text; names and texts are widened as they are taken,
+// and white space and the end tag's name are compared as the characters the bytes decode to.
+// Both views read up to a null character.
+struct wideText {
+    using unit = wchar_t;
+    static const unit* find(const unit* p, char c) { return std::wcschr(p, static_cast<wchar_t>(c)); }
+    static const unit* commentEnd(const unit* p) { return std::wcsstr(p, L"-->"); }
+    static const unit* instructionEnd(const unit* p) { return std::wcsstr(p, L"?>"); }
+    // The units of the character at p, and of the white space at p (0 when it is none).
+    static std::size_t spaceAt(const unit* p) { return isSpace(*p) ? 1 : 0; }
+    // The units of the character at p when it is no white space, else 0.
+    static std::size_t nonSpaceAt(const unit* p) { return isSpace(*p) ? 0 : 1; }
+    static string make(const unit* from, const unit* to) { return string(from, to); }
+    static void assignDecoded(string& target, const unit* from, const unit* to, std::wstring&) {
+        vx::assignDecoded(target, from, to);
+    }
+    // Whether the text at p starts with name; p is then behind it.
+    static bool startsWith(const unit*& p, const string& name) {
+        if (std::wcsncmp(p, name.c_str(), name.size()) != 0)
+            return false;
+        p += name.size();
+        return true;
+    }
+};
+
+struct utf8Text {
+    using unit = char;
+    static const unit* find(const unit* p, char c) { return std::strchr(p, c); }
+    static const unit* commentEnd(const unit* p) { return std::strstr(p, "-->"); }
+    static const unit* instructionEnd(const unit* p) { return std::strstr(p, "?>"); }
+    // The character at p as the wide text has it: its code point and its bytes.
+    static std::uint32_t decodeAt(const unit* p, std::size_t& taken) {
+        const auto byte = static_cast<unsigned char>(*p);
+        if (byte < 0x80) {
+            taken = 1;
+            return byte;
+        }
+        return unicode::decodeUtf8At(p, strnlen(p, 4), taken);
+    }
+    // Where wide text is UTF-16 a character beyond U+FFFF is two units, neither of them space.
+    static bool isSpaceCharacter(std::uint32_t c) {
+        return !(unicode::kWideIsUtf16 && c > 0xFFFF) && isSpace(static_cast<wchar_t>(c));
+    }
+    static std::size_t spaceAt(const unit* p) {
+        std::size_t taken = 1;
+        const std::uint32_t c = decodeAt(p, taken);
+        return isSpaceCharacter(c) ? taken : 0;
+    }
+    static std::size_t nonSpaceAt(const unit* p) {
+        std::size_t taken = 1;
+        const std::uint32_t c = decodeAt(p, taken);
+        return isSpaceCharacter(c) ? 0 : taken;
+    }
+    // Names and short texts are widened on the stack and copied once, as wide text would be.
+    static string make(const unit* from, const unit* to) {
+        constexpr std::size_t kShort = 64;
+        const auto length = static_cast<std::size_t>(to - from);
+        if (length <= kShort) {
+            wchar_t wide[kShort]; // never more units than bytes
+            const wchar_t* const end = unicode::writeFromUtf8(wide, from, length);
+            return string(static_cast<const wchar_t*>(wide), end);
+        }
+        string text;
+        unicode::appendFromUtf8(text, from, length);
+        return text;
+    }
+    static void assignDecoded(string& target, const unit* from, const unit* to, std::wstring& scratch) {
+        const auto length = static_cast<std::size_t>(to - from);
+        if (!std::memchr(from, '&', length)) {
+            string made = make(from, to);
+            target.swap(made);
+            return;
+        }
+        scratch.clear();
+        unicode::appendFromUtf8(scratch, from, length);
+        vx::assignDecoded(target, scratch.data(), scratch.data() + scratch.size());
+    }
+    static bool startsWith(const unit*& p, const string& name) {
+        const unit* q = p;
+        for (std::size_t i = 0; i < name.size();) {
+            std::size_t taken = 1;
+            const std::uint32_t c = decodeAt(q, taken);
+            if (c == 0)
+                return false;
+            if (unicode::kWideIsUtf16 && c > 0xFFFF) {
+                const auto high = static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10));
+                const auto low = static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+                if (i + 2 > name.size() || name[i] != high || name[i + 1] != low)
+                    return false;
+                i += 2;
+            } else {
+                if (name[i] != static_cast<wchar_t>(c))
+                    return false;
+                ++i;
+            }
+            q += taken;
+        }
+        p = q;
+        return true;
+    }
+};
+
+template <class Text>
+const typename Text::unit* skipSpaceIn(const typename Text::unit* p) {
+    while (const std::size_t n = Text::spaceAt(p))
+        p += n;
+    return p;
+}
+
 // One parse: its options and the children collected so far. Each element's new children lie at
 // the end of one shared list while it is parsed, so nothing is allocated per element for them.
 struct xmlNode::parser {
@@ -914,6 +1020,7 @@ struct xmlNode::parser {
     std::vector<refPtr<xmlNode>> collected;
     // The attributes of the element at hand, so that each element allocates its list once.
     std::vector<attribute> attributes;
+    std::wstring scratch; // UTF-8 text with entities, widened before they are resolved
 
     // The attributes collected go to the node, behind those it had.
     void takeAttributes(xmlNode& node) {
@@ -927,24 +1034,26 @@ struct xmlNode::parser {
 
     // Sets target to the text between from and to: trimmed of spaces and tabs unless whitespace
     // is kept, entities resolved.
-    void setText(string& target, const wchar_t* from, const wchar_t* to) const {
+    template <class Text>
+    void setText(string& target, const typename Text::unit* from, const typename Text::unit* to) {
         if (!keepWhitespace) {
-            while (from < to && (*from == L' ' || *from == L'\t'))
+            while (from < to && (*from == ' ' || *from == '\t'))
                 ++from;
-            while (to > from && (to[-1] == L' ' || to[-1] == L'\t'))
+            while (to > from && (to[-1] == ' ' || to[-1] == '\t'))
                 --to;
         }
-        assignDecoded(target, from, to);
+        Text::assignDecoded(target, from, to, scratch);
     }
 
     // p is behind the '/' of an end tag: the tag must name the element (over the name's length)
     // and end in '>'. Answers the position behind it.
-    static const wchar_t* endTag(const wchar_t* p, const string& name) {
-        p = skipSpace(p);
-        if (std::wcsncmp(p, name.c_str(), name.size()) != 0)
+    template <class Text>
+    static const typename Text::unit* endTag(const typename Text::unit* p, const string& name) {
+        p = skipSpaceIn<Text>(p);
+        if (!Text::startsWith(p, name))
             invalidFormat();
-        p = skipSpace(p + name.size());
-        if (*p != L'>')
+        p = skipSpaceIn<Text>(p);
+        if (*p != '>')
             invalidFormat();
         return p + 1;
     }
@@ -964,59 +1073,81 @@ struct xmlNode::parser {
         collected.resize(first);
     }
 
-    void readAttributes(const wchar_t*& q);
-    const wchar_t* parse(xmlNode& node, const wchar_t* text, int depth);
+    template <class Text>
+    void readAttributes(const typename Text::unit*& q);
+    template <class Text>
+    const typename Text::unit* parse(xmlNode& node, const typename Text::unit* text, int depth);
+
+    template <class Text>
+    static const typename Text::unit* parseInto(xmlNode& node, const typename Text::unit* text, bool keepWhitespace) {
+        if (!text)
+            throw unexpectedErrorException(kNullText);
+        parser state{keepWhitespace, {}, {}, {}};
+        try {
+            return state.parse<Text>(node, text, 1);
+        } catch (const std::bad_alloc&) {
+            throw outOfMemoryException();
+        }
+    }
 };
 
 // Reads attributes from q up to the "/>", the ">" or the end of the text, where q is left.
-void xmlNode::parser::readAttributes(const wchar_t*& q) {
+template <class Text>
+void xmlNode::parser::readAttributes(const typename Text::unit*& q) {
+    using unit = typename Text::unit;
     for (;;) {
-        if (*q == L'\0')
+        if (*q == '\0')
             break;
-        q = skipSpace(q);
-        if (*q == L'>' || (*q == L'/' && q[1] == L'>'))
+        q = skipSpaceIn<Text>(q);
+        if (*q == '>' || (*q == '/' && q[1] == '>'))
             break;
-        const wchar_t* const attributeName = q;
-        while (*q != L'\0' && *q != L'=' && !isSpace(*q))
-            ++q;
-        const wchar_t* const attributeNameEnd = q;
-        const wchar_t* const equals = std::wcschr(q, L'=');
+        const unit* const attributeName = q;
+        while (*q != '\0' && *q != '=') {
+            const std::size_t n = Text::nonSpaceAt(q);
+            if (!n)
+                break;
+            q += n;
+        }
+        const unit* const attributeNameEnd = q;
+        const unit* const equals = Text::find(q, '=');
         if (!equals)
             invalidFormat();
-        q = skipSpace(equals + 1);
-        const wchar_t quote = *q;
-        if (quote != L'"' && quote != L'\'')
+        q = skipSpaceIn<Text>(equals + 1);
+        const unit quote = *q;
+        if (quote != '"' && quote != '\'')
             invalidFormat();
-        const wchar_t* const valueEnd = std::wcschr(q + 1, quote);
+        const unit* const valueEnd = Text::find(q + 1, static_cast<char>(quote));
         if (!valueEnd)
             invalidFormat();
         string value;
-        assignDecoded(value, q + 1, valueEnd);
-        attributes.emplace_back(string(attributeName, attributeNameEnd), std::move(value));
+        Text::assignDecoded(value, q + 1, valueEnd, scratch);
+        attributes.emplace_back(Text::make(attributeName, attributeNameEnd), std::move(value));
         q = valueEnd + 1;
     }
 }
 
-const wchar_t* xmlNode::parser::parse(xmlNode& node, const wchar_t* text, int depth) {
+template <class Text>
+const typename Text::unit* xmlNode::parser::parse(xmlNode& node, const typename Text::unit* text, int depth) {
+    using unit = typename Text::unit;
     // The element start: comments, processing instructions and declarations are passed over.
-    const wchar_t* p = text;
+    const unit* p = text;
     for (;;) {
-        p = std::wcschr(p, L'<');
+        p = Text::find(p, '<');
         if (!p)
             return nullptr;
-        const wchar_t* end;
-        if (p[1] == L'!' && p[2] == L'-' && p[3] == L'-') {
-            end = std::wcsstr(p + 4, L"-->");
+        const unit* end;
+        if (p[1] == '!' && p[2] == '-' && p[3] == '-') {
+            end = Text::commentEnd(p + 4);
             if (!end)
                 return nullptr;
             p = end + 3;
-        } else if (p[1] == L'?') {
-            end = std::wcsstr(p + 2, L"?>");
+        } else if (p[1] == '?') {
+            end = Text::instructionEnd(p + 2);
             if (!end)
                 return nullptr;
             p = end + 2;
-        } else if (p[1] == L'!') {
-            end = std::wcschr(p + 2, L'>');
+        } else if (p[1] == '!') {
+            end = Text::find(p + 2, '>');
             if (!end)
                 return nullptr;
             p = end + 1;
@@ -1024,68 +1155,73 @@ const wchar_t* xmlNode::parser::parse(xmlNode& node, const wchar_t* text, int de
             break;
         }
     }
-    const wchar_t* q = skipSpace(p + 1);
-    if (*q == L'\0')
+    const unit* q = skipSpaceIn<Text>(p + 1);
+    if (*q == '\0')
         invalidFormat();
-    if (*q == L'/')
+    if (*q == '/')
         return p; // an end tag: no element here
 
     // The name runs to whitespace, '>', the end, or a "/>".
-    const wchar_t* const nameStart = q;
-    for (;; ++q) {
-        const wchar_t c = *q;
-        if (c == L'\0' || c == L'>' || isSpace(c))
+    const unit* const nameStart = q;
+    for (;;) {
+        const unit c = *q;
+        if (c == '\0' || c == '>')
             break;
-        if (c == L'/') {
-            if (q[1] == L'>')
+        if (c == '/') {
+            if (q[1] == '>')
                 break;
             invalidFormat();
         }
+        const std::size_t n = Text::nonSpaceAt(q);
+        if (!n)
+            break;
+        q += n;
     }
-    node.mName.assign(nameStart, q);
+    string name = Text::make(nameStart, q);
+    node.mName.swap(name);
 
     // Attributes. Anything between a name and the next '=' is passed over. Those read before a
     // failure stay with the node.
     try {
-        readAttributes(q);
+        readAttributes<Text>(q);
     } catch (...) {
         takeAttributes(node);
         throw;
     }
     takeAttributes(node);
     const std::size_t first = collected.size();
-    if (*q != L'>')
+    if (*q != '>')
         return q; // "/>" or the end of the text: the element is complete
 
     // Content: a text-only element, or text in front of child elements.
-    const wchar_t* const content = q + 1;
-    const wchar_t* lastOpen = std::wcschr(content, L'<');
+    const unit* const content = q + 1;
+    const unit* lastOpen = Text::find(content, '<');
     if (!lastOpen)
         invalidFormat();
-    if (lastOpen[1] == L'/') {
-        const wchar_t* const behind = endTag(lastOpen + 2, node.mName);
-        setText(node.mText, content, lastOpen);
+    if (lastOpen[1] == '/') {
+        const unit* const behind = endTag<Text>(lastOpen + 2, node.mName);
+        setText<Text>(node.mText, content, lastOpen);
         return behind;
     }
-    const wchar_t* position = skipSpace(content);
+    const unit* position = skipSpaceIn<Text>(content);
     if (position < lastOpen)
-        setText(node.mText, position, lastOpen);
+        setText<Text>(node.mText, position, lastOpen);
 
     // Children, up to the end tag; text between and behind them is passed over.
-    while (lastOpen[1] != L'\0') {
-        const wchar_t* const open = std::wcschr(position, L'<');
+    while (lastOpen[1] != '\0') {
+        const unit* const open = Text::find(position, '<');
         if (!open)
             invalidFormat();
         lastOpen = open;
-        const wchar_t* const afterOpen = skipSpace(open + 1);
-        if (*afterOpen == L'/') {
-            position = endTag(afterOpen + 1, node.mName);
+        const unit* const afterOpen = skipSpaceIn<Text>(open + 1);
+        if (*afterOpen == '/') {
+            position = endTag<Text>(afterOpen + 1, node.mName);
             break;
         }
         if (depth >= kMaxDepth)
             invalidFormat();
         refPtr<xmlNode> child(new xmlNode());
-        const wchar_t* const behind = parse(*child, open, depth + 1);
+        const unit* const behind = parse<Text>(*child, open, depth + 1);
         if (!behind) {
             collected.resize(first);
             return nullptr;
@@ -1101,14 +1237,11 @@ const wchar_t* xmlNode::parser::parse(xmlNode& node, const wchar_t* text, int de
 }
 
 const wchar_t* xmlNode::parseText(const wchar_t* text, bool keepWhitespace) {
-    if (!text)
-        throw unexpectedErrorException(kNullText);
-    parser state{keepWhitespace, {}, {}};
-    try {
-        return state.parse(*this, text, 1);
-    } catch (const std::bad_alloc&) {
-        throw outOfMemoryException();
-    }
+    return parser::parseInto<wideText>(*this, text, keepWhitespace);
+}
+
+const char* xmlNode::parseUtf8Text(const char* text, bool keepWhitespace) {
+    return parser::parseInto<utf8Text>(*this, text, keepWhitespace);
 }
 
 // --- documents ------------------------------------------------------------------------------------------
@@ -1126,11 +1259,12 @@ void xmlDocument::load(const char* data, std::uint64_t size, bool keepWhitespace
         throw outOfMemoryException();
     const auto* bytes = reinterpret_cast<const unsigned char*>(data);
     const auto n = static_cast<std::size_t>(size);
-    // UTF-8, the usual case, is decoded into a block that is not first filled with zeros.
-    std::unique_ptr<wchar_t[]> utf8Text;
+    // UTF-8, the usual case, is parsed as it is, from a copy that ends in a null character.
+    std::unique_ptr<char[]> utf8Text;
     const auto fromUtf8 = [&utf8Text](const char* from, std::size_t length) {
-        utf8Text.reset(new wchar_t[length + 1]);
-        *unicode::writeFromUtf8(utf8Text.get(), from, length) = L'\0';
+        utf8Text.reset(new char[length + 1]);
+        std::memcpy(utf8Text.get(), from, length);
+        utf8Text[length] = '\0';
     };
     std::wstring text;
     try {
@@ -1160,7 +1294,10 @@ void xmlDocument::load(const char* data, std::uint64_t size, bool keepWhitespace
     } catch (const std::bad_alloc&) {
         throw outOfMemoryException();
     }
-    parseText(utf8Text ? utf8Text.get() : text.c_str(), keepWhitespace);
+    if (utf8Text)
+        parseUtf8Text(utf8Text.get(), keepWhitespace);
+    else
+        parseText(text.c_str(), keepWhitespace);
 }
 
 void xmlDocument::load(const file& f, bool keepWhitespace) {

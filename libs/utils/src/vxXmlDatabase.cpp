@@ -186,6 +186,18 @@ struct xmlDbWriterData {
         rendered.clear();
         rendering = true;
     }
+
+    // Clears block and writes the document into it; the document goes, whatever happens.
+    void serialise(binaryBuffer& block) {
+        block.clear();
+        try {
+            save(block);
+        } catch (...) {
+            release();
+            throw;
+        }
+        release();
+    }
 };
 
 xmlDbWriter::xmlDbWriter(const vx::file& f) : mpData(new xmlDbWriterData) {
@@ -224,14 +236,7 @@ void xmlDbWriter::close() {
         return;
     binaryBuffer temporary;
     binaryBuffer& block = mpData->buffer ? *mpData->buffer : temporary;
-    block.clear();
-    try {
-        mpData->save(block);
-    } catch (...) {
-        mpData->release();
-        throw;
-    }
-    mpData->release();
+    mpData->serialise(block);
     block.xxor(string::fromMBCtoWC(mpData->key.c_str()));
     if (mpData->compressed)
         block.gzCompress();
@@ -250,14 +255,7 @@ char* xmlDbWriter::toString() {
     if (!mpData->document)
         create();
     binaryBuffer& block = mpData->buffer ? *mpData->buffer : mpData->text;
-    block.clear();
-    try {
-        mpData->save(block);
-    } catch (...) {
-        mpData->release();
-        throw;
-    }
-    mpData->release();
+    mpData->serialise(block);
     // A null byte behind the text, outside the logical length, so that it reads as a C text.
     const std::uint64_t length = block.logicalLength();
     block.reserve(length + 1);

@@ -909,9 +909,9 @@ void xmlNode::getText(string& out, const string& indent) const {
 // Both views read up to a null character.
 struct wideText {
     using unit = wchar_t;
-    static const unit* find(const unit* p, char c) { return std::wcschr(p, static_cast<wchar_t>(c)); }
-    static const unit* commentEnd(const unit* p) { return std::wcsstr(p, L"-->"); }
-    static const unit* instructionEnd(const unit* p) { return std::wcsstr(p, L"?>"); }
+    const unit* find(const unit* p, char c) const { return std::wcschr(p, static_cast<wchar_t>(c)); }
+    const unit* commentEnd(const unit* p) const { return std::wcsstr(p, L"-->"); }
+    const unit* instructionEnd(const unit* p) const { return std::wcsstr(p, L"?>"); }
     // The units of the character at p, and of the white space at p (0 when it is none).
     static std::size_t spaceAt(const unit* p) { return isSpace(*p) ? 1 : 0; }
     // The units of the character at p when it is no white space, else 0.
@@ -929,11 +929,23 @@ struct wideText {
     }
 };
 
+// The bytes are searched with memchr up to the first null, found once: the C library's string
+// searches would measure the rest of the text on every call under a sanitizer.
 struct utf8Text {
     using unit = char;
-    static const unit* find(const unit* p, char c) { return std::strchr(p, c); }
-    static const unit* commentEnd(const unit* p) { return std::strstr(p, "-->"); }
-    static const unit* instructionEnd(const unit* p) { return std::strstr(p, "?>"); }
+    const unit* end; // the first null character
+
+    const unit* find(const unit* p, char c) const {
+        return p < end ? static_cast<const unit*>(std::memchr(p, c, static_cast<std::size_t>(end - p))) : nullptr;
+    }
+    const unit* findText(const unit* p, const char* pattern, std::size_t length) const {
+        for (; (p = find(p, pattern[0])) != nullptr; ++p)
+            if (static_cast<std::size_t>(end - p) >= length && std::memcmp(p, pattern, length) == 0)
+                return p;
+        return nullptr;
+    }
+    const unit* commentEnd(const unit* p) const { return findText(p, "-->", 3); }
+    const unit* instructionEnd(const unit* p) const { return findText(p, "?>", 2); }
     // The character at p as the wide text has it: its code point and its bytes.
     static std::uint32_t decodeAt(const unit* p, std::size_t& taken) {
         const auto byte = static_cast<unsigned char>(*p);
@@ -1074,17 +1086,16 @@ struct xmlNode::parser {
     }
 
     template <class Text>
-    void readAttributes(const typename Text::unit*& q);
+    void readAttributes(const Text& view, const typename Text::unit*& q);
     template <class Text>
-    const typename Text::unit* parse(xmlNode& node, const typename Text::unit* text, int depth);
+    const typename Text::unit* parse(const Text& view, xmlNode& node, const typename Text::unit* text, int depth);
 
     template <class Text>
-    static const typename Text::unit* parseInto(xmlNode& node, const typename Text::unit* text, bool keepWhitespace) {
-        if (!text)
-            throw unexpectedErrorException(kNullText);
+    static const typename Text::unit* parseInto(xmlNode& node, const Text& view, const typename Text::unit* text,
+                                                bool keepWhitespace) {
         parser state{keepWhitespace, {}, {}, {}};
         try {
-            return state.parse<Text>(node, text, 1);
+            return state.parse<Text>(view, node, text, 1);
         } catch (const std::bad_alloc&) {
             throw outOfMemoryException();
         }
@@ -1093,7 +1104,7 @@ struct xmlNode::parser {
 
 // Reads attributes from q up to the "/>", the ">" or the end of the text, where q is left.
 template <class Text>
-void xmlNode::parser::readAttributes(const typename Text::unit*& q) {
+void xmlNode::parser::readAttributes(const Text& view, const typename Text::unit*& q) {
     using unit = typename Text::unit;
     for (;;) {
         if (*q == '\0')
@@ -1109,14 +1120,14 @@ void xmlNode::parser::readAttributes(const typename Text::unit*& q) {
             q += n;
         }
         const unit* const attributeNameEnd = q;
-        const unit* const equals = Text::find(q, '=');
+        const unit* const equals = view.find(q, '=');
         if (!equals)
             invalidFormat();
         q = skipSpaceIn<Text>(equals + 1);
         const unit quote = *q;
         if (quote != '"' && quote != '\'')
             invalidFormat();
-        const unit* const valueEnd = Text::find(q + 1, static_cast<char>(quote));
+        const unit* const valueEnd = view.find(q + 1, static_cast<char>(quote));
         if (!valueEnd)
             invalidFormat();
         string value;
@@ -1127,27 +1138,28 @@ void xmlNode::parser::readAttributes(const typename Text::unit*& q) {
 }
 
 template <class Text>
-const typename Text::unit* xmlNode::parser::parse(xmlNode& node, const typename Text::unit* text, int depth) {
+const typename Text::unit* xmlNode::parser::parse(const Text& view, xmlNode& node, const typename Text::unit* text,
+                                                  int depth) {
     using unit = typename Text::unit;
     // The element start: comments, processing instructions and declarations are passed over.
     const unit* p = text;
     for (;;) {
-        p = Text::find(p, '<');
+        p = view.find(p, '<');
         if (!p)
             return nullptr;
         const unit* end;
         if (p[1] == '!' && p[2] == '-' && p[3] == '-') {
-            end = Text::commentEnd(p + 4);
+            end = view.commentEnd(p + 4);
             if (!end)
                 return nullptr;
             p = end + 3;
         } else if (p[1] == '?') {
-            end = Text::instructionEnd(p + 2);
+            end = view.instructionEnd(p + 2);
             if (!end)
                 return nullptr;
             p = end + 2;
         } else if (p[1] == '!') {
-            end = Text::find(p + 2, '>');
+            end = view.find(p + 2, '>');
             if (!end)
                 return nullptr;
             p = end + 1;
@@ -1183,7 +1195,7 @@ const typename Text::unit* xmlNode::parser::parse(xmlNode& node, const typename 
     // Attributes. Anything between a name and the next '=' is passed over. Those read before a
     // failure stay with the node.
     try {
-        readAttributes<Text>(q);
+        readAttributes<Text>(view, q);
     } catch (...) {
         takeAttributes(node);
         throw;
@@ -1195,7 +1207,7 @@ const typename Text::unit* xmlNode::parser::parse(xmlNode& node, const typename 
 
     // Content: a text-only element, or text in front of child elements.
     const unit* const content = q + 1;
-    const unit* lastOpen = Text::find(content, '<');
+    const unit* lastOpen = view.find(content, '<');
     if (!lastOpen)
         invalidFormat();
     if (lastOpen[1] == '/') {
@@ -1209,7 +1221,7 @@ const typename Text::unit* xmlNode::parser::parse(xmlNode& node, const typename 
 
     // Children, up to the end tag; text between and behind them is passed over.
     while (lastOpen[1] != '\0') {
-        const unit* const open = Text::find(position, '<');
+        const unit* const open = view.find(position, '<');
         if (!open)
             invalidFormat();
         lastOpen = open;
@@ -1221,7 +1233,7 @@ const typename Text::unit* xmlNode::parser::parse(xmlNode& node, const typename 
         if (depth >= kMaxDepth)
             invalidFormat();
         refPtr<xmlNode> child(new xmlNode());
-        const unit* const behind = parse<Text>(*child, open, depth + 1);
+        const unit* const behind = parse<Text>(view, *child, open, depth + 1);
         if (!behind) {
             collected.resize(first);
             return nullptr;
@@ -1237,11 +1249,15 @@ const typename Text::unit* xmlNode::parser::parse(xmlNode& node, const typename 
 }
 
 const wchar_t* xmlNode::parseText(const wchar_t* text, bool keepWhitespace) {
-    return parser::parseInto<wideText>(*this, text, keepWhitespace);
+    if (!text)
+        throw unexpectedErrorException(kNullText);
+    return parser::parseInto(*this, wideText(), text, keepWhitespace);
 }
 
 const char* xmlNode::parseUtf8Text(const char* text, bool keepWhitespace) {
-    return parser::parseInto<utf8Text>(*this, text, keepWhitespace);
+    if (!text)
+        throw unexpectedErrorException(kNullText);
+    return parser::parseInto(*this, utf8Text{text + std::strlen(text)}, text, keepWhitespace);
 }
 
 // --- documents ------------------------------------------------------------------------------------------

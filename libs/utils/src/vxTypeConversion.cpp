@@ -281,11 +281,15 @@ public:
                 mByIdentity[identity{it->second.to, it->second.from}] = converter;
     }
 
-    void erase(const typeConverterBase* converter) {
+    // Takes out every registration of the converters; the identity index is made anew from
+    // those that stay, so that no key outlives the type objects of a module that goes with its
+    // converters.
+    void erase(typeConverterBase* const* converters, std::size_t count) {
+        const auto removed = [converters, count](const typeConverterBase* c) {
+            return std::find(converters, converters + count, c) != converters + count;
+        };
         for (auto it = mEntries.begin(); it != mEntries.end();)
-            it = it->second.converter == converter ? mEntries.erase(it) : std::next(it);
-        // Made anew from the converters that stay: no key may outlive the type objects of a
-        // module that goes with its converters.
+            it = removed(it->second.converter) ? mEntries.erase(it) : std::next(it);
         mByIdentity.clear();
         for (const auto& item : mEntries)
             mByIdentity[identity{item.second.to, item.second.from}] = findByName(*item.second.to, *item.second.from);
@@ -448,10 +452,7 @@ void typeConversionManager::remove(typeConverterBase* const* converters, std::si
                          [&current](const typeConverterBase* c) { return c && current->contains(c); }))
             return;
         sharedPtr<converterTable> changed(converterTable::successor(current));
-        for (std::size_t i = 0; i < count; ++i) {
-            if (converters[i])
-                changed->erase(converters[i]);
-        }
+        changed->erase(converters, count);
         retired = changed->retired;
         mpTable = std::move(changed);
     }

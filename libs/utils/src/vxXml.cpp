@@ -566,8 +566,9 @@ using openElements = std::vector<std::pair<const xmlNode*, std::size_t>>;
 
 template <class Sink, class Rendered = noRendered>
 void writeTree(Sink& sink, const xmlNode& root, const string& rootIndent, std::size_t depth = 0,
-               const Rendered& renderedOf = Rendered(), openElements&& scratch = openElements()) {
-    openElements& open = scratch;
+               const Rendered& renderedOf = Rendered(), openElements* reused = nullptr) {
+    openElements own;
+    openElements& open = reused ? *reused : own; // a caller writing many elements lends its list
     open.clear();
     const xmlNode* next = &root;
     for (;;) {
@@ -912,7 +913,7 @@ struct wideText {
     const unit* find(const unit* p, char c) const { return std::wcschr(p, static_cast<wchar_t>(c)); }
     const unit* commentEnd(const unit* p) const { return std::wcsstr(p, L"-->"); }
     const unit* instructionEnd(const unit* p) const { return std::wcsstr(p, L"?>"); }
-    // The units of the character at p, and of the white space at p (0 when it is none).
+    // The units of the white space at p, 0 when there is none.
     static std::size_t spaceAt(const unit* p) { return isSpace(*p) ? 1 : 0; }
     // The units of the character at p when it is no white space, else 0.
     static std::size_t nonSpaceAt(const unit* p) { return isSpace(*p) ? 0 : 1; }
@@ -1417,7 +1418,7 @@ bool detail::rendersFaithfully(const xmlNode& element) { return isFaithful(eleme
 
 void detail::render(renderedElements& to, const xmlNode& element, std::size_t depth) {
     utf8Sink sink(to.text, to.text.logicalLength());
-    writeTree(sink, element, string(), depth, noRendered(), std::move(to.open));
+    writeTree(sink, element, string(), depth, noRendered(), &to.open);
     to.text.setLogicalLength(sink.written());
     ++to.count;
 }

@@ -210,7 +210,9 @@ TEST(NumberText, IntegersReadLikeScanfDoublesTakeBothSeparatorsAndTheUserSeparat
         reads<float>(L"0,25", 0.25f), reads<float>(L"1e39", FLT_MAX, false), textFails<float>(L"x"),
         gives<vx::string>(0.5f, L"0.5"), gives<vx::string>(2.5, L"2.5"), gives<vx::string>(100.0, L"100"),
         gives<vx::string>(-0.000000001, L"-0"), gives<vx::string>(1.23456789012, L"1.23456789"),
-        gives<vx::string>(1e20, L"100000000000000000000")});
+        gives<vx::string>(1e20, L"100000000000000000000"), gives<vx::string>(-0.0, L"-0"),
+        // On both sides of 1e17, where the C-locale text is written directly below and formatted above.
+        gives<vx::string>(99999999999999984.0, L"99999999999999984"), gives<vx::string>(1e17, L"100000000000000000")});
     expectTexts({
         // A precision keeps the zeros; it is cut to 10, and below 0 counts as 0.
         {printed(2.5, convertWidth, 3), L"2.500"}, {printed(2.5, convertWidth, 12), L"2.5000000000"},

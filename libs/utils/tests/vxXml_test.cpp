@@ -316,6 +316,76 @@ TEST(xmlLoad, encodings) {
     EXPECT_EQ(dump(*doc), L"");
 }
 
+namespace {
+
+// Code points of wide text (a pair of surrogates is one where wchar_t has 16 bits).
+std::vector<std::uint32_t> codePoints(const std::wstring& text) {
+    std::vector<std::uint32_t> points;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        auto c = static_cast<std::uint32_t>(text[i]);
+        if (sizeof(wchar_t) == 2 && c >= 0xD800 && c < 0xDC00 && i + 1 < text.size())
+            c = 0x10000 + ((c - 0xD800) << 10) + (static_cast<std::uint32_t>(text[++i]) - 0xDC00);
+        points.push_back(c);
+    }
+    return points;
+}
+
+std::string utf8Of(const std::wstring& text) {
+    std::string out;
+    for (const std::uint32_t c : codePoints(text)) {
+        if (c < 0x80) {
+            out += static_cast<char>(c);
+        } else if (c < 0x800) {
+            out += static_cast<char>(0xC0 | c >> 6), out += static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            out += static_cast<char>(0xE0 | c >> 12), out += static_cast<char>(0x80 | (c >> 6 & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            out += static_cast<char>(0xF0 | c >> 18), out += static_cast<char>(0x80 | (c >> 12 & 0x3F));
+            out += static_cast<char>(0x80 | (c >> 6 & 0x3F)), out += static_cast<char>(0x80 | (c & 0x3F));
+        }
+    }
+    return out;
+}
+
+std::string utf16Of(const std::wstring& text) {
+    std::string out = "\xFF\xFE";
+    const auto unit = [&out](std::uint32_t u) { out += static_cast<char>(u & 0xFF), out += static_cast<char>(u >> 8); };
+    for (const std::uint32_t c : codePoints(text)) {
+        if (c < 0x10000) {
+            unit(c);
+        } else {
+            unit(0xD800 + ((c - 0x10000) >> 10)), unit(0xDC00 + ((c - 0x10000) & 0x3FF));
+        }
+    }
+    return out;
+}
+
+} // namespace
+
+// UTF-8 is parsed as bytes, UTF-16 widened first: every document gives the same tree, or the
+// same failure, either way and with either whitespace option.
+TEST(xmlLoad, utf8AndWideReadingsAgree) {
+    const std::wstring documents[] = {
+        L"<a b='1' c=\"x&amp;y &lt;\">t &#65;</a>",
+        L"<\xE9l\xE8ve nom='\x20AC' \x3B1=\"\x3B2\">\U0001F600 \x4E2D</\xE9l\xE8ve>",
+        L"<\xE9>x</\xE8>", L"<a>x</b>", L"<ab>x</a>", L"<a>x</ab>", L"<\U0001F600>x</\U0001F600 >",
+        L"<a  \t\n b = '1'\n c\t=\t\"2\"/>", L"<a b='1' c>", L"<a b='1", L"<a b=1/>",
+        L"<r><!-- a <comment> --><?pi x?><!DOCTYPE r><x/>tail</r>", L"<r><!-- open",
+        L"<r>  spaced \t <c>  inner  </c>  behind  </r>", L"<r>\t\x3000text\x3000\t</r>",
+        L"<r a='&amp;lt;&#x41;&#x4;x;&amp;amp;amp;'>&quot;&apos;&gt;</r>", L"<r><unclosed></r>",
+        L"<r>a</r><second/>", L"  <r/>", L"<r/", L"<", L"</r>", L"text only",
+    };
+    for (const std::wstring& text : documents) {
+        for (const bool keep : {false, true}) {
+            std::wstring asUtf8, asWide;
+            const std::wstring utf8Outcome = thrown([&] { asUtf8 = dump(*fromText(utf8Of(text), keep)); });
+            const std::wstring wideOutcome = thrown([&] { asWide = dump(*fromText(utf16Of(text), keep)); });
+            EXPECT_EQ(utf8Outcome + asUtf8, wideOutcome + asWide) << utf8Of(text) << (keep ? " kept" : "");
+        }
+    }
+}
+
 TEST(xmlFile, loadAndSave) {
     vxtest::tempDir dir;
     const vx::file f(dir.windowsForm("d.xml")), missing(dir.windowsForm("none.xml"));

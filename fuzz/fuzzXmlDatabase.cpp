@@ -11,6 +11,7 @@
 #include <vxXmlDatabase.h>
 #include <vxXmlDbIStream.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -19,7 +20,7 @@
 namespace {
 
 class item;
-std::vector<item*> gMade; // every object made in one run, to break their cycles at the end
+std::vector<item*> gMade; // every object of one run that is alive, to break their cycles at the end
 
 struct pair : vx::iDataConverter {
     const wchar_t* typeName() const override { return L"pair"; }
@@ -90,7 +91,13 @@ public:
     void unlink() { mKept.clear(); }
 
 private:
-    ~item() = default;
+    // An object can go before the end of the run (an aggregated one with its referrer, one that
+    // counts as absent): it leaves the list.
+    ~item() {
+        const auto it = std::find(gMade.begin(), gMade.end(), this);
+        if (it != gMade.end())
+            gMade.erase(it);
+    }
     void keep(vx::iPersistent* p) {
         if (!p)
             return;
@@ -153,9 +160,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             }
         });
         objects.clear();
-        for (item* p : gMade)
+        // Held while the cycles are broken: an object may hold the last reference to another.
+        const std::vector<vx::refPtr<item>> alive(gMade.begin(), gMade.end());
+        for (const vx::refPtr<item>& p : alive)
             p->unlink();
-        gMade.clear();
     }
     return 0;
 }

@@ -38,16 +38,6 @@ std::uint32_t codePointAt(const wchar_t* text, std::size_t length, std::size_t& 
     return isCharacter(c) ? c : replacementCharacter;
 }
 
-// Writes one code point (a character) as wide units at out; answers the units written.
-std::size_t putCodePoint(wchar_t* out, std::uint32_t c) {
-    if (kWideIsUtf16 && c > 0xFFFF) {
-        out[0] = static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10));
-        out[1] = static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
-        return 2;
-    }
-    out[0] = static_cast<wchar_t>(c);
-    return 1;
-}
 
 // The range the byte after a lead byte may take (the later ones are always 0x80 to 0xBF).
 struct leadInfo {
@@ -137,6 +127,16 @@ char* writeUtf8At(char* out, const wchar_t* text, std::size_t length, std::size_
 }
 
 } // namespace
+
+std::size_t putCodePoint(wchar_t* out, std::uint32_t c) {
+    if (kWideIsUtf16 && c > 0xFFFF) {
+        out[0] = static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10));
+        out[1] = static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+        return 2;
+    }
+    out[0] = static_cast<wchar_t>(c);
+    return 1;
+}
 
 std::size_t utf8Length(const wchar_t* text, std::size_t length) {
     std::size_t bytes = 0, i = 0;

@@ -24,6 +24,9 @@ void appendFromUtf8(std::wstring& out, const char* text, std::size_t length);
 // Decodes into out, which has room for length units (never more are needed); answers the
 // position behind the units written.
 wchar_t* writeFromUtf8(wchar_t* out, const char* text, std::size_t length);
+// Writes one code point (a character) as wide units at out, which has room for two; answers
+// the units written.
+std::size_t putCodePoint(wchar_t* out, std::uint32_t c);
 // The code point of the UTF-8 sequence at text, of which length (at least 1) bytes may be read,
 // as writeFromUtf8 decodes it: U+FFFD for a broken sequence. taken is the bytes it spans.
 std::uint32_t decodeUtf8At(const char* text, std::size_t length, std::size_t& taken);

@@ -1001,17 +1001,11 @@ struct utf8Text {
             const std::uint32_t c = decodeAt(q, taken);
             if (c == 0)
                 return false;
-            if (unicode::kWideIsUtf16 && c > 0xFFFF) {
-                const auto high = static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10));
-                const auto low = static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
-                if (i + 2 > name.size() || name[i] != high || name[i + 1] != low)
-                    return false;
-                i += 2;
-            } else {
-                if (name[i] != static_cast<wchar_t>(c))
-                    return false;
-                ++i;
-            }
+            wchar_t units[2];
+            const std::size_t n = unicode::putCodePoint(units, c);
+            if (i + n > name.size() || std::wmemcmp(name.data() + i, units, n) != 0)
+                return false;
+            i += n;
             q += taken;
         }
         p = q;

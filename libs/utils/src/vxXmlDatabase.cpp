@@ -139,19 +139,24 @@ struct xmlDbWriterData {
     void add(const string& className, refPtr<xmlNode>& element) {
         refPtr<xmlNode> into = table(className);
         if (rendering && detail::rendersFaithfully(*element)) {
-            detail::render(renderedOf(into), *element, 2); // below the root and the table
+            detail::renderedElements* kept = renderedIn(*into);
+            if (!kept) {
+                rendered.emplace_back(into, detail::renderedElements());
+                kept = &rendered.back().second;
+            }
+            detail::render(*kept, *element, 2); // below the root and the table
             return;
         }
         keepNodes();
         into->addNode(element);
     }
 
-    detail::renderedElements& renderedOf(const refPtr<xmlNode>& table) {
+    // The elements rendered into a table, or null.
+    detail::renderedElements* renderedIn(const xmlNode& table) {
         for (auto& item : rendered)
-            if (item.first == table)
-                return item.second;
-        rendered.emplace_back(table, detail::renderedElements());
-        return rendered.back().second;
+            if (item.first.get() == &table)
+                return &item.second;
+        return nullptr;
     }
 
     // Reads the rendered elements back into their tables; the document keeps nodes from now on.
@@ -168,10 +173,7 @@ struct xmlDbWriterData {
     void save(binaryBuffer& block) {
         if (!rendered.empty()) {
             const auto find = [this](const xmlNode& node) -> const detail::renderedElements* {
-                for (const auto& item : rendered)
-                    if (item.first.get() == &node)
-                        return &item.second;
-                return nullptr;
+                return renderedIn(node);
             };
             if (detail::saveWithRendered(block, *document, find))
                 return;
